@@ -1,0 +1,1 @@
+# Installation: libraries, headers, CMake package and pkg-config file.
