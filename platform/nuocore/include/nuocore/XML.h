@@ -1,0 +1,99 @@
+/// The core library's SAX parser for XML.
+#pragma once
+
+#include <boost/container/flat_map.hpp>
+#include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "nuocore/Strings.h"
+#include "nuocore/export.h"
+
+namespace nuocore::xml {
+
+/// Why a document was refused; `what()` says what was wrong, with line and column.
+class NUOCORE_API XMLError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+    ~XMLError() override;
+};
+
+/// Attributes of an element by qualified name, in ascending order of the UTF-16 units.
+using AttributeMap = boost::container::flat_map<
+    UTF16String, UTF16String, std::less<>,
+    std::vector<std::pair<UTF16String, UTF16String>, allocator::STLAllocator<std::pair<UTF16String, UTF16String>>>>;
+
+/// An attribute as the namespace-aware callbacks report it.
+struct Attribute {
+    UTF16String mNamespace;
+    UTF16String mLocalName;
+    UTF16String mQualifiedName;
+    UTF16String mValue;
+};
+using AttributeList = std::vector<Attribute>;
+
+/// Receives a document's parts in document order, on the thread that parses. Every default body does nothing.
+/// Strings are valid for the duration of the call. A handler may throw: the parse ends and the exception reaches the caller
+/// of `Parse` unchanged. The order of the operations is part of the binary interface.
+class NUOCORE_API AbstractParseHandler {
+  public:
+    AbstractParseHandler() = default;
+    AbstractParseHandler(const AbstractParseHandler&) = delete;
+    AbstractParseHandler& operator=(const AbstractParseHandler&) = delete;
+    virtual ~AbstractParseHandler();
+
+    virtual void StartDocument();
+    /// Plain mode: qualified name; namespace declarations are attributes like any other.
+    virtual void StartElement(const UTF16String& inName, const AttributeMap& inAttributes);
+    /// Namespace mode, in place of `StartElement`.
+    virtual void StartElementWithNamespace(const UTF16String& inNamespace, const UTF16String& inLocalName,
+                                           const UTF16String& inQualifiedName, const AttributeList& inAttributes);
+    virtual void EndElement(const UTF16String& inName);
+    virtual void EndElementWithNamespace(const UTF16String& inNamespace, const UTF16String& inLocalName,
+                                         const UTF16String& inQualifiedName);
+    virtual void StartCDATA();
+    virtual void EndCDATA();
+    /// Text between two tags. Adjacent character data, resolved references and CDATA sections arrive as one chunk,
+    /// wherever an input buffer ends; only a text longer than `ParserLimits::mMaxChunkUnits` comes in several.
+    virtual void Characters(const UTF16String& inText);
+    virtual void Comment(const UTF16String& inText);
+    virtual void EndDocument();
+    virtual void StartPrefixMapping(const UTF16String& inPrefix, const UTF16String& inNamespace);
+    virtual void EndPrefixMapping(const UTF16String& inPrefix);
+};
+
+/// Limits of what a parser accepts; a breach is an `XMLError`.
+struct ParserLimits {
+    std::size_t mMaxBytes = std::size_t{64} << 20;     ///< whole document
+    std::size_t mMaxDepth = 256;                       ///< nested elements
+    std::size_t mMaxAttributes = 1024;                 ///< of one element
+    std::size_t mMaxChunkUnits = std::size_t{1} << 20; ///< UTF-16 units of one `Characters` call
+};
+
+/// How a parser works.
+struct ParserOptions {
+    bool mNamespaces = false;  ///< call the namespace callbacks in place of the plain ones
+    ParserLimits mLimits = {};
+};
+
+/// Parses documents into a handler. External entities and external document types are never loaded, and the expansion of
+/// internal entities is bounded. Thread rule: one thread at a time.
+class NUOCORE_API AbstractDocParser {
+  public:
+    AbstractDocParser() = default;
+    AbstractDocParser(const AbstractDocParser&) = delete;
+    AbstractDocParser& operator=(const AbstractDocParser&) = delete;
+    virtual ~AbstractDocParser();
+
+    /// Parses one whole document, calling the handler synchronously. Throws `XMLError`, or what the handler threw.
+    virtual void Parse(std::string_view inDocument) = 0;
+};
+
+/// A parser that owns `inHandler`. Throws `std::bad_alloc`.
+NUOCORE_API boost::shared_ptr<AbstractDocParser> GetParser(std::unique_ptr<AbstractParseHandler> inHandler,
+                                                           const ParserOptions& inOptions = {});
+
+}  // namespace nuocore::xml
