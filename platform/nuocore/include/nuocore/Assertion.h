@@ -10,7 +10,8 @@
 
 namespace nuocore::debug {
 
-/// What went wrong, and where. The pointers are to texts that live as long as the program, or at least the call.
+/// What went wrong, and where. The pointers are to texts that live as long as the program, or at least the
+/// call.
 struct AssertionRecord {
     const char* mFile;        ///< source file as the module names itself, not a path of the build
     std::uint32_t mLine;      ///< 0 where the module gives none
@@ -19,9 +20,9 @@ struct AssertionRecord {
     std::string mMessage;     ///< may be empty
 };
 
-/// Takes a record; returns whether the process should break into an attached debugger. Called on the asserting thread,
-/// possibly on several threads at once, possibly with locks held by the caller: it must not wait for other threads.
-/// What it throws is discarded.
+/// Takes a record; returns whether the process should break into an attached debugger. Called on the
+/// asserting thread, possibly on several threads at once, possibly with locks held by the caller: it must not
+/// wait for other threads. What it throws is discarded.
 using AssertionHandler = std::function<bool(const AssertionRecord&)>;
 
 /// What happens when a handler asks to break.
@@ -30,15 +31,15 @@ enum class BreakPolicy {
     kDebuggerAttached  ///< break when a debugger is attached to the process; the default
 };
 
-/// Installs a handler and returns the one before it. An empty handler stands for the default one, which logs the
-/// record and asks to break. A handler being replaced may still be running when this returns.
+/// Installs a handler and returns the one before it. An empty handler stands for the default one, which logs
+/// the record and asks to break. A handler being replaced may still be running when this returns.
 NUOCORE_API AssertionHandler SetAssertionHandler(AssertionHandler inHandler);
 
 NUOCORE_API void SetBreakPolicy(BreakPolicy inPolicy) noexcept;
 [[nodiscard]] NUOCORE_API BreakPolicy GetBreakPolicy() noexcept;
 
-/// Hands the record to the handler and, when that asks for it and the policy allows it, breaks into the debugger. Never
-/// throws; returns to the caller in every other case.
+/// Hands the record to the handler and, when that asks for it and the policy allows it, breaks into the
+/// debugger. Never throws; returns to the caller in every other case.
 NUOCORE_API void RaiseAssertion(const AssertionRecord& inRecord) noexcept;
 
 /// Whether a debugger is attached to this process now.

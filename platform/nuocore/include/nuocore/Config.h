@@ -1,4 +1,5 @@
-/// What a host is: its product code and version. Set by the host, or else taken from the environment. Any thread.
+/// What a host is: its product code and version. Set by the host, or else taken from the environment. Any
+/// thread.
 #pragma once
 
 #include "nuocore/Strings.h"
@@ -10,8 +11,9 @@ namespace nuocore::config {
 struct ProductConfig {
     UTF8String mSAPCode;        ///< product code, NUOCORE_SAP_CODE
     UTF8String mClientVersion;  ///< version under which the product speaks on the bus, NUOCORE_CLIENT_VERSION
-    UTF8String mVersionString;  ///< version for people and for modules, NUOCORE_VERSION; else the client version
-    bool mIsBeta = false;       ///< a beta's product code carries the suffix "BETA"; NUOCORE_BETA=1
+    UTF8String
+        mVersionString;    ///< version for people and for modules, NUOCORE_VERSION; else the client version
+    bool mIsBeta = false;  ///< a beta's product code carries the suffix "BETA"; NUOCORE_BETA=1
 };
 
 /// Sets the identity of this process. Call it before the first use of a library that asks for it.

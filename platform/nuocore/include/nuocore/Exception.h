@@ -14,8 +14,9 @@ inline constexpr int eUnknown = static_cast<int>(0xA00F0001U);
 
 namespace config {
 
-/// Base of the product family's exceptions: a message and a 32-bit result code. `what()` is the message followed by
-/// " (0x" and the code as eight upper-case hexadecimal digits and ")"; without a message only the code, unbracketed.
+/// Base of the product family's exceptions: a message and a 32-bit result code. `what()` is the message
+/// followed by " (0x" and the code as eight upper-case hexadecimal digits and ")"; without a message only the
+/// code, unbracketed.
 class NUOCORE_API nuo_exception : public std::runtime_error {
   public:
     nuo_exception(const StringValue& inMessage, int inCode);

@@ -18,7 +18,8 @@ class NUOCORE_API Guid {
   public:
     using Bytes = std::array<std::uint8_t, 16>;
 
-    /// A fresh random identifier (version 4). Throws `std::runtime_error` when the system gives no randomness.
+    /// A fresh random identifier (version 4). Throws `std::runtime_error` when the system gives no
+    /// randomness.
     Guid();
     explicit constexpr Guid(const Bytes& inBytes) noexcept : mBytes(inBytes) {}
 

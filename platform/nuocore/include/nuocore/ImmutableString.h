@@ -18,9 +18,9 @@ struct InternedText;
 }
 
 /// A UTF-8 text that exists once in the process: two objects made from the same bytes share one entry of the
-/// intern table, and comparing them compares identity. Cheap to copy and cheap to make again. An entry lives as
-/// long as an object refers to it (and a short, bounded while longer), so a flood of different texts does not
-/// grow the table for ever. The order of different texts is arbitrary but fixed while both are held.
+/// intern table, and comparing them compares identity. Cheap to copy and cheap to make again. An entry lives
+/// as long as an object refers to it (and a short, bounded while longer), so a flood of different texts does
+/// not grow the table for ever. The order of different texts is arbitrary but fixed while both are held.
 ///
 /// A default-constructed object is the null string, which is distinct from the empty text.
 /// Thread rule: like a shared pointer; different objects may be used on any threads at once.

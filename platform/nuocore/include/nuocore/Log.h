@@ -26,11 +26,13 @@ struct LogRecord {
 [[nodiscard]] NUOCORE_API bool IsLoggingEnabled() noexcept;
 NUOCORE_API void SetLoggingEnabled(bool inEnabled) noexcept;
 
-/// Writes a record. Never throws: a record that can't be written is dropped. Does nothing while logging is off.
+/// Writes a record. Never throws: a record that can't be written is dropped. Does nothing while logging is
+/// off.
 NUOCORE_API void Log(const LogRecord& inRecord) noexcept;
 
-/// Takes records in place of the default sink, which writes one line each, fields as JSON, to the standard error stream or to
-/// the file named by NUOCORE_LOG. Called on the logging thread, one call at a time. It must not log itself.
+/// Takes records in place of the default sink, which writes one line each, fields as JSON, to the standard
+/// error stream or to the file named by NUOCORE_LOG. Called on the logging thread, one call at a time. It
+/// must not log itself.
 using LogSink = std::function<void(const LogRecord&)>;
 
 /// Installs a sink and returns the one before it; an empty one stands for the default.

@@ -12,8 +12,8 @@
 
 namespace nuocore::thread {
 
-/// A recursive mutex whose acquisitions are named and timed, so that a lock held for too long names its holder.
-/// Any thread.
+/// A recursive mutex whose acquisitions are named and timed, so that a lock held for too long names its
+/// holder. Any thread.
 class NUOCORE_API NUOCORE_CAPABILITY("mutex") RecursiveMutex {
   public:
     /// `inName` shows in diagnostics; null for a mutex without a name. It must outlive the mutex.
@@ -22,9 +22,10 @@ class NUOCORE_API NUOCORE_CAPABILITY("mutex") RecursiveMutex {
     RecursiveMutex& operator=(const RecursiveMutex&) = delete;
     ~RecursiveMutex();
 
-    /// Takes the lock, again if this thread has it. `inAcquirer` is the qualified name of the acquiring function, a text that
-    /// lives as long as the program. When `inTimeoutMilliseconds` pass without success, an assertion names the waiting and
-    /// the holding function, and the call waits on; it never gives up and never throws.
+    /// Takes the lock, again if this thread has it. `inAcquirer` is the qualified name of the acquiring
+    /// function, a text that lives as long as the program. When `inTimeoutMilliseconds` pass without success,
+    /// an assertion names the waiting and the holding function, and the call waits on; it never gives up and
+    /// never throws.
     void Lock(const char* inAcquirer, std::uint32_t inTimeoutMilliseconds) noexcept NUOCORE_ACQUIRE();
     /// Gives the lock back once. Only the holder may call it.
     void Unlock() noexcept NUOCORE_RELEASE();
@@ -41,7 +42,8 @@ class NUOCORE_API NUOCORE_CAPABILITY("mutex") RecursiveMutex {
     const char* mHolder = nullptr;
 };
 
-/// Called for each acquisition before it may wait, for diagnostics and tests; it must not take a `RecursiveMutex`.
+/// Called for each acquisition before it may wait, for diagnostics and tests; it must not take a
+/// `RecursiveMutex`.
 using LockObserver = void (*)(const RecursiveMutex& inMutex, const char* inAcquirer,
                               std::uint32_t inTimeoutMilliseconds);
 /// Installs an observer for the whole process and returns the one before it; null for none.

@@ -1,8 +1,8 @@
 /// Conversions between the string types. Any thread; no function keeps state.
 ///
-/// Broken input never throws: each ill-formed sequence is replaced by U+FFFD, one replacement for each maximal
-/// part of a sequence that could have been well-formed (the practice that Unicode recommends). Use the `IsValid`
-/// functions where broken input has to be refused instead.
+/// Broken input never throws: each ill-formed sequence is replaced by U+FFFD, one replacement for each
+/// maximal part of a sequence that could have been well-formed (the practice that Unicode recommends). Use
+/// the `IsValid` functions where broken input has to be refused instead.
 #pragma once
 
 #include <string>

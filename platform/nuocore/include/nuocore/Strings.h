@@ -1,6 +1,6 @@
 /// The string types of the core library. All three (with `ImmutableString`) are distinct types, also inside a
-/// variant. A "narrow string" of the messaging library is a `std::string`; a "wide string" is a `UTF16String` of
-/// 16-bit units on every system.
+/// variant. A "narrow string" of the messaging library is a `std::string`; a "wide string" is a `UTF16String`
+/// of 16-bit units on every system.
 #pragma once
 
 #include <sstream>
@@ -14,7 +14,8 @@ namespace nuocore {
 using UTF8String = std::basic_string<char, std::char_traits<char>, allocator::STLAllocator<char>>;
 
 /// UTF-16 text in 16-bit units, host byte order.
-using UTF16String = std::basic_string<char16_t, std::char_traits<char16_t>, allocator::STLAllocator<char16_t>>;
+using UTF16String =
+    std::basic_string<char16_t, std::char_traits<char16_t>, allocator::STLAllocator<char16_t>>;
 
 /// The string that carries messages of exceptions.
 using StringValue = UTF8String;

@@ -1,10 +1,10 @@
 /// Tracing by category and level, switchable while the process runs. Any thread.
 ///
-/// What is enabled is said by rules, "CATEGORY=LEVEL" separated by commas or semicolons, from the environment variable
-/// NUOCORE_TRACE at first use and from `SetTraceRules` later. A rule enables its category at its level and all lower
-/// ones; "*" stands for every category without a rule of its own, "NAME*" for those whose name begins so (the longest
-/// match counts); the level "off" disables. A rule that can't be read is reported in the log and left out.
-/// Example: NUOCORE_TRACE="nuoplexasupport::*=5,PlexaClientImpl=4,*=0".
+/// What is enabled is said by rules, "CATEGORY=LEVEL" separated by commas or semicolons, from the environment
+/// variable NUOCORE_TRACE at first use and from `SetTraceRules` later. A rule enables its category at its
+/// level and all lower ones; "*" stands for every category without a rule of its own, "NAME*" for those whose
+/// name begins so (the longest match counts); the level "off" disables. A rule that can't be read is reported
+/// in the log and left out. Example: NUOCORE_TRACE="nuoplexasupport::*=5,PlexaClientImpl=4,*=0".
 #pragma once
 
 #include <atomic>
@@ -16,27 +16,28 @@
 
 namespace nuocore::debug {
 
-/// Counts the changes of the rules. A caller that caches `TraceEnabled` asks again only when this has changed. Never
-/// `kNoTraceChangeCount`.
+/// Counts the changes of the rules. A caller that caches `TraceEnabled` asks again only when this has
+/// changed. Never `kNoTraceChangeCount`.
 [[nodiscard]] NUOCORE_API std::uint32_t TraceChangeCount() noexcept;
 
 /// A value that `TraceChangeCount` never has: what a cache starts with.
 inline constexpr std::uint32_t kNoTraceChangeCount = 0xFFFFFFFFU;
 
-/// Whether lines of a category at a level are wanted. With `inUsePatterns` false only a rule that names the category
-/// itself counts, no "*" rule.
-[[nodiscard]] NUOCORE_API bool TraceEnabled(std::string_view inCategory, int inLevel, bool inUsePatterns = true) noexcept;
+/// Whether lines of a category at a level are wanted. With `inUsePatterns` false only a rule that names the
+/// category itself counts, no "*" rule.
+[[nodiscard]] NUOCORE_API bool TraceEnabled(std::string_view inCategory, int inLevel,
+                                            bool inUsePatterns = true) noexcept;
 
-/// Writes one line; the text carries its own line end. Doesn't ask whether it is enabled. Never throws: a line that
-/// can't be written is dropped.
+/// Writes one line; the text carries its own line end. Doesn't ask whether it is enabled. Never throws: a
+/// line that can't be written is dropped.
 NUOCORE_API void Trace(int inLevel, std::string_view inCategory, std::string_view inText) noexcept;
 
-/// Replaces all rules; the change count moves. Rules that can't be read are reported in the log and left out; the
-/// result says whether all could be read.
+/// Replaces all rules; the change count moves. Rules that can't be read are reported in the log and left out;
+/// the result says whether all could be read.
 NUOCORE_API bool SetTraceRules(std::string_view inRules);
 
-/// Takes lines in place of the default sink, which writes to the standard error stream, or to the file named by
-/// NUOCORE_TRACE_FILE. Called on the tracing thread, one call at a time. It must not trace itself.
+/// Takes lines in place of the default sink, which writes to the standard error stream, or to the file named
+/// by NUOCORE_TRACE_FILE. Called on the tracing thread, one call at a time. It must not trace itself.
 using TraceSink = std::function<void(int inLevel, std::string_view inCategory, std::string_view inText)>;
 
 /// Installs a sink and returns the one before it; an empty one stands for the default.
@@ -46,7 +47,8 @@ NUOCORE_API TraceSink SetTraceSink(TraceSink inSink);
 /// initialisation, so a function-local static costs nothing. Any thread.
 class TraceSwitch {
   public:
-    constexpr TraceSwitch(const char* inCategory, int inLevel) noexcept : mCategory(inCategory), mLevel(inLevel) {}
+    constexpr TraceSwitch(const char* inCategory, int inLevel) noexcept
+        : mCategory(inCategory), mLevel(inLevel) {}
     TraceSwitch(const TraceSwitch&) = delete;
     TraceSwitch& operator=(const TraceSwitch&) = delete;
 

@@ -7,7 +7,8 @@
 
 namespace nuocore::versioninfo {
 
-/// The version string of the product configuration (`nuocore::config::ProductConfig`); empty when none is known. Any thread.
+/// The version string of the product configuration (`nuocore::config::ProductConfig`); empty when none is
+/// known. Any thread.
 [[nodiscard]] NUOCORE_API std::string GetVardoVersionString();
 
 }  // namespace nuocore::versioninfo

@@ -22,9 +22,10 @@ class NUOCORE_API XMLError : public std::runtime_error {
 };
 
 /// Attributes of an element by qualified name, in ascending order of the UTF-16 units.
-using AttributeMap = boost::container::flat_map<
-    UTF16String, UTF16String, std::less<>,
-    std::vector<std::pair<UTF16String, UTF16String>, allocator::STLAllocator<std::pair<UTF16String, UTF16String>>>>;
+using AttributeMap =
+    boost::container::flat_map<UTF16String, UTF16String, std::less<>,
+                               std::vector<std::pair<UTF16String, UTF16String>,
+                                           allocator::STLAllocator<std::pair<UTF16String, UTF16String>>>>;
 
 /// An attribute as the namespace-aware callbacks report it.
 struct Attribute {
@@ -36,8 +37,8 @@ struct Attribute {
 using AttributeList = std::vector<Attribute>;
 
 /// Receives a document's parts in document order, on the thread that parses. Every default body does nothing.
-/// Strings are valid for the duration of the call. A handler may throw: the parse ends and the exception reaches the caller
-/// of `Parse` unchanged. The order of the operations is part of the binary interface.
+/// Strings are valid for the duration of the call. A handler may throw: the parse ends and the exception
+/// reaches the caller of `Parse` unchanged. The order of the operations is part of the binary interface.
 class NUOCORE_API AbstractParseHandler {
   public:
     AbstractParseHandler() = default;
@@ -50,14 +51,16 @@ class NUOCORE_API AbstractParseHandler {
     virtual void StartElement(const UTF16String& inName, const AttributeMap& inAttributes);
     /// Namespace mode, in place of `StartElement`.
     virtual void StartElementWithNamespace(const UTF16String& inNamespace, const UTF16String& inLocalName,
-                                           const UTF16String& inQualifiedName, const AttributeList& inAttributes);
+                                           const UTF16String& inQualifiedName,
+                                           const AttributeList& inAttributes);
     virtual void EndElement(const UTF16String& inName);
     virtual void EndElementWithNamespace(const UTF16String& inNamespace, const UTF16String& inLocalName,
                                          const UTF16String& inQualifiedName);
     virtual void StartCDATA();
     virtual void EndCDATA();
-    /// Text between two tags. Adjacent character data, resolved references and CDATA sections arrive as one chunk,
-    /// wherever an input buffer ends; only a text longer than `ParserLimits::mMaxChunkUnits` comes in several.
+    /// Text between two tags. Adjacent character data, resolved references and CDATA sections arrive as one
+    /// chunk, wherever an input buffer ends; only a text longer than `ParserLimits::mMaxChunkUnits` comes in
+    /// several.
     virtual void Characters(const UTF16String& inText);
     virtual void Comment(const UTF16String& inText);
     virtual void EndDocument();
@@ -67,10 +70,10 @@ class NUOCORE_API AbstractParseHandler {
 
 /// Limits of what a parser accepts; a breach is an `XMLError`.
 struct ParserLimits {
-    std::size_t mMaxBytes = std::size_t{64} << 20;     ///< whole document
-    std::size_t mMaxDepth = 256;                       ///< nested elements
-    std::size_t mMaxAttributes = 1024;                 ///< of one element
-    std::size_t mMaxChunkUnits = std::size_t{1} << 20; ///< UTF-16 units of one `Characters` call
+    std::size_t mMaxBytes = std::size_t{64} << 20;      ///< whole document
+    std::size_t mMaxDepth = 256;                        ///< nested elements
+    std::size_t mMaxAttributes = 1024;                  ///< of one element
+    std::size_t mMaxChunkUnits = std::size_t{1} << 20;  ///< UTF-16 units of one `Characters` call
 };
 
 /// How a parser works.
@@ -79,8 +82,8 @@ struct ParserOptions {
     ParserLimits mLimits = {};
 };
 
-/// Parses documents into a handler. External entities and external document types are never loaded, and the expansion of
-/// internal entities is bounded. Thread rule: one thread at a time.
+/// Parses documents into a handler. External entities and external document types are never loaded, and the
+/// expansion of internal entities is bounded. Thread rule: one thread at a time.
 class NUOCORE_API AbstractDocParser {
   public:
     AbstractDocParser() = default;
@@ -88,7 +91,8 @@ class NUOCORE_API AbstractDocParser {
     AbstractDocParser& operator=(const AbstractDocParser&) = delete;
     virtual ~AbstractDocParser();
 
-    /// Parses one whole document, calling the handler synchronously. Throws `XMLError`, or what the handler threw.
+    /// Parses one whole document, calling the handler synchronously. Throws `XMLError`, or what the handler
+    /// threw.
     virtual void Parse(std::string_view inDocument) = 0;
 };
 

@@ -1,6 +1,6 @@
-/// The core library's allocator. Strings, variant objects and shared objects of the core library use it, so that
-/// memory handed from one library to another is always released where it was taken.
-/// Every function may be called on any thread.
+/// The core library's allocator. Strings, variant objects and shared objects of the core library use it, so
+/// that memory handed from one library to another is always released where it was taken. Every function may
+/// be called on any thread.
 #pragma once
 
 #include <cstddef>
