@@ -36,7 +36,8 @@ std::string RuntimeDirectoryPath(const char* inPlexaRuntimeDir, const char* inXd
 
 std::string RuntimeDirectoryPath() {
     // NOLINTBEGIN(concurrency-mt-unsafe): reading the environment is safe as long as nobody changes it.
-    return RuntimeDirectoryPath(std::getenv("PLEXA_RUNTIME_DIR"), std::getenv("XDG_RUNTIME_DIR"), ::geteuid());
+    return RuntimeDirectoryPath(std::getenv("PLEXA_RUNTIME_DIR"), std::getenv("XDG_RUNTIME_DIR"),
+                                ::geteuid());
     // NOLINTEND(concurrency-mt-unsafe)
 }
 
@@ -49,7 +50,8 @@ std::string RuntimePath(std::string_view inDirectory, std::string_view inName) {
 
 std::string EnsureRuntimeDirectory(const std::string& inDirectory, uid_t inUser) {
     if (inDirectory.size() + 1 + kSocketName.size() >= sizeof(sockaddr_un::sun_path)) {
-        return Quoted(inDirectory) + " is too long for a socket's address; set PLEXA_RUNTIME_DIR to a shorter path";
+        return Quoted(inDirectory) +
+               " is too long for a socket's address; set PLEXA_RUNTIME_DIR to a shorter path";
     }
     if (::mkdir(inDirectory.c_str(), 0700) != 0 && errno != EEXIST) {
         return "cannot make " + Quoted(inDirectory) + ": " + SystemText(errno) +
@@ -57,7 +59,8 @@ std::string EnsureRuntimeDirectory(const std::string& inDirectory, uid_t inUser)
     }
     const int descriptor = ::open(inDirectory.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) {
-        return "cannot use " + Quoted(inDirectory) + ": " + SystemText(errno) + "; it has to be a directory, not a link";
+        return "cannot use " + Quoted(inDirectory) + ": " + SystemText(errno) +
+               "; it has to be a directory, not a link";
     }
     struct stat status {};
     const int result = ::fstat(descriptor, &status);

@@ -1,0 +1,163 @@
+/// The broker without I/O and without a clock: members, connections, lanes between members, routing. It owns
+/// no message: what waits in its queues may be lost at any time, the senders keep everything.
+///
+/// The driver's round, on one thread:
+///
+///     new socket:    core.OnConnected(connection, process, now)
+///     readable:      read all there is; per frame of a wire::FrameReader (Direction::kToBroker):
+///                    core.OnFrame(connection, frame, now); then core.OnInputSettled(connection,
+///                    reader.Incomplete(), now); on a reader's error: core.OnReaderError(connection, error,
+///                    now)
+///     end of input:  after every frame before it: core.OnDisconnected(connection, now)
+///     process ended: read all of the member's connection first, then core.OnProcessEnded(member, now)
+///     timer:         at core.NextDeadline(): core.Tick(now)
+///     end of round:  core.Settle(now); perform TakeActions(); write the Output of TakeWritable()
+///
+/// A record action is performed before any output of its round is written.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+#include "wire/Frame.h"
+#include "wire/Limits.h"
+#include "wire/Messages.h"
+#include "wire/OutputQueue.h"
+
+namespace orvane::plexa::broker {
+
+/// The driver's number of a connection; not used again before OnDisconnected was called for it.
+using ConnectionId = std::uint64_t;
+
+/// A process as the kernel tells it: the start time tells apart two that had the same number.
+struct ProcessIdentity {
+    std::uint32_t processId = 0;
+    std::uint64_t startTime = 0;
+    friend bool operator==(const ProcessIdentity&, const ProcessIdentity&) = default;
+};
+
+/// What is remembered of a member across a restart of the broker.
+struct MemberRecord {
+    wire::MemberId member = 0;
+    wire::Nonce nonce{};
+    ProcessIdentity process;
+    std::uint32_t instance = 0;
+    std::string appId;
+};
+
+/// Remember the member durably, and watch its process: OnProcessEnded when it ends.
+struct RecordMember {
+    MemberRecord record;
+};
+/// Forget the member, stop watching.
+struct EraseMember {
+    wire::MemberId member = 0;
+};
+/// Close the connection, after writing what its output still holds if flushFirst, and call OnDisconnected.
+/// The core takes nothing from it any more.
+struct CloseConnection {
+    ConnectionId connection = 0;
+    /// kNone: no fault, the client left or was refused politely.
+    wire::WireError error = wire::WireError::kNone;
+    /// For the log.
+    std::string reason;
+    bool flushFirst = false;
+};
+/// Answer with SendStatus.
+struct StatusRequested {
+    ConnectionId connection = 0;
+};
+using BrokerAction = std::variant<RecordMember, EraseMember, CloseConnection, StatusRequested>;
+
+/// For `broker status`.
+struct MemberStatus {
+    wire::MemberId member = 0;
+    wire::EndPointInfo endPoint;
+    bool connected = false;
+    bool receives = false;
+    std::size_t queuedBytes = 0;
+};
+struct BrokerStatus {
+    std::vector<MemberStatus> members;
+    std::size_t connections = 0;
+    std::uint64_t messagesRouted = 0;
+    std::uint64_t bytesRouted = 0;
+    /// Messages for connections that are no more.
+    std::uint64_t messagesDropped = 0;
+    std::size_t memoryInUse = 0;
+};
+
+class BrokerCore {
+  public:
+    /// inFirstMember: members get numbers from here on; no broker of this user may have given them before, so
+    /// hand in something that grows from broker to broker. inPool makes read buffers as well as queues: its
+    /// bytes in use are what the memory bound is compared with. Limits and pool must outlive the core.
+    BrokerCore(const wire::Limits& inLimits, wire::BufferPool& inPool, wire::MemberId inFirstMember);
+    ~BrokerCore();
+    BrokerCore(const BrokerCore&) = delete;
+    BrokerCore& operator=(const BrokerCore&) = delete;
+
+    /// A member that an earlier broker remembered and whose process still lives: it is expected back. Before
+    /// any connection.
+    void Restore(const MemberRecord& inRecord, wire::TimePoint inNow);
+
+    void OnConnected(ConnectionId inConnection, const ProcessIdentity& inProcess, wire::TimePoint inNow);
+    /// The frame's bytes are changed (the source is stamped) and referred to while they wait. Frames of
+    /// connections that are being closed are ignored.
+    void OnFrame(ConnectionId inConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
+    void OnReaderError(ConnectionId inConnection, wire::WireError inError, wire::TimePoint inNow);
+    /// All that was readable has been handed in. inIncomplete: part of a frame is left.
+    void OnInputSettled(ConnectionId inConnection, bool inIncomplete, wire::TimePoint inNow);
+    /// The connection does not exist any more, whoever closed it.
+    void OnDisconnected(ConnectionId inConnection, wire::TimePoint inNow);
+    void OnProcessEnded(wire::MemberId inMember, wire::TimePoint inNow);
+    /// The socket takes no more: what waits is made compact.
+    void OnWriteBlocked(ConnectionId inConnection);
+    /// Refuses every new member from now on (shutting down). Members stay remembered.
+    void StopAdmitting() noexcept { mEnding = true; }
+
+    /// The end of a round: reports that are due, runs of messages still held together, the memory bound.
+    void Settle(wire::TimePoint inNow);
+    void Tick(wire::TimePoint inNow);
+    std::optional<wire::TimePoint> NextDeadline() const;
+
+    std::vector<BrokerAction> TakeActions();
+    /// Connections whose output has grown since the last call.
+    std::vector<ConnectionId> TakeWritable();
+    /// Valid from OnConnected until OnDisconnected.
+    wire::OutputQueue& Output(ConnectionId inConnection);
+
+    BrokerStatus Status() const;
+    void SendStatus(ConnectionId inConnection, std::string_view inJson);
+    /// Connected and expected members; a broker without any may end.
+    std::size_t MemberCount() const noexcept { return mMembers.size(); }
+    /// The member of a connection, if it has joined: whose process it is.
+    std::optional<wire::MemberId> MemberOf(ConnectionId inConnection) const;
+    std::optional<ConnectionId> ConnectionOf(wire::MemberId inMember) const;
+
+  private:
+    struct Connection;
+    struct Member;
+    struct Lane;
+
+    Connection* Find(ConnectionId inConnection) const;
+
+    const wire::Limits& mLimits;
+    wire::BufferPool& mPool;
+    wire::MemberId mNextMember;
+    wire::Slot mNextSlot = 1;
+    bool mEnding = false;
+    std::unordered_map<ConnectionId, std::unique_ptr<Connection>> mConnections;
+    std::map<wire::MemberId, std::unique_ptr<Member>> mMembers;
+    std::vector<BrokerAction> mActions;
+    std::vector<ConnectionId> mWritable;
+};
+
+}  // namespace orvane::plexa::broker
