@@ -1,0 +1,159 @@
+#include "xml/PlexaMessageXMLParseHandler.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "nuocore/Assertion.h"
+#include "nuocore/StringConversion.h"
+#include "nuocore/Variant.h"
+#include "nuoplexasupport/Constants.h"
+
+namespace nuoplexasupport {
+
+using nuocore::serialization::MakeValue;
+
+namespace {
+
+constexpr const char* kStartDocument =
+    "nuoplexasupport::`anonymous-namespace'::PlexaMessageXMLParseHandler::StartDocument";
+constexpr const char* kEndDocument =
+    "nuoplexasupport::`anonymous-namespace'::PlexaMessageXMLParseHandler::EndDocument";
+constexpr const char* kEndElement =
+    "nuoplexasupport::`anonymous-namespace'::PlexaMessageXMLParseHandler::EndElement";
+
+void Assert(bool inHolds, const char* inFunction, const char* inExpression) {
+    if (!inHolds) {
+        nuocore::debug::RaiseAssertion({"PlexaXMLSupport", 0, inFunction, inExpression, {}});
+    }
+}
+
+bool IsWhiteSpace(char16_t inUnit) { return inUnit == u' ' || (inUnit >= u'\t' && inUnit <= u'\r'); }
+
+// The value under `inTag` becomes `inValue`, whatever stood there: the last of equal siblings wins.
+void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8String& inTag,
+                 boost::shared_ptr<VariantValue> inValue) {
+    auto& objectMap = boost::any_cast<VariantObject&>(*inParent);
+    const auto [place, isNew] = objectMap.try_emplace(inTag);
+    if (!isNew) {
+        nuocore::debug::RaiseAssertion(
+            {"PlexaXMLSupport", 0, kEndElement, "objectMap.count(tag) == 0",
+             std::string("Found duplicate tag in Plexa XML payload: <").append(inTag).append(">")});
+    }
+    place->second = std::move(inValue);
+}
+
+VariantObject AttributesObject(const nuocore::xml::AttributeMap& inAttributes) {
+    VariantObject object;
+    for (const auto& [name, value] : inAttributes) {
+        object[nuocore::string::UTF16to8(name)] = MakeValue(nuocore::string::UTF16to8(value));
+    }
+    return object;
+}
+
+}  // namespace
+
+PlexaMessageXMLParseHandler::PlexaMessageXMLParseHandler() : mResult(MakeValue(VariantObject())) {}
+
+PlexaMessageXMLParseHandler::~PlexaMessageXMLParseHandler() = default;
+
+void PlexaMessageXMLParseHandler::ExpectNothingOpen(const char* inFunction) const {
+    Assert(mTagStack.empty(), inFunction, "mTagStack.empty()");
+    Assert(mObjectStack.empty(), inFunction, "mObjectStack.empty()");
+    Assert(mLatestCharacters.view().empty(), inFunction, "mLatestCharacters.str().empty()");
+}
+
+void PlexaMessageXMLParseHandler::StartDocument() { ExpectNothingOpen(kStartDocument); }
+
+void PlexaMessageXMLParseHandler::EndDocument() { ExpectNothingOpen(kEndDocument); }
+
+void PlexaMessageXMLParseHandler::Characters(const UTF16String& inText) {
+    const std::u16string_view text = inText.c_str();
+    // Indentation between elements must never become content.
+    if (std::all_of(text.begin(), text.end(), IsWhiteSpace)) {
+        return;
+    }
+    const UTF8String bytes = nuocore::string::UTF16to8(text);
+    mLatestCharacters.Append(bytes.data(), bytes.size());
+}
+
+void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
+                                               const nuocore::xml::AttributeMap& inAttributes) {
+    mTagStack.push_back({nuocore::string::UTF16to8(inName), inAttributes});
+    const std::size_t open = mTagStack.size() - mObjectStack.size();
+    if (open >= 2 || !inAttributes.empty()) {
+        if (mObjectStack.empty()) {
+            // Only the root's dictionary, even when the new element has attributes: a first child of a root
+            // without attributes that has attributes but no children is read as a string.
+            mObjectStack.push_back(mResult);
+        } else {
+            if (open >= 2) {
+                mObjectStack.push_back(MakeValue(VariantObject()));
+            }
+            if (!inAttributes.empty()) {
+                mObjectStack.push_back(MakeValue(VariantObject()));
+            }
+        }
+    }
+    ClearCharacters();
+}
+
+void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
+    Assert(nuocore::string::UTF16to8(inName) == mTagStack.back().mTag, kEndElement,
+           "nuocore::string::UTF16to8(inName) == mTagStack.back().mTag");
+    // Without any dictionary the root element closes, and had neither attributes nor children: its text is
+    // dropped.
+    if (!mObjectStack.empty()) {
+        if (mTagStack.size() == mObjectStack.size() + 1) {
+            EndLeaf();
+        } else if (mObjectStack.size() < 2) {
+            EndRoot();
+        } else {
+            EndDictionary();
+        }
+    }
+    mTagStack.pop_back();
+    ClearCharacters();
+}
+
+void PlexaMessageXMLParseHandler::EndLeaf() {
+    SetInParent(mObjectStack.back(), mTagStack.back().mTag, MakeValue(UTF8String(mLatestCharacters.view())));
+}
+
+void PlexaMessageXMLParseHandler::EndRoot() {
+    Assert(mTagStack.size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
+    mObjectStack.pop_back();
+}
+
+void PlexaMessageXMLParseHandler::EndDictionary() {
+    const TagStackEntry& entry = mTagStack.back();
+    Assert(mTagStack.size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
+    if (!mLatestCharacters.view().empty()) {
+        std::string message = "Unsupported tag found in Plexa XML payload. <";
+        message.append(entry.mTag)
+            .append(
+                "> contained either nested tags or attributes AND test so the corresponding JSON data type is "
+                "ambiguous (dictionary vs. string). Nested tags and attributes will be used to form a dictionary "
+                "return value and text \"")
+            .append(mLatestCharacters.view())
+            .append("\" will be dropped.");
+        nuocore::debug::RaiseAssertion(
+            {"PlexaXMLSupport", 0, kEndElement, "mLatestCharacters.str().empty()", std::move(message)});
+    }
+    const boost::shared_ptr<VariantValue> value = std::move(mObjectStack.back());
+    mObjectStack.pop_back();
+    auto& objectMap = boost::any_cast<VariantObject&>(*value);
+    if (!entry.mAttributes.empty()) {
+        objectMap[kXMLToJSONKey_Attributes] = MakeValue(AttributesObject(entry.mAttributes));
+    }
+    SetInParent(mObjectStack.back(), entry.mTag, value);
+}
+
+void PlexaMessageXMLParseHandler::ClearCharacters() {
+    if (!mLatestCharacters.view().empty()) {
+        mLatestCharacters.Clear();
+    }
+}
+
+}  // namespace nuoplexasupport
