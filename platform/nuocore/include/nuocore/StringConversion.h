@@ -21,6 +21,8 @@ NUOCORE_API void AppendUTF16to8(std::u16string_view inText, UTF8String& ioText);
 NUOCORE_API UTF16String UTF8to16(std::string_view inText);
 /// Replaces the contents of `outText` by the UTF-16 form of `inText`, keeping its memory.
 NUOCORE_API void AssignUTF8to16(std::string_view inText, UTF16String& outText);
+/// Appends the UTF-16 form of `inText` to `ioText`.
+NUOCORE_API void AppendUTF8to16(std::string_view inText, UTF16String& ioText);
 /// Widens a narrow string that holds UTF-8; the same rules as `UTF8to16`.
 NUOCORE_API UTF16String StdToUTF16String(const std::string& inText);
 /// A narrow string with the bytes of `inText`.
