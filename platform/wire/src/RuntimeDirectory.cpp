@@ -49,7 +49,8 @@ std::string RuntimePath(std::string_view inDirectory, std::string_view inName) {
 }
 
 std::string EnsureRuntimeDirectory(const std::string& inDirectory, uid_t inUser) {
-    if (inDirectory.size() + 1 + kSocketName.size() >= sizeof(sockaddr_un::sun_path)) {
+    // The slash, and a character more while the socket is made under a provisional name.
+    if (inDirectory.size() + 2 + kSocketName.size() >= sizeof(sockaddr_un::sun_path)) {
         return Quoted(inDirectory) +
                " is too long for a socket's address; set PLEXA_RUNTIME_DIR to a shorter path";
     }

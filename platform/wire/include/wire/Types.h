@@ -34,6 +34,8 @@ using TimePoint = std::chrono::steady_clock::time_point;
 using Duration = std::chrono::steady_clock::duration;
 
 inline constexpr Slot kNoSlot = 0;
+/// No sender ever counts this far; anything above is a wrong peer.
+inline constexpr Sequence kMaxSequence = Sequence{1} << 62U;
 /// As a destination: every attached receiver.
 inline constexpr Slot kEveryone = 0xFFFFFFFFU;
 inline constexpr std::uint32_t kMagic = 0x41584C50U;  // "PLXA"

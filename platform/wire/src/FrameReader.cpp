@@ -1,0 +1,67 @@
+#include "wire/FrameReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace orvane::plexa::wire {
+
+namespace {
+
+/// Below this share of a standard buffer a read is not worth its system call, and the next buffer is begun.
+constexpr std::size_t kLeastShare = 8;
+
+}  // namespace
+
+FrameReader::FrameReader(BufferPool& inPool, const Limits& inLimits, Direction inDirection)
+    : mPool(inPool), mLimits(inLimits), mDirection(inDirection) {}
+
+std::span<std::byte> FrameReader::Space() {
+    const std::size_t pending = mEnd - mBegin;
+    std::size_t wanted = pending + mPool.Standard() / kLeastShare;
+    if (pending >= kHeaderBytes) {
+        const auto& header = *reinterpret_cast<const FrameHeader*>(mBuffer->Data() + mBegin);
+        const std::size_t longest = FrameBytes(mLimits.maxTypeText, mLimits.maxPayload);
+        wanted = std::max(wanted, std::min<std::size_t>(header.length(), longest));
+    }
+    if (!mBuffer || mBuffer->Capacity() - mBegin < wanted) {
+        if (mBuffer && mBuffer->Unshared() && mBuffer->Capacity() >= wanted) {
+            std::memmove(mBuffer->Data(), mBuffer->Data() + mBegin, pending);
+        } else {
+            BufferRef next = mPool.Make(wanted);
+            if (pending != 0) {
+                std::memcpy(next->Data(), mBuffer->Data() + mBegin, pending);
+            }
+            mBuffer = std::move(next);
+        }
+        mBegin = 0;
+        mEnd = pending;
+    } else if (pending == 0 && mBuffer->Unshared()) {
+        mBegin = 0;
+        mEnd = 0;
+    }
+    return {mBuffer->Data() + mEnd, mBuffer->Capacity() - mEnd};
+}
+
+bool FrameReader::Next(Frame& outFrame) noexcept {
+    if (mError != WireError::kNone || mEnd - mBegin < kHeaderBytes) {
+        return false;
+    }
+    std::byte* data = mBuffer->Data() + mBegin;
+    const auto& header = *reinterpret_cast<const FrameHeader*>(data);
+    mError = CheckHeader(header, mDirection, mLimits);
+    if (mError != WireError::kNone || mEnd - mBegin < header.length()) {
+        return false;
+    }
+    outFrame = {mBuffer.get(), data};
+    mBegin += header.length();
+    return true;
+}
+
+void FrameReader::Reset() noexcept {
+    mError = WireError::kNone;
+    mBuffer.reset();
+    mBegin = 0;
+    mEnd = 0;
+}
+
+}  // namespace orvane::plexa::wire
