@@ -13,7 +13,8 @@
 namespace nuocore::thread {
 
 /// A recursive mutex whose acquisitions are named and timed, so that a lock held for too long names its
-/// holder. Any thread.
+/// holder. It may be taken from static initialisation on until after static destruction, by whoever still
+/// has it alive. Any thread.
 class NUOCORE_API NUOCORE_CAPABILITY("mutex") RecursiveMutex {
   public:
     /// `inName` shows in diagnostics; null for a mutex without a name. It must outlive the mutex.
@@ -24,22 +25,28 @@ class NUOCORE_API NUOCORE_CAPABILITY("mutex") RecursiveMutex {
 
     /// Takes the lock, again if this thread has it. `inAcquirer` is the qualified name of the acquiring
     /// function, a text that lives as long as the program. When `inTimeoutMilliseconds` pass without success,
-    /// an assertion names the waiting and the holding function, and the call waits on; it never gives up and
-    /// never throws.
+    /// one assertion ("Lock NAME wanted by WAITER is held by HOLDER for more than N ms") names the waiting
+    /// and the holding function, and the call waits on; it never gives up and never throws. A null name
+    /// stands for "(unnamed)".
     void Lock(const char* inAcquirer, std::uint32_t inTimeoutMilliseconds) noexcept NUOCORE_ACQUIRE();
-    /// Gives the lock back once. Only the holder may call it.
+    /// Gives the lock back once. Only the holder may call it: from any other thread it raises an assertion
+    /// and does nothing.
     void Unlock() noexcept NUOCORE_RELEASE();
 
     [[nodiscard]] const char* GetName() const noexcept { return mName; }
 
   private:
+    void LockContended(const char* inAcquirer, std::uint32_t inTimeoutMilliseconds) noexcept;
+    bool TakeOrMarkContended() noexcept;
+
     const char* const mName;
-    std::mutex mStateLock;
-    std::condition_variable mReleased;
+    std::atomic<std::uint32_t> mWord{0};
     std::atomic<std::thread::id> mOwner{};
     std::uint32_t mDepth = 0;
-    std::uint32_t mWaiters = 0;
-    const char* mHolder = nullptr;
+    std::atomic<const char*> mHolder{nullptr};  // read by waiters for diagnostics
+    std::mutex mStateLock;
+    std::condition_variable mReleased;
+    std::uint32_t mWaiters = 0;  // under mStateLock
 };
 
 /// Called for each acquisition before it may wait, for diagnostics and tests; it must not take a
