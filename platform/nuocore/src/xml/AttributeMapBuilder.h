@@ -1,6 +1,8 @@
 /// Turns expat's attributes into an attribute map without taking memory for each element.
 #pragma once
 
+#include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "nuocore/XML.h"
@@ -9,17 +11,16 @@ namespace nuocore::xml {
 
 class AttributeMapBuilder {
   public:
-    /// The map of names and values that stand in turn in `inAttributes`, which a null pointer ends and in
-    /// which no name stands twice. Valid until the next call.
-    const AttributeMap& Build(const char* const* inAttributes);
+    /// The map of `inCount` names and values, which stand in turn in `inAttributes`; no name stands twice. Valid until
+    /// the next call.
+    const AttributeMap& Build(const char* const* inAttributes, std::size_t inCount);
 
   private:
-    using Entries = AttributeMap::sequence_type;
-
-    void Resize(Entries& ioEntries, std::size_t inCount);
+    void Resize(AttributeMap::sequence_type& ioEntries, std::size_t inCount);
 
     AttributeMap mMap;
-    Entries mSpare;  ///< entries not in use, for the memory of their strings
+    AttributeMap::sequence_type mSpare;  ///< entries not in use, for the memory of their strings
+    std::vector<std::pair<const char*, const char*>> mOrder;
     const AttributeMap mNone;
 };
 

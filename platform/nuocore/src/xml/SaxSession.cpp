@@ -190,14 +190,9 @@ void SaxSession::Guard(Work&& inWork) noexcept {
 
 void SaxSession::Refuse(const char* inReason) const { throw XMLError(Describe(mParser.get(), inReason)); }
 
-SaxSession::OpenElement& SaxSession::Open(const char* const* inAttributes) {
+SaxSession::OpenElement& SaxSession::Open() {
     if (mDepth >= mLimits.mMaxDepth) {
         Refuse("elements nested too deeply");
-    }
-    for (std::size_t i = 0; inAttributes[2 * i] != nullptr; ++i) {
-        if (i >= mLimits.mMaxAttributes) {
-            Refuse("too many attributes");
-        }
     }
     if (mDepth == mElements.size()) {
         mElements.emplace_back();
@@ -205,11 +200,23 @@ SaxSession::OpenElement& SaxSession::Open(const char* const* inAttributes) {
     return mElements[mDepth++];
 }
 
+std::size_t SaxSession::CountAttributes(const char* const* inAttributes) const {
+    std::size_t count = 0;
+    while (inAttributes[2 * count] != nullptr) {
+        ++count;
+    }
+    if (count > mLimits.mMaxAttributes) {
+        Refuse("too many attributes");
+    }
+    return count;
+}
+
 void SaxSession::StartPlain(const char* inName, const char* const* inAttributes) {
     mText.Flush(*mHandler);
-    OpenElement& element = Open(inAttributes);
+    OpenElement& element = Open();
     string::AssignUTF8to16(inName, element.mQualifiedName);
-    mHandler->StartElement(element.mQualifiedName, mAttributes.Build(inAttributes));
+    mHandler->StartElement(element.mQualifiedName,
+                           mAttributes.Build(inAttributes, CountAttributes(inAttributes)));
 }
 
 void SaxSession::EndPlain() {
@@ -219,31 +226,21 @@ void SaxSession::EndPlain() {
 
 void SaxSession::StartQualified(const char* inName, const char* const* inAttributes) {
     mText.Flush(*mHandler);
-    OpenElement& element = Open(inAttributes);
+    OpenElement& element = Open();
     SplitName(inName, element.mNamespace, element.mLocalName, element.mQualifiedName);
+    mAttributeList.resize(CountAttributes(inAttributes));
+    for (Attribute& attribute : mAttributeList) {
+        SplitName(*inAttributes++, attribute.mNamespace, attribute.mLocalName, attribute.mQualifiedName);
+        string::AssignUTF8to16(*inAttributes++, attribute.mValue);
+    }
     mHandler->StartElementWithNamespace(element.mNamespace, element.mLocalName, element.mQualifiedName,
-                                        BuildList(inAttributes));
+                                        mAttributeList);
 }
 
 void SaxSession::EndQualified() {
     mText.Flush(*mHandler);
     const OpenElement& element = mElements[--mDepth];
     mHandler->EndElementWithNamespace(element.mNamespace, element.mLocalName, element.mQualifiedName);
-}
-
-const AttributeList& SaxSession::BuildList(const char* const* inAttributes) {
-    std::size_t count = 0;
-    for (; inAttributes[2 * count] != nullptr; ++count) {
-        if (count == mAttributeList.size()) {
-            mAttributeList.emplace_back();
-        }
-        Attribute& attribute = mAttributeList[count];
-        SplitName(inAttributes[2 * count], attribute.mNamespace, attribute.mLocalName,
-                  attribute.mQualifiedName);
-        string::AssignUTF8to16(inAttributes[2 * count + 1], attribute.mValue);
-    }
-    mAttributeList.resize(count);
-    return mAttributeList;
 }
 
 }  // namespace nuocore::xml

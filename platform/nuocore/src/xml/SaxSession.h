@@ -41,8 +41,8 @@ class SaxSession {
     template <typename Work>
     void Guard(Work&& inWork) noexcept;
     [[noreturn]] void Refuse(const char* inReason) const;
-    OpenElement& Open(const char* const* inAttributes);
-    const AttributeList& BuildList(const char* const* inAttributes);
+    OpenElement& Open();
+    [[nodiscard]] std::size_t CountAttributes(const char* const* inAttributes) const;
 
     void StartPlain(const char* inName, const char* const* inAttributes);
     void EndPlain();
