@@ -50,15 +50,18 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, std::ostrea
                    "Directory of the socket (default: $PLEXA_RUNTIME_DIR, else $XDG_RUNTIME_DIR/plexa, else "
                    "/tmp/plexa-<user>)")
         ->check([](const std::string& inText) { return inText.empty() ? "must not be empty" : ""; });
-    app.add_option("--idle-exit", idleExit,
-                   "Leave this many seconds after the last client, 0: never (default: 0, with --on-demand 60)")
+    app.add_option(
+           "--idle-exit", idleExit,
+           "Leave this many seconds after the last client, 0: never (default: 0, with --on-demand 60)")
         ->check(CLI::Range(std::int64_t{0}, kLongestIdleExit));
-    app.add_flag("--on-demand", options.onDemand,
-                 "Started by a client: own session, log to broker.log in the runtime directory, leave when idle");
+    app.add_flag(
+        "--on-demand", options.onDemand,
+        "Started by a client: own session, log to broker.log in the runtime directory, leave when idle");
     app.add_option("--ready-fd", options.readyDescriptor,
                    "Write one byte to this descriptor and close it once clients can connect")
         ->check(CLI::Range(0, std::numeric_limits<int>::max()));
-    app.add_option("--log", options.logLevel, "How much to log: debug, info, warn, error, off (default: info)")
+    app.add_option("--log", options.logLevel,
+                   "How much to log: debug, info, warn, error, off (default: info)")
         ->transform(CLI::CheckedTransformer(kLevels, CLI::ignore_case).description(""))
         ->type_name("LEVEL");
     app.add_option("--log-file", options.logFile, "Log to this file; it is rotated at 1 MiB");

@@ -32,7 +32,8 @@ struct Options {
     std::string logFile;
 };
 
-/// Either options to run with, or the code to exit with at once (after --help, --version or a wrong command line).
+/// Either options to run with, or the code to exit with at once (after --help, --version or a wrong command
+/// line).
 struct ParsedOptions {
     std::optional<Options> options;
     int exitCode = kExitSuccess;
@@ -40,6 +41,7 @@ struct ParsedOptions {
 
 /// Reads the command line, program name included. Help goes to outOutput, complaints to outErrors.
 /// Relative paths are taken from the current directory.
-ParsedOptions ParseOptions(std::span<const char* const> inArguments, std::ostream& outOutput, std::ostream& outErrors);
+ParsedOptions ParseOptions(std::span<const char* const> inArguments, std::ostream& outOutput,
+                           std::ostream& outErrors);
 
 }  // namespace orvane::plexa::broker

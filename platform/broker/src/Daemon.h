@@ -1,0 +1,26 @@
+/// What a background program does with the process it was started in. Called once, before anything else runs.
+#pragma once
+
+#include <span>
+
+#include "FileDescriptor.h"
+
+namespace orvane::plexa::broker {
+
+/// Closes every descriptor above stderr but those in inKept, and opens /dev/null for each of the standard
+/// three that is closed, so that no later file takes its number.
+void CloseInheritedDescriptors(std::span<const int> inKept);
+
+/// Own session, standard streams to /dev/null: whoever started this process may end, and nobody waits for
+/// output of it.
+void Detach();
+
+/// Leaves the directory it was started in, lets as many descriptors be opened as the system allows, keeps
+/// files private, ignores SIGPIPE.
+void SettleProcess();
+
+/// A descriptor that becomes readable when the process is asked to end (SIGTERM, SIGINT), which then doesn't
+/// end it by itself any more. Throws std::system_error.
+FileDescriptor WatchTermination();
+
+}  // namespace orvane::plexa::broker

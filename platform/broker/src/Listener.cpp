@@ -1,0 +1,102 @@
+#include "Listener.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+namespace orvane::plexa::broker {
+
+namespace {
+
+std::system_error Failure(const std::string& inWhat) { return {errno, std::system_category(), inWhat}; }
+
+FileDescriptor OpenSpare() { return FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
+
+std::optional<std::uint64_t> InodeAt(const std::string& inPath) {
+    struct stat status {};
+    if (::lstat(inPath.c_str(), &status) != 0) return std::nullopt;
+    return status.st_ino;
+}
+
+}  // namespace
+
+Listener::Listener(FileDescriptor inSocket, std::string inPath)
+    : mSocket(std::move(inSocket)), mSpare(OpenSpare()), mPath(std::move(inPath)) {
+    if (!mPath.empty()) mInode = InodeAt(mPath).value_or(0);
+}
+
+Listener Listener::Bind(const std::string& inPath) {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket) throw Failure("cannot make a socket");
+    // Bound under another name first: under its own name it listens from the first moment on.
+    const std::string provisional = inPath + "~";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (provisional.size() >= sizeof(address.sun_path)) {
+        errno = ENAMETOOLONG;
+        throw Failure("cannot make the socket " + inPath);
+    }
+    std::memcpy(address.sun_path, provisional.c_str(), provisional.size() + 1);
+    ::unlink(provisional.c_str());
+    if (::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        ::chmod(provisional.c_str(), S_IRUSR | S_IWUSR) != 0 || ::listen(socket.Get(), SOMAXCONN) != 0 ||
+        ::rename(provisional.c_str(), inPath.c_str()) != 0) {
+        const std::system_error failure = Failure("cannot make the socket " + inPath);
+        ::unlink(provisional.c_str());
+        throw failure;
+    }
+    return {std::move(socket), inPath};
+}
+
+Listener Listener::Adopt(FileDescriptor inSocket) {
+    const int flags = ::fcntl(inSocket.Get(), F_GETFL);
+    if (flags < 0 || ::fcntl(inSocket.Get(), F_SETFL, flags | O_NONBLOCK) != 0 ||
+        ::fcntl(inSocket.Get(), F_SETFD, FD_CLOEXEC) != 0) {
+        throw Failure("cannot use the socket handed over");
+    }
+    return {std::move(inSocket), {}};
+}
+
+AcceptResult Listener::Accept(FileDescriptor& outConnection) {
+    const auto accept = [this] {
+        return FileDescriptor(::accept4(mSocket.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    };
+    outConnection = accept();
+    if (outConnection) return AcceptResult::kAccepted;
+    switch (errno) {
+        case EAGAIN:
+            return AcceptResult::kNone;
+        case EINTR:
+        case ECONNABORTED:
+            return AcceptResult::kTurnedAway;
+        case EMFILE:
+        case ENFILE: {
+            if (!mSpare) mSpare = OpenSpare();
+            if (!mSpare) return AcceptResult::kLater;
+            mSpare.Close();
+            const bool taken = static_cast<bool>(accept());
+            // Without a free descriptor the first attempt fails even when nobody waits.
+            const bool nobody = !taken && errno == EAGAIN;
+            mSpare = OpenSpare();
+            if (nobody) return AcceptResult::kNone;
+            return taken ? AcceptResult::kTurnedAway : AcceptResult::kLater;
+        }
+        default:
+            return AcceptResult::kLater;
+    }
+}
+
+bool Listener::InPlace() const noexcept { return Adopted() || InodeAt(mPath) == mInode; }
+
+void Listener::Unlink() noexcept {
+    if (!Adopted() && InPlace()) ::unlink(mPath.c_str());
+}
+
+}  // namespace orvane::plexa::broker

@@ -1,0 +1,56 @@
+/// The broker's whole memory across a crash: who is a member. Its lock, held for life, is what makes one
+/// broker of many survive. Written with plain writes, which survive the end of the process and report a full
+/// disk as an error. Single-threaded.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "BrokerCore.h"
+#include "FileDescriptor.h"
+
+namespace orvane::plexa::broker {
+
+class MembersFile {
+  public:
+    /// Opens or makes the file and locks it; none when another process holds the lock. inCapacity: how many
+    /// members it can hold. A file of another format is emptied, a record that does not check is passed over.
+    /// Throws std::system_error.
+    static std::optional<MembersFile> Acquire(const std::string& inPath, std::size_t inCapacity);
+
+    /// The members that were recorded when the file was opened.
+    const std::vector<MemberRecord>& Recorded() const noexcept { return mRecorded; }
+    /// Above every member number that was ever written to this file.
+    wire::MemberId NextMember() const noexcept { return mNextMember; }
+
+    /// Once it returns the record is there for the next broker. Throws std::system_error: the record is then
+    /// not there.
+    void Write(const MemberRecord& inRecord);
+    /// Nothing happens for a member without record. Throws std::system_error.
+    void Erase(wire::MemberId inMember);
+    bool Empty() const noexcept { return mPlaces.empty(); }
+
+    /// False when the path was taken away or is another file's now.
+    bool InPlace() const noexcept;
+    /// Takes the path away, if it is still this file's.
+    void Unlink() noexcept;
+
+  private:
+    MembersFile(FileDescriptor inFile, std::string inPath, std::size_t inCapacity);
+    void Load();
+    void WriteHeader();
+    void WriteAt(std::size_t inOffset, const void* inBytes, std::size_t inLength);
+
+    FileDescriptor mFile;
+    std::string mPath;
+    std::size_t mCapacity;
+    wire::MemberId mNextMember = 1;
+    std::vector<MemberRecord> mRecorded;
+    std::map<wire::MemberId, std::size_t> mPlaces;
+    std::set<std::size_t> mFreePlaces;
+};
+
+}  // namespace orvane::plexa::broker

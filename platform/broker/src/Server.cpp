@@ -1,0 +1,152 @@
+#include "Server.h"
+
+#include <algorithm>
+#include <system_error>
+
+#include <sys/epoll.h>
+
+#include "StatusText.h"
+#include "wire/RuntimeDirectory.h"
+
+namespace orvane::plexa::broker {
+
+namespace {
+
+constexpr int kAcceptsPerRound = 64;
+constexpr std::chrono::milliseconds kAcceptPause{100};
+constexpr std::chrono::seconds kTurnAwayLogInterval{1};
+/// How long an ending broker goes on writing what waits; what isn't written is written again by its senders
+/// later.
+constexpr std::chrono::milliseconds kWindUpTime{500};
+
+std::optional<wire::TimePoint> Earlier(std::optional<wire::TimePoint> inOne,
+                                       std::optional<wire::TimePoint> inOther) {
+    if (!inOne) return inOther;
+    return inOther ? std::min(*inOne, *inOther) : inOne;
+}
+
+}  // namespace
+
+Server::Server(ServerParts inParts, const wire::Limits& inLimits, Log& inLog)
+    : mLimits(inLimits),
+      mParts(std::move(inParts)),
+      mLog(inLog),
+      mSwitchboard(mLimits, mPoller, mParts.members, mLog, [this] { return DescribeStatus(); }),
+      mStarted(std::chrono::steady_clock::now()),
+      mNow(mStarted) {
+    mTerminationToken =
+        mPoller.Add(mParts.termination.Get(), EPOLLIN, [this](std::uint32_t) { mTerminated = true; });
+    WatchListener();
+}
+
+Server::~Server() {
+    mPoller.Remove(mListenerToken);
+    mPoller.Remove(mTerminationToken);
+}
+
+EndReason Server::Run() {
+    for (;;) {
+        const std::optional<wire::TimePoint> idleDeadline = IdleDeadline();
+        if (idleDeadline && *idleDeadline <= mNow && Leave()) return EndReason::kIdle;
+        RunRound(Earlier(idleDeadline, mAcceptAgain));
+        ResumeAccepting();
+        if (mTerminated) {
+            WindUp();
+            return EndReason::kSignal;
+        }
+    }
+}
+
+void Server::RunRound(std::optional<wire::TimePoint> inDeadline) {
+    const std::optional<wire::TimePoint> deadline = Earlier(inDeadline, mSwitchboard.NextDeadline());
+    std::optional<wire::Duration> timeout;
+    if (deadline) timeout = *deadline - std::chrono::steady_clock::now();
+    mPoller.Wait(timeout);
+    mNow = std::chrono::steady_clock::now();
+    mSwitchboard.BeginRound(mNow);
+    mPoller.Dispatch();
+    mSwitchboard.FinishRound();
+}
+
+void Server::WatchListener() {
+    mListenerToken =
+        mPoller.Add(mParts.listener.Descriptor(), EPOLLIN, [this](std::uint32_t) { OnConnecting(); });
+}
+
+void Server::OnConnecting() {
+    for (int count = 0; count < kAcceptsPerRound; ++count) {
+        FileDescriptor connection;
+        switch (mParts.listener.Accept(connection)) {
+            case AcceptResult::kAccepted:
+                mSwitchboard.Admit(std::move(connection));
+                break;
+            case AcceptResult::kNone:
+                return;
+            case AcceptResult::kTurnedAway:
+                if (!mLastTurnAwayLogged || mNow - *mLastTurnAwayLogged >= kTurnAwayLogInterval) {
+                    mLog.warn(
+                        "a client was turned away: no file descriptor is left; raise the limit (ulimit -n)");
+                    mLastTurnAwayLogged = mNow;
+                }
+                break;
+            case AcceptResult::kLater:
+                mPoller.Change(mListenerToken, 0);
+                mAcceptAgain = mNow + kAcceptPause;
+                return;
+        }
+    }
+}
+
+void Server::ResumeAccepting() {
+    if (!mAcceptAgain || *mAcceptAgain > mNow) return;
+    mAcceptAgain.reset();
+    mPoller.Change(mListenerToken, EPOLLIN);
+}
+
+std::optional<wire::TimePoint> Server::IdleDeadline() {
+    if (mParts.idleExit == std::chrono::seconds(0) || !mSwitchboard.Idle()) {
+        mIdleSince.reset();
+        return std::nullopt;
+    }
+    if (!mIdleSince) mIdleSince = mNow;
+    return *mIdleSince + mParts.idleExit;
+}
+
+bool Server::Leave() {
+    // Who connected before the socket was taken away is served; who comes later starts another broker.
+    mParts.listener.Unlink();
+    OnConnecting();
+    if (mSwitchboard.Idle()) {
+        mParts.members.Unlink();
+        return true;
+    }
+    if (!mParts.listener.Adopted()) {
+        mPoller.Remove(mListenerToken);
+        mParts.listener = Listener::Bind(wire::RuntimePath(mParts.runtimeDirectory, wire::kSocketName));
+        WatchListener();
+    }
+    mIdleSince.reset();
+    return false;
+}
+
+void Server::WindUp() {
+    mParts.listener.Unlink();
+    mPoller.Remove(mListenerToken);
+    mPoller.Remove(mTerminationToken);
+    mSwitchboard.WindUp();
+    const wire::TimePoint deadline = mNow + kWindUpTime;
+    while (!mSwitchboard.AllWritten() && mNow < deadline) RunRound(deadline);
+}
+
+std::string Server::DescribeStatus() const {
+    StatusFacts facts;
+    facts.runtimeDirectory = mParts.runtimeDirectory;
+    facts.processId = static_cast<std::uint32_t>(::getpid());
+    facts.uptime = std::chrono::duration_cast<std::chrono::seconds>(mNow - mStarted);
+    facts.connections = mSwitchboard.Totals();
+    facts.memoryLimit = mLimits.brokerMemory;
+    facts.core = mSwitchboard.Status();
+    return StatusText(facts, mLimits.maxPayload);
+}
+
+}  // namespace orvane::plexa::broker

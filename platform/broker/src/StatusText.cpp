@@ -1,0 +1,54 @@
+#include "StatusText.h"
+
+#include <boost/json.hpp>
+
+#include "Version.h"
+
+namespace orvane::plexa::broker {
+
+namespace {
+
+boost::json::object Describe(const MemberStatus& inMember) {
+    return {
+        {"member", inMember.member},
+        {"app_id", inMember.endPoint.appId},
+        {"instance", inMember.endPoint.instance},
+        {"pid", inMember.endPoint.processId},
+        {"state", inMember.connected ? "up" : "away"},
+        {"receives", inMember.receives},
+        {"queued_bytes", inMember.queuedBytes},
+    };
+}
+
+}  // namespace
+
+std::string StatusText(const StatusFacts& inFacts, std::size_t inMaxBytes) {
+    boost::json::object status{
+        {"version", kVersion},
+        {"pid", inFacts.processId},
+        {"uptime_s", inFacts.uptime.count()},
+        {"runtime_dir", inFacts.runtimeDirectory},
+        {"members_total", inFacts.core.members.size()},
+        {"connections", inFacts.core.connections},
+        {"totals",
+         {{"messages", inFacts.core.messagesRouted},
+          {"bytes", inFacts.core.bytesRouted},
+          {"dropped", inFacts.core.messagesDropped},
+          {"connections", inFacts.connections.accepted},
+          {"refused", inFacts.connections.refused},
+          {"faulty", inFacts.connections.faulty}}},
+        {"memory", {{"in_use", inFacts.core.memoryInUse}, {"limit", inFacts.memoryLimit}}},
+    };
+    boost::json::array members;
+    std::size_t length = boost::json::serialize(status).size() + 16;
+    for (const MemberStatus& member : inFacts.core.members) {
+        boost::json::object description = Describe(member);
+        length += boost::json::serialize(description).size() + 1;
+        if (length > inMaxBytes) break;
+        members.push_back(std::move(description));
+    }
+    status["members"] = std::move(members);
+    return boost::json::serialize(status);
+}
+
+}  // namespace orvane::plexa::broker
