@@ -22,7 +22,8 @@ struct AssertionRecord {
 
 /// Takes a record; returns whether the process should break into an attached debugger. Called on the
 /// asserting thread, possibly on several threads at once, possibly with locks held by the caller: it must not
-/// wait for other threads. What it throws is discarded.
+/// wait for other threads. What it throws is discarded. An assertion that it raises itself goes to the
+/// default handler.
 using AssertionHandler = std::function<bool(const AssertionRecord&)>;
 
 /// What happens when a handler asks to break.

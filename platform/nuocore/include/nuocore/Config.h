@@ -7,7 +7,8 @@
 
 namespace nuocore::config {
 
-/// The host's identity. Empty members fall back to the environment variables named beside them.
+/// The host's identity. Empty members fall back to the environment variables named beside them, which are
+/// read once; it is a beta when either the member or the variable says so.
 struct ProductConfig {
     UTF8String mSAPCode;        ///< product code, NUOCORE_SAP_CODE
     UTF8String mClientVersion;  ///< version under which the product speaks on the bus, NUOCORE_CLIENT_VERSION

@@ -30,12 +30,15 @@ NUOCORE_API void SetLoggingEnabled(bool inEnabled) noexcept;
 /// off.
 NUOCORE_API void Log(const LogRecord& inRecord) noexcept;
 
-/// Takes records in place of the default sink, which writes one line each, fields as JSON, to the standard
-/// error stream or to the file named by NUOCORE_LOG. Called on the logging thread, one call at a time. It
-/// must not log itself.
+/// Takes records in place of the default sink, which writes one line each to the standard error stream, or
+/// appends it to the file named by NUOCORE_LOG: "TIME CATEGORY: MESSAGE FIELDS [FILE, FUNCTION]", fields as
+/// one JSON object, control characters escaped. Called on the logging thread, one call at a time, under a
+/// lock shared with the sink of the trace: it must not wait for other threads. What it logs itself is
+/// dropped, as is what it throws.
 using LogSink = std::function<void(const LogRecord&)>;
 
-/// Installs a sink and returns the one before it; an empty one stands for the default.
+/// Installs a sink and returns the one before it, which runs no more then unless this is called by a sink; an
+/// empty one stands for the default.
 NUOCORE_API LogSink SetLogSink(LogSink inSink);
 
 }  // namespace nuocore::log

@@ -37,10 +37,13 @@ NUOCORE_API void Trace(int inLevel, std::string_view inCategory, std::string_vie
 NUOCORE_API bool SetTraceRules(std::string_view inRules);
 
 /// Takes lines in place of the default sink, which writes to the standard error stream, or to the file named
-/// by NUOCORE_TRACE_FILE. Called on the tracing thread, one call at a time. It must not trace itself.
+/// by NUOCORE_TRACE_FILE (appending), as "TIME CATEGORY LEVEL: TEXT" with every control character but the
+/// line end escaped. Called on the tracing thread, one call at a time, under a lock shared with the sink of
+/// the log: it must not wait for other threads. What it traces itself is dropped, as is what it throws.
 using TraceSink = std::function<void(int inLevel, std::string_view inCategory, std::string_view inText)>;
 
-/// Installs a sink and returns the one before it; an empty one stands for the default.
+/// Installs a sink and returns the one before it, which runs no more then unless this is called by a sink; an
+/// empty one stands for the default.
 NUOCORE_API TraceSink SetTraceSink(TraceSink inSink);
 
 /// The cached enabled state of one tracing place: asks the rules again only when they have changed. Constant
@@ -54,18 +57,29 @@ class TraceSwitch {
 
     [[nodiscard]] bool IsEnabled() noexcept {
         const std::uint32_t count = TraceChangeCount();
-        if (mSeenCount.exchange(count, std::memory_order_acq_rel) != count) {
-            mEnabled.store(TraceEnabled(mCategory, mLevel, true), std::memory_order_release);
+        std::uint64_t seen = mSeen.load(std::memory_order_acquire);
+        if (CountOf(seen) == count) {
+            return (seen & 1U) != 0;
         }
-        return mEnabled.load(std::memory_order_acquire);
+        const bool enabled = TraceEnabled(mCategory, mLevel, true);
+        // Fails when another thread has stored an answer meanwhile, perhaps a newer one.
+        mSeen.compare_exchange_strong(seen, Pack(count, enabled), std::memory_order_acq_rel);
+        return enabled;
     }
     void Trace(std::string_view inText) const noexcept { debug::Trace(mLevel, mCategory, inText); }
 
   private:
+    static constexpr std::uint64_t Pack(std::uint32_t inCount, bool inEnabled) noexcept {
+        return std::uint64_t{inCount} << 1U | (inEnabled ? 1U : 0U);
+    }
+    static constexpr std::uint32_t CountOf(std::uint64_t inSeen) noexcept {
+        return static_cast<std::uint32_t>(inSeen >> 1U);
+    }
+
     const char* mCategory;
     int mLevel;
-    std::atomic<std::uint32_t> mSeenCount{kNoTraceChangeCount};
-    std::atomic<bool> mEnabled{false};
+    // Count and answer in one word, so that an answer can't be taken for that of another count.
+    std::atomic<std::uint64_t> mSeen{Pack(kNoTraceChangeCount, false)};
 };
 
 }  // namespace nuocore::debug

@@ -1,0 +1,155 @@
+// Assertions: handlers, their failures, and breaking into a debugger.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <stdexcept>
+
+#include "nuocore/Assertion.h"
+#include "runtime_support.h"
+
+namespace {
+
+using namespace nuocore::debug;
+using runtime_test::AssertionRecorder;
+using runtime_test::LogRecorder;
+
+const AssertionRecord kRecord{"File", 12, "ns::Function", "a == b", "message"};
+
+TEST(Assertion, GoesToTheHandlerAsItWasRaised) {
+    const AssertionRecorder assertions;
+    RaiseAssertion(kRecord);
+    const auto records = assertions.Records();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_STREQ(records[0].mFile, "File");
+    EXPECT_EQ(records[0].mLine, 12U);
+    EXPECT_STREQ(records[0].mFunction, "ns::Function");
+    EXPECT_STREQ(records[0].mExpression, "a == b");
+    EXPECT_EQ(records[0].mMessage, "message");
+}
+
+TEST(Assertion, HandlerIsReturnedWhenReplacedAndTheDefaultOneAsEmpty) {
+    int calls = 0;
+    EXPECT_FALSE(SetAssertionHandler([&calls](const AssertionRecord&) {
+        ++calls;
+        return false;
+    }));
+    const AssertionHandler before = SetAssertionHandler({});
+    ASSERT_TRUE(before);
+    before(kRecord);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(Assertion, IsLoggedByTheDefaultHandler) {
+    const LogRecorder log;
+    RaiseAssertion(kRecord);
+    ASSERT_EQ(log.Records().size(), 1U);
+    const auto& record = log.Records()[0];
+    EXPECT_EQ(record.mCategory, "Assertion");
+    EXPECT_EQ(record.mFile, "File");
+    EXPECT_EQ(record.mFunction, "ns::Function");
+    EXPECT_EQ(record.mMessage, "message");
+    ASSERT_EQ(record.mFields.size(), 2U);
+    EXPECT_EQ(record.mFields[0].first, "expression");
+    EXPECT_EQ(boost::any_cast<nuocore::UTF8String>(record.mFields[0].second), "a == b");
+    EXPECT_EQ(record.mFields[1].first, "line");
+    EXPECT_EQ(boost::any_cast<std::uint64_t>(record.mFields[1].second), 12U);
+}
+
+TEST(Assertion, MayHaveNullTexts) {
+    const LogRecorder log;
+    RaiseAssertion({nullptr, 0, nullptr, nullptr, {}});
+    EXPECT_EQ(log.Records().size(), 1U);
+}
+
+TEST(Assertion, SurvivesAHandlerThatThrows) {
+    const AssertionHandler before =
+        SetAssertionHandler([](const AssertionRecord&) -> bool { throw std::runtime_error("handler"); });
+    EXPECT_NO_THROW(RaiseAssertion(kRecord));
+    SetAssertionHandler(before);
+}
+
+TEST(Assertion, RaisedByAHandlerIsLoggedAndOneRaisedByThatIsDropped) {
+    int handled = 0;
+    const AssertionHandler before = SetAssertionHandler([&handled](const AssertionRecord& inRecord) {
+        ++handled;
+        RaiseAssertion(inRecord);
+        return false;
+    });
+    int logged = 0;
+    const auto sink = nuocore::log::SetLogSink([&logged](const nuocore::log::LogRecord&) {
+        ++logged;
+        RaiseAssertion(kRecord);
+    });
+    RaiseAssertion(kRecord);
+    RaiseAssertion(kRecord);
+    nuocore::log::SetLogSink(sink);
+    SetAssertionHandler(before);
+    EXPECT_EQ(handled, 2);
+    EXPECT_EQ(logged, 2);
+}
+
+TEST(BreakPolicy, BreaksIntoAnAttachedDebuggerUnlessTheHostForbidsIt) {
+    EXPECT_EQ(GetBreakPolicy(), BreakPolicy::kDebuggerAttached);
+    SetBreakPolicy(BreakPolicy::kNever);
+    EXPECT_EQ(GetBreakPolicy(), BreakPolicy::kNever);
+    SetBreakPolicy(BreakPolicy::kDebuggerAttached);
+}
+
+/// Runs `inBody` in a child that this process traces, and returns how often a trap stopped it.
+template <typename Body>
+int CountTraps(const Body& inBody) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (IsDebuggerAttached() || ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
+            std::_Exit(2);
+        }
+        if (!IsDebuggerAttached()) {
+            std::_Exit(3);
+        }
+        inBody();
+        std::_Exit(0);
+    }
+    int traps = 0;
+    int status = 0;
+    while (::waitpid(child, &status, 0) == child && WIFSTOPPED(status)) {
+        EXPECT_EQ(WSTOPSIG(status), SIGTRAP);
+        ++traps;
+        ::ptrace(PTRACE_CONT, child, nullptr, nullptr);
+    }
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    return traps;
+}
+
+void RaiseWithHandler(bool inWantsBreak) {
+    SetAssertionHandler([inWantsBreak](const AssertionRecord&) { return inWantsBreak; });
+    RaiseAssertion(kRecord);
+}
+
+TEST(BreakPolicy, StopsInTheDebuggerWhenTheHandlerAsksForIt) {
+    EXPECT_EQ(CountTraps([] { RaiseWithHandler(true); }), 1);
+}
+
+TEST(BreakPolicy, DoesNotStopWhenTheHandlerDoesNotAsk) {
+    EXPECT_EQ(CountTraps([] { RaiseWithHandler(false); }), 0);
+}
+
+TEST(BreakPolicy, DoesNotStopWhenThePolicyIsNever) {
+    EXPECT_EQ(CountTraps([] {
+                  SetBreakPolicy(BreakPolicy::kNever);
+                  RaiseWithHandler(true);
+              }),
+              0);
+}
+
+TEST(BreakPolicy, DoesNotStopWithoutADebugger) {
+    const AssertionHandler before = SetAssertionHandler([](const AssertionRecord&) { return true; });
+    EXPECT_FALSE(IsDebuggerAttached());
+    RaiseAssertion(kRecord);
+    SetAssertionHandler(before);
+}
+
+}  // namespace

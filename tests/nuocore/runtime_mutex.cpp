@@ -1,0 +1,245 @@
+// The lock: exclusion, recursion, time-outs, and life from the first to the last moment of a process.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "nuocore/RecursiveMutex.h"
+#include "runtime_support.h"
+
+namespace {
+
+using nuocore::thread::RecursiveMutex;
+using nuocore::thread::ScopedLock;
+using nuocore::thread::SetLockObserver;
+using runtime_test::AssertionRecorder;
+using runtime_test::FreshProcessDeathTest;
+
+constexpr std::uint32_t kLong = 60000;
+
+// Taken while the program's static objects are made.
+const bool sTakenEarly = [] {
+    RecursiveMutex mutex("early");
+    const ScopedLock lock(mutex, "StaticInitialisation", kLong);
+    return true;
+}();
+
+std::atomic<bool> sLockAtTheVeryEnd{false};
+
+// Runs after the program's static objects have been destroyed.
+__attribute__((destructor)) void LockAtTheVeryEnd() {
+    if (sLockAtTheVeryEnd) {
+        static auto* const sMutex = new RecursiveMutex("late");
+        std::thread other;
+        {
+            const ScopedLock lock(*sMutex, "First", kLong);
+            other = std::thread([] { const ScopedLock second(*sMutex, "Second", 1); });
+        }
+        other.join();
+        (void)std::fputs("locked late\n", stderr);
+    }
+}
+
+TEST(RecursiveMutex, KeepsItsName) {
+    EXPECT_STREQ(RecursiveMutex("name").GetName(), "name");
+    EXPECT_EQ(RecursiveMutex().GetName(), nullptr);
+}
+
+TEST(RecursiveMutex, MayBeTakenDuringStaticInitialisation) { EXPECT_TRUE(sTakenEarly); }
+
+TEST(RecursiveMutex, LetsOneThreadInAtATime) {
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 20000;
+    RecursiveMutex mutex;
+    int counter = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < kRounds; ++round) {
+                const ScopedLock lock(mutex, "Count", kLong);
+                const ScopedLock again(mutex, "CountAgain", kLong);
+                ++counter;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(counter, kThreads * kRounds);
+}
+
+TEST(RecursiveMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
+    RecursiveMutex mutex;
+    std::atomic<bool> entered{false};
+    std::atomic<bool> waiting{false};
+    mutex.Lock("Outer", kLong);
+    mutex.Lock("Inner", kLong);
+    std::thread other([&] {
+        waiting = true;
+        const ScopedLock lock(mutex, "Other", kLong);
+        entered = true;
+    });
+    while (!waiting) {
+    }
+    mutex.Unlock();
+    for (int i = 0; i < 1000; ++i) {
+        std::this_thread::yield();
+        ASSERT_FALSE(entered);
+    }
+    mutex.Unlock();
+    other.join();
+    EXPECT_TRUE(entered);
+}
+
+/// An assertion handler that counts and lets a test wait for the first record.
+class FirstAssertion {
+  public:
+    FirstAssertion()
+        : mBefore(nuocore::debug::SetAssertionHandler([this](const auto& inRecord) {
+              const std::lock_guard lock(mLock);
+              mMessages.push_back(inRecord.mMessage);
+              mArrived.notify_all();
+              return false;
+          })) {}
+    FirstAssertion(const FirstAssertion&) = delete;
+    FirstAssertion& operator=(const FirstAssertion&) = delete;
+    ~FirstAssertion() { nuocore::debug::SetAssertionHandler(mBefore); }
+
+    bool Wait() {
+        std::unique_lock lock(mLock);
+        return mArrived.wait_for(lock, runtime_test::kDeadline, [this] { return !mMessages.empty(); });
+    }
+    std::vector<std::string> Messages() {
+        const std::lock_guard lock(mLock);
+        return mMessages;
+    }
+
+  private:
+    std::mutex mLock;
+    std::condition_variable mArrived;
+    std::vector<std::string> mMessages;
+    nuocore::debug::AssertionHandler mBefore;
+};
+
+TEST(RecursiveMutex, NamesWaiterAndHolderOnceWhenTheTimeIsOverAndWaitsOn) {
+    FirstAssertion assertion;
+    RecursiveMutex mutex("registry");
+    bool entered = false;
+    mutex.Lock("Holder", kLong);
+    std::thread waiter([&] {
+        const ScopedLock lock(mutex, "Waiter", 5);
+        entered = true;
+    });
+    EXPECT_TRUE(assertion.Wait());
+    EXPECT_FALSE(entered);
+    mutex.Unlock();
+    waiter.join();
+    EXPECT_TRUE(entered);
+    EXPECT_THAT(assertion.Messages(),
+                testing::ElementsAre("Lock registry wanted by Waiter is held by Holder for more than 5 ms"));
+}
+
+TEST(RecursiveMutex, ReportsATimeOutWithoutNames) {
+    FirstAssertion assertion;
+    RecursiveMutex mutex;
+    mutex.Lock(nullptr, kLong);
+    std::thread waiter([&] { const ScopedLock lock(mutex, nullptr, 0); });
+    EXPECT_TRUE(assertion.Wait());
+    mutex.Unlock();
+    waiter.join();
+    EXPECT_THAT(
+        assertion.Messages(),
+        testing::ElementsAre("Lock (unnamed) wanted by (unnamed) is held by (unnamed) for more than 0 ms"));
+}
+
+TEST(RecursiveMutex, WakesEveryWaiterInTurnWhenTimesRunOut) {
+    const AssertionRecorder assertions;
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 200;
+    RecursiveMutex mutex("busy");
+    int counter = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < kRounds; ++round) {
+                const ScopedLock lock(mutex, "Turn", 0);
+                ++counter;
+                std::this_thread::yield();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(counter, kThreads * kRounds);
+}
+
+TEST(RecursiveMutex, MayBeDestroyedByWhoeverTakesItNext) {
+    constexpr int kRounds = 2000;
+    for (int round = 0; round < kRounds; ++round) {
+        auto mutex = std::make_unique<RecursiveMutex>();
+        std::atomic<bool> held{false};
+        std::thread other([&held, raw = mutex.get()] {
+            raw->Lock("Giver", kLong);
+            held = true;
+            raw->Unlock();
+        });
+        while (!held) {
+        }
+        mutex->Lock("Taker", kLong);
+        mutex->Unlock();
+        mutex.reset();
+        other.join();
+    }
+}
+
+TEST(RecursiveMutex, AssertsWhenAThreadGivesBackWhatItDoesNotHold) {
+    const AssertionRecorder assertions;
+    RecursiveMutex mutex;
+    mutex.Unlock();
+    mutex.Lock("Holder", kLong);
+    std::thread([&] { mutex.Unlock(); }).join();
+    EXPECT_EQ(assertions.Records().size(), 2U);
+    mutex.Unlock();
+    EXPECT_EQ(assertions.Records().size(), 2U) << "the holder still held it";
+}
+
+std::vector<std::string> sObserved;
+
+void Observe(const RecursiveMutex& inMutex, const char* inAcquirer, std::uint32_t inMilliseconds) {
+    sObserved.push_back(std::string(inMutex.GetName()) + " " + inAcquirer + " " +
+                        std::to_string(inMilliseconds));
+}
+
+TEST(LockObserver, SeesEachAcquisition) {
+    RecursiveMutex mutex("seen");
+    sObserved.clear();
+    EXPECT_EQ(SetLockObserver(Observe), nullptr);
+    {
+        const ScopedLock lock(mutex, "Outer", 60000);
+        const ScopedLock inner(mutex, "Inner", 1);
+    }
+    EXPECT_EQ(SetLockObserver(nullptr), Observe);
+    { const ScopedLock lock(mutex, "Unseen", 1); }
+    EXPECT_THAT(sObserved, testing::ElementsAre("seen Outer 60000", "seen Inner 1"));
+}
+
+using RecursiveMutexDeathTest = FreshProcessDeathTest;
+
+TEST_F(RecursiveMutexDeathTest, MayBeTakenAfterStaticDestruction) {
+    EXPECT_EXIT(
+        {
+            sLockAtTheVeryEnd = true;
+            std::exit(0);  // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
+        },
+        testing::ExitedWithCode(0), "locked late");
+}
+
+}  // namespace
