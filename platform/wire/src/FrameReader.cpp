@@ -57,6 +57,12 @@ bool FrameReader::Next(Frame& outFrame) noexcept {
     return true;
 }
 
+void FrameReader::Rest() noexcept {
+    if (mBuffer && !Incomplete() && mBuffer->Unshared()) {
+        Reset();
+    }
+}
+
 void FrameReader::Reset() noexcept {
     mError = WireError::kNone;
     mBuffer.reset();

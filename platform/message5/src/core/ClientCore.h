@@ -58,18 +58,18 @@ class ClientCore {
 
     void OnConnected(wire::TimePoint inNow);
     void OnConnectionLost(wire::TimePoint inNow);
-    /// One checked frame. On an error the driver closes the connection and calls OnConnectionLost. kRefused
-    /// with the state kRefused means that connecting again is of no use; with any other state it is.
+    /// One checked frame. On an error the driver closes the connection and calls OnConnectionLost. Then, in
+    /// the state kRefused, connecting again is of no use; otherwise it is, at once or after a pause.
     wire::WireError OnFrame(const wire::Frame& inFrame, wire::TimePoint inNow);
 
-    /// Brings Output up to date: acknowledgements, then messages.
+    /// Brings Output up to date: messages, and acknowledgements that are due or can ride along.
     void Flush(wire::TimePoint inNow);
     void Tick(wire::TimePoint inNow);
     std::optional<wire::TimePoint> NextDeadline() const;
     /// The bytes to write. Emptied by OnConnectionLost.
     wire::OutputQueue& Output() noexcept { return mOutput; }
 
-    /// From now on the client receives too: a changed interest, or receiving after having only sent.
+    /// Broadcasts of which types are wanted from now on.
     void SetInterest(wire::Interest inInterest);
 
     /// Withdraws as a receiver: call when no listener is running any more. The inbound queue is dropped, the
@@ -98,9 +98,8 @@ class ClientCore {
     wire::WireError OnWelcome(const wire::Frame& inFrame);
     wire::WireError OnRefuse(const wire::Frame& inFrame);
     wire::WireError OnPeer(const wire::Frame& inFrame, wire::TimePoint inNow);
-    wire::WireError OnJoined(const wire::Frame& inFrame, wire::TimePoint inNow);
+    wire::WireError OnJoined(const wire::Frame& inFrame);
     wire::WireError OnMemberFrame(const wire::Frame& inFrame, wire::TimePoint inNow);
-    void WriteJoin();
 
     const wire::Limits& mLimits;
     wire::BufferPool& mPool;

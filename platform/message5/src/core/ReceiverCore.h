@@ -78,8 +78,9 @@ class ReceiverCore {
     void Consumed(const Delivery& inDelivery, wire::TimePoint inNow);
     /// A delivery that will not be made (the receiver is leaving): it does not count as consumed.
     void Discard(const Delivery& inDelivery);
-    /// Drops the inbound queue unconsumed: the receiver has withdrawn.
-    void DiscardAll();
+    /// Drops the inbound queue unconsumed and takes nothing any more.
+    void Withdraw();
+    bool Withdrawn() const noexcept { return mWithdrawn; }
     bool HasInbound() const noexcept { return !mInbound.empty(); }
     std::size_t InboundBytes() const noexcept { return mInboundBytes; }
 
@@ -104,10 +105,13 @@ class ReceiverCore {
     void OnJoined();
 
   private:
+    Origin* FindSlot(wire::Slot inSlot);
     Origin& FindOrAdd(const wire::PeerNotice& inPeer);
     void MarkGone(Origin& ioOrigin);
     void EraseIfDone(Origin& ioOrigin);
     void ForgetSlot(Origin& ioOrigin);
+    void ForgetAck(Origin& ioOrigin);
+    void PutDown(const Delivery& inDelivery);
     std::size_t AckThreshold(const Origin& inOrigin) const;
 
     const wire::Limits& mLimits;
@@ -115,10 +119,12 @@ class ReceiverCore {
     boost::unordered_flat_map<wire::Slot, Origin*> mBySlot;
     Origin* mLastOrigin = nullptr;  // of the last Data frame; a run usually comes from one sender
     std::deque<Delivery> mInbound;
-    std::size_t mInboundBytes = 0;
+    std::size_t mInboundBytes = 0;  // handed out ones included
     std::size_t mInHand = 0;        // handed out, not yet consumed
+    std::size_t mActive = 0;        // origins with something queued
     std::vector<Origin*> mChanged;  // with something to acknowledge
     bool mThresholdReached = false;
+    bool mWithdrawn = false;
     std::optional<wire::TimePoint> mChangedSince;
     ReceiverStatistics mStatistics;
 };

@@ -35,7 +35,7 @@ class Roster {
   private:
     struct Member {
         wire::EndPointInfo endPoint;
-        bool receives = true;
+        bool receives = false;
         bool seen = false;
     };
     std::map<wire::MemberId, Member> mMembers;

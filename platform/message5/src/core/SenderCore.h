@@ -7,68 +7,22 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
 #include "SegmentLog.h"
+#include "SendFailure.h"
 #include "SequenceRanges.h"
 #include "wire/Limits.h"
 #include "wire/Messages.h"
 #include "wire/OutputQueue.h"
 
 namespace orvane::plexa::message5 {
-
-/// What is known about a message that cannot be promised any more.
-enum class FailureKind : std::uint8_t {
-    /// The receiver did not get it and will not.
-    kNotDelivered,
-    /// The receiver may have handled it or may still do so; it is not sent again.
-    kNotConfirmed,
-};
-
-/// Why a message failed.
-enum class FailureReason : std::uint8_t {
-    /// The receiver's process ended.
-    kEnded,
-    /// The receiver took leave.
-    kLeft,
-    /// The receiver's process joined anew.
-    kReplaced,
-    /// The receiver stayed away too long.
-    kExpired,
-    /// The receiver made no progress while its sender's memory was full.
-    kCutOff,
-    /// This process stayed away from the broker too long and had to join anew.
-    kSelfExpired,
-    /// This process takes leave and cannot wait any longer.
-    kLeaving,
-    /// A bound was reached; `limit` names it.
-    kLimit,
-    /// No end point has that number.
-    kUnknownReceiver,
-};
-
-/// One failed message for one receiver.
-struct SendFailure {
-    FailureKind kind = FailureKind::kNotDelivered;
-    FailureReason reason = FailureReason::kEnded;
-    wire::LimitName limit = wire::LimitName::kNone;
-    /// The receiver; empty for a refused broadcast.
-    wire::EndPointInfo receiver;
-    std::string type;
-};
-
-/// "Not delivered" or "Delivery not confirmed".
-std::string_view ErrorText(FailureKind inKind) noexcept;
-/// One line for a user: who, why, and the limit's name.
-std::string FaultText(const SendFailure& inFailure);
 
 /// The answer to a wish to send.
 struct Admission {
@@ -98,53 +52,58 @@ class SenderCore {
     // -------------------------------------------------------------------------------------------
 
     /// May a message of that size be sent? inReceiver: a member, or nothing for a broadcast. inMayWait is
-    /// false on the delivery thread, which gets the reserve instead of kWait. Remembers since when the core
-    /// is full.
+    /// false on the delivery thread, which gets the reserve instead of kWait. Remembers since when there is
+    /// no room, and cuts off the receivers that have stood still for too long before it refuses.
     Admission Admit(std::optional<wire::MemberId> inReceiver, std::size_t inTypeLength,
                     std::size_t inPayloadLength, bool inMayWait, wire::TimePoint inNow);
     /// Takes a message that Admit has accepted, with nothing in between. For receivers that are cut off it
-    /// becomes failures at once. Nothing is written before Pump. Throws std::bad_alloc and then has done
+    /// becomes failures at once. Nothing is written before Pump. Throws std::bad_alloc and then has sent
     /// nothing.
-    wire::Sequence Send(std::optional<wire::MemberId> inReceiver, std::string_view inType,
-                        std::span<const std::byte> inPayload);
-    /// Appends what may be written now to outQueue: the live stream, what lanes owe, lane switches.
+    void Send(std::optional<wire::MemberId> inReceiver, std::string_view inType,
+              std::span<const std::byte> inPayload);
+    /// Makes the failure of a message that Admit has refused.
+    void Refuse(std::optional<wire::MemberId> inReceiver, std::string_view inType,
+                const Admission& inAdmission);
+    /// Appends what may be written now to outQueue: lane switches, the live stream, what lanes owe. Each byte
+    /// of the log goes at most once into the queue of one connection.
     void Pump(wire::OutputQueue& outQueue, wire::TimePoint inNow);
-    /// Does what is due: cuts receivers off. Call when NextDeadline has come, at latest.
+    /// Does what is due: cuts receivers off.
     void Tick(wire::TimePoint inNow);
-    /// When Tick and Pump have to be called again though nothing else happens.
+    /// When Tick and Pump have to be called though nothing else happens.
     std::optional<wire::TimePoint> NextDeadline() const;
     /// Failures since the last call, in order of sending per receiver.
     std::vector<SendFailure> TakeFailures();
     bool HasFailures() const noexcept { return !mFailures.empty(); }
-    /// Changes whenever memory became free or a waiting sender may have got another answer.
+    /// Changes whenever a sender that was told to wait may get another answer.
     std::uint64_t Progress() const noexcept { return mProgress; }
-    /// No receiver owes a confirmation and everything is with the broker; lingering may end.
-    bool NothingOwed() const noexcept;
-    /// Something waits that Pump has not been able to write.
-    bool Blocked() const noexcept { return mNextLive != mLog.NextSequence(); }
-    /// Gives everything up: each owed message to one receiver becomes a failure with inReason.
+    /// Every message has been confirmed or has failed; lingering may end.
+    bool NothingOwed() const noexcept { return mLog.Empty(); }
+    /// Gives everything up: each owed message becomes a failure with inReason, one per receiver.
     void Abandon(FailureReason inReason);
     /// Asks the broker to report soon, with every message from now on (lingering).
     void HurryReports() noexcept { mHurry = true; }
-    /// Bytes held for messages.
+    /// Bytes of memory held for messages.
     std::size_t LogBytes() const noexcept { return mLog.HeldBytes(); }
 
     // --- events from the connection (ClientCore)
     // -------------------------------------------------------------------
 
+    /// For JOIN: the first sequence never written to any connection.
     wire::Sequence NextLive() const noexcept { return mNextLive; }
-    /// For JOIN: the lowest sequence that may still come.
+    /// For JOIN as a new member: the lowest sequence that may still come.
     wire::Sequence CarriedFrom() const;
     /// The connection is gone, written bytes with it.
     void OnConnectionLost();
     /// The broker forgot this member: what was ever written fails, the rest is carried over to the new
     /// membership.
     void OnExpired();
+    /// Only notices about others.
     void OnPeer(const wire::PeerNotice& inPeer, wire::TimePoint inNow);
     /// The snapshot is complete.
-    void OnJoined(wire::TimePoint inNow);
-    /// inFrom: the receiver's slot. A position beyond what was sent is an error.
-    wire::WireError OnPosition(wire::Slot inFrom, const wire::Position& inPosition, wire::TimePoint inNow);
+    void OnJoined();
+    /// inFrom: the receiver's slot. Claims beyond what was written count as what was written.
+    void OnPosition(wire::Slot inFrom, const wire::Position& inPosition, wire::TimePoint inNow);
+    /// An error when the broker claims to have routed what was never written.
     wire::WireError OnReport(wire::Sequence inRouted, std::span<const wire::ReportEntry> inEntries,
                              wire::TimePoint inNow);
 
@@ -163,27 +122,46 @@ class SenderCore {
     struct Lane;
     using LaneIndex = std::uint32_t;
 
+    // Lanes and what they owe.
     Lane* FindMember(wire::MemberId inMember) const;
     Lane* FindSlot(wire::Slot inSlot) const;
-    Lane& AddLane(const wire::PeerNotice& inPeer);
-    void BringUp(Lane& ioLane, const wire::PeerNotice& inPeer, wire::TimePoint inNow);
+    Lane& AddLane(const wire::PeerNotice& inPeer, wire::Sequence inFloor);
+    void BringUp(const wire::PeerNotice& inPeer, wire::TimePoint inNow);
+    void Open(Lane& ioLane, bool inKnown);
+    void SetSlot(Lane& ioLane, wire::Slot inSlot);
     void Unattach(Lane& ioLane);
     void RemoveLane(Lane& ioLane, FailureReason inReason);
-    void Cut(Lane& ioLane);
-    void Revive(Lane& ioLane, wire::TimePoint inNow);
-    void AdvanceFloor(Lane& ioLane, wire::Sequence inConsumed, wire::TimePoint inNow);
-    void FailOwed(Lane& ioLane, FailureReason inReason, bool inBroadcastsToo, bool inCertain);
-    void FreeUnicasts(Lane& ioLane, wire::Sequence inThrough);
+    void Consume(Lane& ioLane, wire::Sequence inConsumed, wire::TimePoint inNow);
+    void SetFloor(Lane& ioLane, wire::Sequence inFloor);
     void FreeBroadcasts();
-    void NoteProgress();
-
-    void PumpStream(wire::OutputQueue& outQueue, wire::TimePoint inNow);
-    bool AdmitBroadcastToStream(wire::OutputQueue& outQueue, std::size_t inLength, wire::TimePoint inNow);
-    void CatchUp(wire::OutputQueue& outQueue, Lane& ioLane);
-    void TurnBehind(wire::OutputQueue& outQueue, Lane& ioLane);
+    wire::Sequence Written(const Lane& inLane) const;
+    wire::Sequence FirstOwed(const Lane& inLane) const;
+    wire::Sequence NextBroadcast(wire::Sequence inAfter) const;
     std::size_t InFlight(const Lane& inLane) const;
     std::size_t OwedBytes(const Lane& inLane) const;
     bool HasWindow(const Lane& inLane, std::size_t inLength) const;
+
+    // Bounds and failures.
+    bool FindRoom(const Lane* inReceiver, std::size_t inLength, bool inMayWait, wire::TimePoint inNow,
+                  wire::LimitName& outLimit);
+    bool HasArrears(const Lane* inReceiver, std::size_t inLength, wire::TimePoint inNow);
+    std::optional<wire::TimePoint> CutTime(const Lane& inLane) const;
+    void Cut(Lane& ioLane);
+    void Revive(Lane& ioLane);
+    /// Fails what inLane owes up to inThrough and makes it owe that no longer.
+    void FailOwed(Lane& ioLane, FailureReason inReason, wire::Sequence inThrough, bool inBroadcastsToo);
+    void Fail(FailureKind inKind, FailureReason inReason, const wire::EndPointInfo* inReceiver,
+              std::string_view inType);
+    void NoteProgress() noexcept;
+
+    // The way out.
+    void PumpStream(wire::OutputQueue& outQueue, wire::TimePoint inNow);
+    bool AdmitToStream(wire::OutputQueue& outQueue, std::size_t inLength, wire::TimePoint inNow);
+    bool MovedLately(const Lane& inLane, wire::TimePoint inNow) const;
+    void TurnBehind(wire::OutputQueue& outQueue, Lane& ioLane);
+    void WriteDetach(wire::OutputQueue& outQueue, Lane& ioLane);
+    void CatchUp(wire::OutputQueue& outQueue, Lane& ioLane);
+    void WriteAlone(wire::OutputQueue& outQueue, Lane& ioLane, const SegmentLog::Entry& inEntry);
     std::uint8_t HurryFlag() const noexcept;
 
     const wire::Limits& mLimits;
@@ -196,12 +174,16 @@ class SenderCore {
     wire::Sequence mNextLive = 1;
     wire::Sequence mRouted = 0;
     wire::Sequence mBroadcastsFreed = 0;  // no broadcast up to here is kept
+    std::uint64_t mStreamedBytes = 0;     // of the broadcasts below mNextLive
     bool mJoined = false;
     bool mHurry = false;
-    std::size_t mStreamBudget = 0;   // at most what a broadcast may take without asking each lane's window
-    std::size_t mArrearsBudget = 0;  // likewise for arrears
+    std::size_t mStreamBudget = 0;   // broadcasts may take this much without asking each lane's window
+    std::size_t mArrearsBudget = 0;  // likewise for each lane's arrears
+    std::size_t mCutLanes = 0;
     std::optional<wire::TimePoint> mBlockedSince;  // a broadcast waits for a lane's window
-    std::optional<wire::TimePoint> mFullSince;     // somebody was told to wait, without progress since
+    std::optional<wire::TimePoint> mRefusedSince;  // somebody was told to wait, and nothing has moved since
+    std::optional<wire::TimePoint> mLogFullSince;
+    // Where the stream was at two moments at least Limits::broadcastWait apart.
     struct Mark {
         wire::TimePoint time{};
         wire::Sequence nextLive = 1;

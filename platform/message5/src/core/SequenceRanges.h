@@ -25,7 +25,8 @@ class SequenceRanges {
     }
     bool Empty() const noexcept { return mRanges.empty(); }
     const Range& Front() const { return mRanges.front(); }
-    wire::Sequence Last() const { return mRanges.back().last; }
+    /// Every range, in order.
+    const std::deque<Range>& All() const noexcept { return mRanges; }
     /// Removes the numbers up to inThrough from the front range, which begins at or below it.
     void DropFront(wire::Sequence inThrough) {
         if (inThrough >= mRanges.front().last) {

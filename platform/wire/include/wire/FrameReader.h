@@ -33,6 +33,9 @@ class FrameReader {
     WireError Error() const noexcept { return mError; }
     /// Part of a frame is there and the rest is awaited.
     bool Incomplete() const noexcept { return mBegin != mEnd; }
+    /// Gives the buffer back while nothing of it is used. For connections that may stay quiet: call it when
+    /// all that was readable has been handled.
+    void Rest() noexcept;
     /// Forgets everything, for a new connection.
     void Reset() noexcept;
 

@@ -28,7 +28,7 @@ struct Limits {
     std::size_t maxPayload = std::size_t{1} << 20U;
     std::size_t maxTypeText = 4096;
     std::size_t maxControlPayload = std::size_t{128} << 10U;
-    std::size_t maxAppId = 1024;
+    std::size_t maxAppId = 256;
     std::size_t maxInterestTypes = 1024;
 
     // Lanes. All in bytes.
