@@ -204,6 +204,7 @@ TEST(Continuation, RunsExactlyOnceWhenAttachedWhileTheFutureIsBeingCompleted) {
         for (int i = 0; i < kAttachers; ++i) {
             threads.emplace_back([&go, &runs, copy = future] {
                 while (!go) {
+                    std::this_thread::yield();
                 }
                 (void)copy.Then([&runs](const Future<int>& inDone) { runs += inDone.Get(); });
             });
@@ -211,6 +212,7 @@ TEST(Continuation, RunsExactlyOnceWhenAttachedWhileTheFutureIsBeingCompleted) {
         for (int i = 0; i < 2; ++i) {
             threads.emplace_back([&go, &wins, copy = promise] {
                 while (!go) {
+                    std::this_thread::yield();
                 }
                 wins += copy.SetValue(1) ? 1 : 0;
             });

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdio>
 #include <future>
-#include <memory>
 #include <stdexcept>
 #include <thread>
 
@@ -64,16 +63,14 @@ TEST_F(DefaultExecutorDeathTest, FinishesPostedWorkAtProcessExit) {
         testing::ExitedWithCode(0), "all work ran");
 }
 
-/// Posts until work runs inside `Post`, which only the end of the process brings about.
+/// Posts, one after the other, until work runs inside `Post`, which only the end of the process brings about.
 void PostUntilTheEnd() {
-    const auto ranInside = std::make_shared<std::atomic<bool>>(false);
-    while (!*ranInside) {
-        GetDefaultExecutor()->Post([ranInside, poster = std::this_thread::get_id()] {
-            // This thread is still inside the loop, so work that it runs has been run by Post.
-            if (poster == std::this_thread::get_id()) {
-                *ranInside = true;
-            }
-        });
+    std::thread::id ranOn;
+    while (ranOn != std::this_thread::get_id()) {
+        std::promise<std::thread::id> ran;
+        auto result = ran.get_future();
+        GetDefaultExecutor()->Post([&ran] { ran.set_value(std::this_thread::get_id()); });
+        ranOn = result.get();
     }
     (void)std::fputs("late work ran\n", stderr);
 }

@@ -87,6 +87,7 @@ TEST(RecursiveMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
         entered = true;
     });
     while (!waiting) {
+        std::this_thread::yield();
     }
     mutex.Unlock();
     for (int i = 0; i < 1000; ++i) {
@@ -192,6 +193,7 @@ TEST(RecursiveMutex, MayBeDestroyedByWhoeverTakesItNext) {
             raw->Unlock();
         });
         while (!held) {
+            std::this_thread::yield();
         }
         mutex->Lock("Taker", kLong);
         mutex->Unlock();
