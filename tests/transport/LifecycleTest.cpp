@@ -250,8 +250,10 @@ void ExitConnected() {
         PlexaInterface::Instance().Send("T", "p", "");
         std::cerr << "late calls are harmless" << std::endl;
     });
-    const BrokerFile broker;
-    PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore);
+    {
+        const BrokerFile broker;
+        PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore);
+    }
     PlexaInterface::Instance().Send("QUEUED", "p", "");
     Message5Double::Get().ClearCalls();
     std::exit(0);  // NOLINT(concurrency-mt-unsafe)
@@ -261,8 +263,10 @@ void ExitAfterTerminate() {
     nuocore::debug::SetTraceSink([](int /*inLevel*/, std::string_view /*inCategory*/,
                                     std::string_view /*inText*/) { std::cerr << "traced" << std::endl; });
     nuocore::debug::SetTraceRules("*=9");
-    const BrokerFile broker;
-    PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore);
+    {
+        const BrokerFile broker;
+        PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore);
+    }
     PlexaInterface::Instance().Terminate();
     std::cerr << "terminated" << std::endl;
     std::exit(0);  // NOLINT(concurrency-mt-unsafe)

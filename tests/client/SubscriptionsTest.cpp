@@ -1,0 +1,105 @@
+#include <thread>
+
+#include "client/ClientFixture.h"
+
+namespace nuoplexasupport {
+namespace {
+
+using doubles::LockWatch;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Subscriptions = ClientFixture;
+
+TEST_F(Subscriptions, AreMadeUnderTheRegistryLockAndSendNothing) {
+    const auto client = MakeClient("a");
+    mDouble.ClearCalls();
+    const LockWatch locks;
+    SubscribeToMessage(client, ImmutableString("T"));
+    UnsubscribeFromMessage(client, ImmutableString("T"));
+    EXPECT_THAT(locks.Acquisitions(), ElementsAre("nuoplexasupport::SubscribeToMessage|60000",
+                                                  "nuoplexasupport::UnsubscribeFromMessage|60000"));
+    EXPECT_THAT(mDouble.Calls(), IsEmpty());
+}
+
+TEST_F(Subscriptions, ATwiceSubscribedClientIsCalledTwiceAndRemovedAtOnce) {
+    const auto client = MakeClient("a");
+    SubscribeToMessage(client, ImmutableString("T"));
+    SubscribeToMessage(client, ImmutableString("T"));
+    Arrive("T", "words");
+    EXPECT_THAT(TakeCalls(), ElementsAre("a: raw T 'words' from PEER-1", "a: raw T 'words' from PEER-1"));
+    UnsubscribeFromMessage(client, ImmutableString("T"));
+    EXPECT_TRUE(sMessageSubscriptionClientsMap.empty());
+    Arrive("T", "words");
+    EXPECT_THAT(TakeCalls(), IsEmpty());
+}
+
+TEST_F(Subscriptions, UnsubscribingRemovesOnlyThisClientsEntriesOfThisType) {
+    const auto a = MakeClient("a");
+    const auto b = MakeClient("b");
+    SubscribeToMessage(a, ImmutableString("T"));
+    SubscribeToMessage(b, ImmutableString("T"));
+    SubscribeToMessage(a, ImmutableString("U"));
+    UnsubscribeFromMessage(a, ImmutableString("T"));
+    Arrive("T", "1");
+    Arrive("U", "2");
+    EXPECT_THAT(TakeCalls(), ElementsAre("b: raw T '1' from PEER-1", "a: raw U '2' from PEER-1"));
+}
+
+TEST_F(Subscriptions, UnsubscribingPurgesWhatHasExpiredUnderTheTypeOnly) {
+    const auto a = MakeClient("a");
+    auto gone = MakeClient("gone");
+    SubscribeToMessage(gone, ImmutableString("T"));
+    SubscribeToMessage(gone, ImmutableString("U"));
+    SubscribeToMessage(a, ImmutableString("T"));
+    gone.reset();
+    UnsubscribeFromMessage({}, ImmutableString("T"));
+    EXPECT_EQ(sMessageSubscriptionClientsMap.count(ImmutableString("T")), 1U);
+    EXPECT_EQ(sMessageSubscriptionClientsMap.count(ImmutableString("U")), 1U);
+}
+
+TEST_F(Subscriptions, AreServedInTheOrderOfSubscribing) {
+    const auto a = MakeClient("a");
+    const auto b = MakeClient("b");
+    const auto c = MakeClient("c");
+    for (const auto& client : {b, c, a}) {
+        SubscribeToMessage(client, ImmutableString("T"));
+    }
+    Arrive("T", "1");
+    EXPECT_THAT(TakeCalls(), ElementsAre("b: raw T '1' from PEER-1", "c: raw T '1' from PEER-1",
+                                         "a: raw T '1' from PEER-1"));
+}
+
+TEST_F(Subscriptions, SurviveShutdown) {
+    auto client = MakeClient("a");
+    Startup();
+    SubscribeToMessage(client, ImmutableString("T"));
+    Shutdown();
+    Arrive("T", "1");
+    EXPECT_THAT(TakeCalls(), ElementsAre("a: raw T '1' from PEER-1"));
+}
+
+TEST_F(Subscriptions, AClientThatEndsWhileItsEntryIsLookedAtEndsWithoutTheLock) {
+    // Unsubscribing another client makes the last owner let go between two looks at the same entry; whoever
+    // turns out to be the last owner then must not run the destructor under the lock.
+    auto a = MakeClient("a");
+    auto* const raw = a.get();
+    SubscribeToMessage(a, ImmutableString("T"));
+    bool lockWasFree = false;
+    raw->mOnDestruction = [&] {
+        std::thread([&] {
+            SubscribeToMessage({}, ImmutableString("U"));
+            lockWasFree = true;
+        }).join();
+    };
+    // The other thread drops the only owner while the registry lock is being waited for; the unsubscribing
+    // thread may then hold the last reference. Whichever way the race goes, the destructor finds the lock
+    // free.
+    std::thread other([&] { a.reset(); });
+    UnsubscribeFromMessage({}, ImmutableString("T"));
+    other.join();
+    EXPECT_TRUE(lockWasFree);
+}
+
+}  // namespace
+}  // namespace nuoplexasupport
