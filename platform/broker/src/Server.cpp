@@ -146,7 +146,7 @@ std::string Server::DescribeStatus() const {
     facts.connections = mSwitchboard.Totals();
     facts.memoryLimit = mLimits.brokerMemory;
     facts.core = mSwitchboard.Status();
-    return StatusText(facts, mLimits.maxPayload);
+    return StatusText(facts, mLimits.maxControlPayload);
 }
 
 }  // namespace orvane::plexa::broker
