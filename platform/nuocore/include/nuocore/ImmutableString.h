@@ -42,6 +42,10 @@ class NUOCORE_API ImmutableString {
     }
     ~ImmutableString();
 
+    /// How many texts the table of this process holds now, those too that nothing refers to any more. For
+    /// diagnostics.
+    [[nodiscard]] static std::size_t CountTexts();
+
     /// Whether this is the null string.
     [[nodiscard]] bool IsNull() const noexcept { return mText == nullptr; }
     /// Whether this is the null string or the empty text.

@@ -56,24 +56,30 @@ class NUOCORE_API AbstractParseHandler {
     virtual void EndElement(const UTF16String& inName);
     virtual void EndElementWithNamespace(const UTF16String& inNamespace, const UTF16String& inLocalName,
                                          const UTF16String& inQualifiedName);
+    /// A CDATA section begins or ends. Told at once, before the chunk of `Characters` that its text becomes
+    /// part of.
     virtual void StartCDATA();
     virtual void EndCDATA();
     /// Text between two tags. Adjacent character data, resolved references and CDATA sections arrive as one
-    /// chunk, wherever an input buffer ends; only a text longer than `ParserLimits::mMaxChunkUnits` comes in
-    /// several.
+    /// chunk, just before the next tag, wherever an input buffer ends; comments and processing instructions
+    /// don't part it either. Only a text longer than `ParserLimits::mMaxChunkUnits` comes in several, cut
+    /// where the limit is reached (one unit before, when that would part a surrogate pair). Line ends are
+    /// single line feeds.
     virtual void Characters(const UTF16String& inText);
+    /// A comment, told at once like a CDATA section.
     virtual void Comment(const UTF16String& inText);
     virtual void EndDocument();
+    /// Namespace mode: a declaration comes into force before the start of its element and ends after its end.
     virtual void StartPrefixMapping(const UTF16String& inPrefix, const UTF16String& inNamespace);
     virtual void EndPrefixMapping(const UTF16String& inPrefix);
 };
 
 /// Limits of what a parser accepts; a breach is an `XMLError`.
 struct ParserLimits {
-    std::size_t mMaxBytes = std::size_t{64} << 20;      ///< whole document
+    std::size_t mMaxBytes = std::size_t{64} << 20;      ///< whole document; never more than 2 GiB
     std::size_t mMaxDepth = 256;                        ///< nested elements
     std::size_t mMaxAttributes = 1024;                  ///< of one element
-    std::size_t mMaxChunkUnits = std::size_t{1} << 20;  ///< UTF-16 units of one `Characters` call
+    std::size_t mMaxChunkUnits = std::size_t{1} << 20;  ///< UTF-16 units of one `Characters` call, at least 2
 };
 
 /// How a parser works.
@@ -82,8 +88,12 @@ struct ParserOptions {
     ParserLimits mLimits = {};
 };
 
-/// Parses documents into a handler. External entities and external document types are never loaded, and the
-/// expansion of internal entities is bounded. Thread rule: one thread at a time.
+/// Parses documents into a handler. XML 1.0 in UTF-8, UTF-16 (with a byte order mark), ISO-8859-1 or
+/// US-ASCII; any other declared encoding is an error. An external document type is never loaded; a reference
+/// to an external entity, or to one that the document doesn't declare, is an error. A document type may have
+/// 16 KiB. What entities and default attributes expand to may have 1 MiB, and beyond that ten times the bytes
+/// of the document; what goes further is an error. Thread rule: one thread at a time. A handler may use its
+/// parser for another document inside a callback.
 class NUOCORE_API AbstractDocParser {
   public:
     AbstractDocParser() = default;
@@ -96,7 +106,7 @@ class NUOCORE_API AbstractDocParser {
     virtual void Parse(std::string_view inDocument) = 0;
 };
 
-/// A parser that owns `inHandler`. Throws `std::bad_alloc`.
+/// A parser that owns `inHandler`. Throws `std::invalid_argument` without a handler, or `std::bad_alloc`.
 NUOCORE_API boost::shared_ptr<AbstractDocParser> GetParser(std::unique_ptr<AbstractParseHandler> inHandler,
                                                            const ParserOptions& inOptions = {});
 

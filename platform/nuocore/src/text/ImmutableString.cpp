@@ -27,6 +27,8 @@ ImmutableString::~ImmutableString() {
     }
 }
 
+std::size_t ImmutableString::CountTexts() { return InternTable::Get().Count(); }
+
 std::string_view ImmutableString::View() const noexcept {
     return mText != nullptr ? mText->View() : std::string_view("", 0);
 }

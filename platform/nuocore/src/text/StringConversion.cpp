@@ -17,46 +17,58 @@ using UTF16 = utf::utf_traits<char16_t>;
 constexpr char16_t kReplacement = 0xFFFD;
 constexpr std::string_view kReplacementUTF8 = "\xEF\xBF\xBD";
 
-constexpr std::size_t kASCIIStep = 8;
-
-bool IsASCIIStep(const char* inText) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, inText, sizeof word);
-    return (word & 0x8080808080808080U) == 0;
-}
-
-bool IsASCIIStep(const char16_t* inText) noexcept {
-    std::array<std::uint64_t, 2> words{};
-    std::memcpy(words.data(), inText, sizeof words);
-    return ((words[0] | words[1]) & 0xFF80FF80FF80FF80U) == 0;
-}
+/// The bits that no ASCII text has set, in as many units as fit a word.
+template <typename Unit>
+constexpr std::uint64_t kBeyondASCII = sizeof(Unit) == 1 ? 0x8080808080808080U : 0xFF80FF80FF80FF80U;
 
 bool IsASCII(char inByte) noexcept { return static_cast<unsigned char>(inByte) < 0x80; }
 bool IsASCII(char16_t inUnit) noexcept { return inUnit < 0x80; }
 
-char16_t ASCIITo(char16_t /*inTag*/, char inByte) noexcept { return static_cast<unsigned char>(inByte); }
-char ASCIITo(char /*inTag*/, char16_t inUnit) noexcept { return static_cast<char>(inUnit); }
+void SetASCII(char inByte, char16_t& outUnit) noexcept { outUnit = static_cast<unsigned char>(inByte); }
+void SetASCII(char16_t inUnit, char& outByte) noexcept { outByte = static_cast<char>(inUnit); }
 
-/// Copies the ASCII text that stands at the front and moves both pointers behind it. Steps of a fixed size,
-/// so that the compiler turns them into vector instructions.
+/// Loads a fixed number of units, so that the compiler may use vector instructions; says whether all are
+/// ASCII.
+template <std::size_t kStep, typename Unit>
+bool LoadASCII(const Unit* inText, std::array<Unit, kStep>& outUnits) noexcept {
+    std::memcpy(outUnits.data(), inText, sizeof outUnits);
+    std::uint64_t bits = 0;
+    for (std::size_t i = 0; i < sizeof outUnits; i += sizeof bits) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, outUnits.data() + i / sizeof(Unit), std::min(sizeof word, sizeof outUnits));
+        bits |= word;
+    }
+    return (bits & kBeyondASCII<Unit>) == 0;
+}
+
+/// Copies as long as there are `kStep` units of ASCII text.
+template <std::size_t kStep, typename From, typename To>
+void CopyASCIISteps(const From*& ioText, const From* inEnd, To*& ioOut) noexcept {
+    std::array<From, kStep> units;  // NOLINT: loaded before it is read
+    while (static_cast<std::size_t>(inEnd - ioText) >= kStep && LoadASCII(ioText, units)) {
+        for (std::size_t i = 0; i < kStep; ++i) {
+            SetASCII(units[i], ioOut[i]);
+        }
+        ioText += kStep;
+        ioOut += kStep;
+    }
+}
+
+/// Copies the ASCII text that stands at the front and moves both pointers behind it.
 template <typename From, typename To>
 void CopyASCII(const From*& ioText, const From* inEnd, To*& ioOut) noexcept {
-    while (static_cast<std::size_t>(inEnd - ioText) >= kASCIIStep && IsASCIIStep(ioText)) {
-        for (std::size_t i = 0; i < kASCIIStep; ++i) {
-            ioOut[i] = ASCIITo(To(), ioText[i]);
-        }
-        ioText += kASCIIStep;
-        ioOut += kASCIIStep;
-    }
+    CopyASCIISteps<16>(ioText, inEnd, ioOut);
+    CopyASCIISteps<4>(ioText, inEnd, ioOut);
     while (ioText != inEnd && IsASCII(*ioText)) {
-        *ioOut++ = ASCIITo(To(), *ioText++);
+        SetASCII(*ioText++, *ioOut++);
     }
 }
 
 template <typename Unit>
 void SkipASCII(const Unit*& ioText, const Unit* inEnd) noexcept {
-    while (static_cast<std::size_t>(inEnd - ioText) >= kASCIIStep && IsASCIIStep(ioText)) {
-        ioText += kASCIIStep;
+    std::array<Unit, 8> units;  // NOLINT: loaded before it is read
+    while (static_cast<std::size_t>(inEnd - ioText) >= units.size() && LoadASCII(ioText, units)) {
+        ioText += units.size();
     }
     while (ioText != inEnd && IsASCII(*ioText)) {
         ++ioText;
@@ -89,35 +101,32 @@ std::ptrdiff_t MaximalSubpart(const char* inText, const char* inEnd) noexcept {
     return length;
 }
 
-/// Converts until `ioText` has reached `inStop`, looking ahead to `inEnd` for the rest of a sequence. Writes
-/// at most as many units as it takes bytes.
-char16_t* Widen(const char*& ioText, const char* inStop, const char* inEnd, char16_t* outText) {
+/// Writes at most as many units as there are bytes; returns the end of what it wrote.
+char16_t* Widen(const char* inText, const char* inEnd, char16_t* outText) {
     for (;;) {
-        CopyASCII(ioText, inStop, outText);
-        if (ioText >= inStop) {
+        CopyASCII(inText, inEnd, outText);
+        if (inText == inEnd) {
             return outText;
         }
-        const char* next = ioText;
+        const char* next = inText;
         const utf::code_point point = UTF8::decode(next, inEnd);
         if (utf::is_valid_codepoint(point)) {
             outText = UTF16::encode(point, outText);
-            ioText = next;
+            inText = next;
         } else {
             *outText++ = kReplacement;
-            ioText += MaximalSubpart(ioText, inEnd);
-        }
-        if (ioText >= inStop) {
-            return outText;
+            inText += MaximalSubpart(inText, inEnd);
         }
     }
 }
 
-/// The same the other way. Writes at most three bytes for a unit, or four for a pair.
+/// Converts until `ioText` has reached `inStop`, looking ahead to `inEnd` for the rest of a pair. Writes at
+/// most three bytes for a unit, or four for a pair; returns the end of what it wrote.
 char* Narrow(const char16_t*& ioText, const char16_t* inStop, const char16_t* inEnd, char* outText) {
-    for (;;) {
+    while (ioText < inStop) {
         CopyASCII(ioText, inStop, outText);
-        if (ioText >= inStop) {
-            return outText;
+        if (ioText == inStop) {
+            break;
         }
         const char16_t* next = ioText;
         const utf::code_point point = UTF16::decode(next, inEnd);
@@ -128,10 +137,8 @@ char* Narrow(const char16_t*& ioText, const char16_t* inStop, const char16_t* in
             outText = std::copy(kReplacementUTF8.begin(), kReplacementUTF8.end(), outText);
             ++ioText;
         }
-        if (ioText >= inStop) {
-            return outText;
-        }
     }
+    return outText;
 }
 
 template <typename Traits, typename Unit>
@@ -152,16 +159,11 @@ bool IsValid(std::basic_string_view<Unit> inText) noexcept {
 }  // namespace
 
 void AppendUTF8to16(std::string_view inText, UTF16String& ioText) {
-    // By way of a block on the stack: a string can only grow by zeros or by a copy, and short texts are the
-    // rule.
-    constexpr std::ptrdiff_t kBlock = 256;
-    std::array<char16_t, kBlock + UTF8::max_width> block;  // NOLINT: written before it is read
-    const char* text = inText.data();
-    const char* const end = text + inText.size();
-    while (text != end) {
-        const char16_t* const last = Widen(text, text + std::min(kBlock, end - text), end, block.data());
-        ioText.append(block.data(), static_cast<std::size_t>(last - block.data()));
-    }
+    const std::size_t start = ioText.size();
+    ioText.resize(start + inText.size());  // no text needs more units than bytes
+    const char* const text = inText.data();
+    const char16_t* const last = Widen(text, text + inText.size(), ioText.data() + start);
+    ioText.resize(static_cast<std::size_t>(last - ioText.data()));
 }
 
 void AssignUTF8to16(std::string_view inText, UTF16String& outText) {
@@ -171,12 +173,12 @@ void AssignUTF8to16(std::string_view inText, UTF16String& outText) {
 
 UTF16String UTF8to16(std::string_view inText) {
     UTF16String text;
-    text.reserve(inText.size());
     AppendUTF8to16(inText, text);
     return text;
 }
 
 void AppendUTF16to8(std::u16string_view inText, UTF8String& ioText) {
+    // By way of a block on the stack, with room for the worst: most texts are ASCII and need a third of it.
     constexpr std::ptrdiff_t kBlock = 128;
     std::array<char, 3 * kBlock + UTF8::max_width> block;  // NOLINT: written before it is read
     const char16_t* text = inText.data();
@@ -189,7 +191,6 @@ void AppendUTF16to8(std::u16string_view inText, UTF8String& ioText) {
 
 UTF8String UTF16to8(std::u16string_view inText) {
     UTF8String text;
-    text.reserve(inText.size());
     AppendUTF16to8(inText, text);
     return text;
 }

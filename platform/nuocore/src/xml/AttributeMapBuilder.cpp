@@ -8,8 +8,8 @@ namespace nuocore::xml {
 
 namespace {
 
-/// Ranks the bytes of UTF-8 so that texts compare as their UTF-16 forms do: what needs a surrogate pair stands before
-/// U+E000 and above.
+/// Ranks the bytes of UTF-8 so that texts compare as their UTF-16 forms do: what needs a surrogate pair
+/// stands before U+E000 and above.
 unsigned Rank(char inByte) noexcept {
     const auto byte = static_cast<unsigned char>(inByte);
     return byte == 0xEE || byte == 0xEF ? byte + 0x10U : byte;

@@ -11,8 +11,8 @@ namespace nuocore::xml {
 
 class AttributeMapBuilder {
   public:
-    /// The map of `inCount` names and values, which stand in turn in `inAttributes`; no name stands twice. Valid until
-    /// the next call.
+    /// The map of `inCount` names and values, which stand in turn in `inAttributes`; no name stands twice.
+    /// Valid until the next call.
     const AttributeMap& Build(const char* const* inAttributes, std::size_t inCount);
 
   private:

@@ -1,4 +1,5 @@
 #include <boost/smart_ptr/make_shared.hpp>
+#include <stdexcept>
 #include <utility>
 
 #include "SessionPool.h"
@@ -35,6 +36,9 @@ class DocParser final : public AbstractDocParser {
 
 boost::shared_ptr<AbstractDocParser> GetParser(std::unique_ptr<AbstractParseHandler> inHandler,
                                                const ParserOptions& inOptions) {
+    if (inHandler == nullptr) {
+        throw std::invalid_argument("GetParser needs a handler");
+    }
     return boost::allocate_shared<DocParser>(allocator::STLAllocator<DocParser>(), std::move(inHandler),
                                              inOptions);
 }

@@ -5,6 +5,7 @@
 #include <expat.h>
 
 #include <climits>
+#include <cstring>
 #include <new>
 #include <string>
 #include <utility>
@@ -18,10 +19,14 @@ namespace {
 /// Parts namespace, local name and prefix in what expat reports; a character that no document can contain.
 constexpr char kNameSeparator = '\x01';
 
+/// What a document type may have. expat stores it many times larger and follows chains of entities by
+/// recursion.
+constexpr std::size_t kMaxDoctypeBytes = std::size_t{16} << 10;
+
 /// What entities may expand to: anything below the threshold, beyond it a multiple of the document's own
-/// bytes.
-constexpr unsigned long long kExpansionThreshold = 1ULL << 20U;
-constexpr float kMaxAmplification = 10.0F;
+/// bytes. The same holds for default attributes, which expat doesn't count.
+constexpr std::size_t kExpansionThreshold = std::size_t{1} << 20;
+constexpr std::size_t kMaxAmplification = 10;
 
 std::string_view TextOrEmpty(const char* inText) { return inText != nullptr ? inText : std::string_view(); }
 
@@ -105,6 +110,14 @@ struct SaxSession::Callbacks {
             self.mHandler->EndPrefixMapping(self.mScratch);
         });
     }
+    static void XMLCALL StartDoctype(void* inUser, const XML_Char* /*inName*/, const XML_Char* /*inSystemId*/,
+                                     const XML_Char* /*inPublicId*/, int /*inHasInternalSubset*/) {
+        Self(inUser).mInDoctype = true;
+    }
+    static void XMLCALL EndDoctype(void* inUser) { Self(inUser).mInDoctype = false; }
+    static void XMLCALL Other(void* inUser, const XML_Char* /*inText*/, int inSize) {
+        Self(inUser).Guard([&] { Self(inUser).CountDoctype(static_cast<std::size_t>(inSize)); });
+    }
     static int XMLCALL ExternalEntity(XML_Parser inParser, const XML_Char* /*inContext*/,
                                       const XML_Char* /*inBase*/, const XML_Char* /*inSystemId*/,
                                       const XML_Char* /*inPublicId*/) {
@@ -135,15 +148,19 @@ void SaxSession::Prepare(AbstractParseHandler& inHandler, const ParserLimits& in
     mFailure = nullptr;
     mText.Start(inLimits.mMaxChunkUnits);
     mDepth = 0;
+    mInDoctype = false;
+    mDoctypeBytes = 0;
 
     XML_Parser const parser = mParser.get();
     XML_ParserReset(parser, nullptr);
     XML_SetUserData(parser, this);
-    XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, kMaxAmplification);
+    XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, static_cast<float>(kMaxAmplification));
     XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, kExpansionThreshold);
     XML_SetCharacterDataHandler(parser, Callbacks::Characters);
     XML_SetCdataSectionHandler(parser, Callbacks::StartCDATA, Callbacks::EndCDATA);
     XML_SetCommentHandler(parser, Callbacks::Comment);
+    XML_SetDoctypeDeclHandler(parser, Callbacks::StartDoctype, Callbacks::EndDoctype);
+    XML_SetDefaultHandlerExpand(parser, Callbacks::Other);
     XML_SetExternalEntityRefHandler(parser, Callbacks::ExternalEntity);
     XML_SetSkippedEntityHandler(parser, Callbacks::SkippedEntity);
     if (mNamespaces) {
@@ -162,6 +179,7 @@ void SaxSession::Run(std::string_view inDocument, AbstractParseHandler& inHandle
                        " bytes, more than the limit");
     }
     Prepare(inHandler, inLimits);
+    mDefaultsBudget = kExpansionThreshold + kMaxAmplification * inDocument.size();
     inHandler.StartDocument();
     XML_Parser const parser = mParser.get();
     const XML_Status status =
@@ -200,7 +218,7 @@ SaxSession::OpenElement& SaxSession::Open() {
     return mElements[mDepth++];
 }
 
-std::size_t SaxSession::CountAttributes(const char* const* inAttributes) const {
+std::size_t SaxSession::CountAttributes(const char* const* inAttributes) {
     std::size_t count = 0;
     while (inAttributes[2 * count] != nullptr) {
         ++count;
@@ -208,7 +226,25 @@ std::size_t SaxSession::CountAttributes(const char* const* inAttributes) const {
     if (count > mLimits.mMaxAttributes) {
         Refuse("too many attributes");
     }
+    // Those that the document type adds stand behind those of the tag.
+    for (auto i = static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(mParser.get())); i < 2 * count;
+         ++i) {
+        const std::size_t size = 1 + std::strlen(inAttributes[i]);
+        if (size > mDefaultsBudget) {
+            Refuse("default attributes expand too far");
+        }
+        mDefaultsBudget -= size;
+    }
     return count;
+}
+
+void SaxSession::CountDoctype(std::size_t inBytes) {
+    if (mInDoctype) {
+        mDoctypeBytes += inBytes;
+        if (mDoctypeBytes > kMaxDoctypeBytes) {
+            Refuse("document type too long");
+        }
+    }
 }
 
 void SaxSession::StartPlain(const char* inName, const char* const* inAttributes) {

@@ -42,7 +42,8 @@ class SaxSession {
     void Guard(Work&& inWork) noexcept;
     [[noreturn]] void Refuse(const char* inReason) const;
     OpenElement& Open();
-    [[nodiscard]] std::size_t CountAttributes(const char* const* inAttributes) const;
+    std::size_t CountAttributes(const char* const* inAttributes);
+    void CountDoctype(std::size_t inBytes);
 
     void StartPlain(const char* inName, const char* const* inAttributes);
     void EndPlain();
@@ -60,6 +61,9 @@ class SaxSession {
     std::vector<OpenElement>
         mElements;  ///< the first `mDepth` are open; the others are kept for their memory
     std::size_t mDepth = 0;
+    bool mInDoctype = false;
+    std::size_t mDoctypeBytes = 0;
+    std::size_t mDefaultsBudget = 0;  ///< how many bytes of default attributes may still come
     UTF16String mScratch;
     UTF16String mSecondScratch;
 };
