@@ -1,0 +1,6 @@
+include("${CMAKE_CURRENT_LIST_DIR}/symbols.cmake")
+foreach(symbol IN LISTS symbols)
+  if(NOT symbol MATCHES "^((vtable|typeinfo|typeinfo name|VTT|guard variable) for )?(${NAMESPACES})")
+    message(SEND_ERROR "leaves the library: ${symbol}")
+  endif()
+endforeach()

@@ -1,0 +1,16 @@
+# Sets `symbols` to the demangled names that LIBRARY defines for others, sorted, each once.
+execute_process(COMMAND "${NM}" --dynamic --defined-only --demangle "${LIBRARY}"
+  OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE ";" "\\;" output "${output}")
+string(STRIP "${output}" output)
+string(REPLACE "\n" ";" lines "${output}")
+set(symbols "")
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE "^[0-9a-f]* +[A-Za-z] " "" name "${line}")
+  list(APPEND symbols "${name}")
+endforeach()
+list(REMOVE_DUPLICATES symbols)
+list(SORT symbols)
+if(NOT symbols)
+  message(FATAL_ERROR "${LIBRARY} exports nothing at all")
+endif()
