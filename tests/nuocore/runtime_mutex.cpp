@@ -24,6 +24,15 @@ using runtime_test::FreshProcessDeathTest;
 
 constexpr std::uint32_t kLong = 60000;
 
+// The compile-time analysis of locks knows no recursion and refuses wrong use; these go past it.
+void TakeAgain(RecursiveMutex& inMutex, const char* inAcquirer, std::uint32_t inMilliseconds)
+    NUOCORE_THREAD_ANNOTATION(no_thread_safety_analysis) {
+    inMutex.Lock(inAcquirer, inMilliseconds);
+}
+void GiveBack(RecursiveMutex& inMutex) NUOCORE_THREAD_ANNOTATION(no_thread_safety_analysis) {
+    inMutex.Unlock();
+}
+
 // Taken while the program's static objects are made.
 const bool sTakenEarly = [] {
     RecursiveMutex mutex("early");
@@ -64,8 +73,9 @@ TEST(RecursiveMutex, LetsOneThreadInAtATime) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
                 const ScopedLock lock(mutex, "Count", kLong);
-                const ScopedLock again(mutex, "CountAgain", kLong);
+                TakeAgain(mutex, "CountAgain", kLong);
                 ++counter;
+                GiveBack(mutex);
             }
         });
     }
@@ -80,7 +90,7 @@ TEST(RecursiveMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
     std::atomic<bool> entered{false};
     std::atomic<bool> waiting{false};
     mutex.Lock("Outer", kLong);
-    mutex.Lock("Inner", kLong);
+    TakeAgain(mutex, "Inner", kLong);
     std::thread other([&] {
         waiting = true;
         const ScopedLock lock(mutex, "Other", kLong);
@@ -89,10 +99,10 @@ TEST(RecursiveMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
     while (!waiting) {
         std::this_thread::yield();
     }
-    mutex.Unlock();
+    GiveBack(mutex);
     for (int i = 0; i < 1000; ++i) {
         std::this_thread::yield();
-        ASSERT_FALSE(entered);
+        EXPECT_FALSE(entered);
     }
     mutex.Unlock();
     other.join();
@@ -205,9 +215,9 @@ TEST(RecursiveMutex, MayBeDestroyedByWhoeverTakesItNext) {
 TEST(RecursiveMutex, AssertsWhenAThreadGivesBackWhatItDoesNotHold) {
     const AssertionRecorder assertions;
     RecursiveMutex mutex;
-    mutex.Unlock();
+    GiveBack(mutex);
     mutex.Lock("Holder", kLong);
-    std::thread([&] { mutex.Unlock(); }).join();
+    std::thread([&] { GiveBack(mutex); }).join();
     EXPECT_EQ(assertions.Records().size(), 2U);
     mutex.Unlock();
     EXPECT_EQ(assertions.Records().size(), 2U) << "the holder still held it";
@@ -226,7 +236,8 @@ TEST(LockObserver, SeesEachAcquisition) {
     EXPECT_EQ(SetLockObserver(Observe), nullptr);
     {
         const ScopedLock lock(mutex, "Outer", 60000);
-        const ScopedLock inner(mutex, "Inner", 1);
+        TakeAgain(mutex, "Inner", 1);
+        GiveBack(mutex);
     }
     EXPECT_EQ(SetLockObserver(nullptr), Observe);
     { const ScopedLock lock(mutex, "Unseen", 1); }
