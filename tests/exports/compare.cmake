@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 include("${CMAKE_CURRENT_LIST_DIR}/symbols.cmake")
 file(STRINGS "${GOLDEN}" expected)
 list(SORT expected)

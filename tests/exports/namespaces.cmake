@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 include("${CMAKE_CURRENT_LIST_DIR}/symbols.cmake")
 foreach(symbol IN LISTS symbols)
   if(NOT symbol MATCHES "^((vtable|typeinfo|typeinfo name|VTT|guard variable) for )?(${NAMESPACES})")
