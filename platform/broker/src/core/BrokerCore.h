@@ -26,6 +26,8 @@
 #include <variant>
 #include <vector>
 
+#include <boost/unordered/unordered_flat_map.hpp>
+
 #include "wire/Frame.h"
 #include "wire/Limits.h"
 #include "wire/Messages.h"
@@ -146,8 +148,53 @@ class BrokerCore {
     struct Connection;
     struct Member;
     struct Lane;
+    struct Run;
 
+    // Connections: greeting, ends.
     Connection* Find(ConnectionId inConnection) const;
+    Connection* FindSlot(wire::Slot inSlot) const;
+    void OnGreeting(Connection& ioConnection, const wire::Frame& inFrame);
+    void OnMemberFrame(Connection& ioConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
+    void Refuse(Connection& ioConnection, wire::RefuseCode inCode, wire::WireError inError,
+                std::string_view inReason);
+    void Fail(Connection& ioConnection, wire::WireError inError, wire::TimePoint inNow);
+    void Drop(Connection& ioConnection, wire::WireError inError, std::string_view inReason,
+              wire::TimePoint inNow);
+    void Close(Connection& ioConnection, wire::WireError inError, std::string_view inReason,
+               bool inFlushFirst);
+    void MarkWritable(Connection& ioConnection);
+
+    // Members: joining, leaving, being away.
+    void OnJoin(Connection& ioConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
+    Member* FindReturning(const wire::Join& inJoin, const ProcessIdentity& inProcess) const;
+    Member& AddMember(const wire::Join& inJoin, const ProcessIdentity& inProcess, wire::TimePoint inNow);
+    std::uint32_t FreeInstance(const std::string& inAppId) const;
+    void Introduce(Connection& ioNewcomer, const wire::Join& inJoin, wire::LaneStart inStart);
+    void TellOthers(const Member& inMember, const wire::PeerNotice& inNotice);
+    void OnLeave(Connection& ioConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
+    void Detach(Connection& ioConnection, wire::TimePoint inNow);
+    void RemoveMember(wire::MemberId inMember, wire::PeerReason inReason, wire::TimePoint inNow);
+    void SetInterest(Connection& ioConnection, const wire::Interest& inInterest);
+
+    // Lanes: routing, acknowledgements, reports.
+    Lane& AddLane(Connection& ioSender, Connection& ioReceiver, wire::LaneStart inStart);
+    void RemoveLanesTo(Connection& ioReceiver);
+    void SetAttached(Lane& ioLane, bool inAttached);
+    wire::WireError Route(Connection& ioSender, const wire::Frame& inFrame, wire::TimePoint inNow);
+    void RouteBroadcast(Connection& ioSender, const wire::Frame& inFrame, wire::TimePoint inNow);
+    void ExtendRun(Connection& ioSender, Lane* inLane, const wire::Frame& inFrame);
+    void FlushRun();
+    void Queue(Lane& ioLane, wire::Buffer& inBuffer, const std::byte* inBytes, std::size_t inLength,
+               wire::Sequence inLast);
+    void Filter(Lane& ioLane, wire::Sequence inSequence, wire::TimePoint inNow);
+    wire::WireError OnAck(Connection& ioReceiver, const wire::Frame& inFrame, wire::TimePoint inNow);
+    wire::WireError OnPosition(Connection& ioReceiver, const wire::Frame& inFrame);
+    void SwitchLane(Connection& ioSender, wire::Slot inReceiver, bool inAttached);
+    void MarkReport(Connection& ioSender, Lane* inLane, wire::TimePoint inNow);
+    void WriteReport(Connection& ioSender);
+    void WriteDueReports(wire::TimePoint inNow);
+    std::uint32_t Window(const Connection& inReceiver) const;
+    void GuardMemory(wire::TimePoint inNow);
 
     const wire::Limits& mLimits;
     wire::BufferPool& mPool;
@@ -155,9 +202,17 @@ class BrokerCore {
     wire::Slot mNextSlot = 1;
     bool mEnding = false;
     std::unordered_map<ConnectionId, std::unique_ptr<Connection>> mConnections;
+    boost::unordered_flat_map<wire::Slot, Connection*> mBySlot;  // of joined connections
     std::map<wire::MemberId, std::unique_ptr<Member>> mMembers;
+    mutable Connection* mLast = nullptr;  // of the last event: frames come in runs
+    std::unique_ptr<Run> mRun;            // adjacent frames for the same receivers, not queued yet
+    std::vector<ConnectionId> mReporting;
+    std::vector<ConnectionId> mOverrunning;  // senders that pay no heed to windows
     std::vector<BrokerAction> mActions;
     std::vector<ConnectionId> mWritable;
+    std::uint64_t mMessagesRouted = 0;
+    std::uint64_t mBytesRouted = 0;
+    std::uint64_t mMessagesDropped = 0;
 };
 
 }  // namespace orvane::plexa::broker
