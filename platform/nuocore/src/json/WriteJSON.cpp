@@ -26,6 +26,9 @@ class Writer {
     void Write(const VariantValue& inValue, std::size_t inDepth);
 
   private:
+    template <typename Members, typename WriteMember>
+    void WriteMembers(std::string_view inBrackets, const Members& inMembers, std::size_t inDepth,
+                      WriteMember inWriteMember);
     void WriteObject(const VariantObject& inObject, std::size_t inDepth);
     void WriteArray(const VariantArray& inArray, std::size_t inDepth);
     void WriteElement(const VariantValuePtr& inValue, std::size_t inDepth);
@@ -41,9 +44,6 @@ class Writer {
 };
 
 void Writer::Write(const VariantValue& inValue, std::size_t inDepth) {
-    if (inDepth > kMaxDepth) {
-        throw JSONError("Cannot write JSON: more than " + std::to_string(kMaxDepth) + " levels");
-    }
     if (const auto* const text = boost::any_cast<UTF8String>(&inValue)) {
         WriteString(*text);
     } else if (const auto* const object = boost::any_cast<VariantObject>(&inValue)) {
@@ -75,40 +75,39 @@ void Writer::WriteElement(const VariantValuePtr& inValue, std::size_t inDepth) {
     Write(inValue != nullptr ? *inValue : VariantValue(), inDepth);
 }
 
-void Writer::WriteObject(const VariantObject& inObject, std::size_t inDepth) {
-    mText += '{';
+template <typename Members, typename WriteMember>
+void Writer::WriteMembers(std::string_view inBrackets, const Members& inMembers, std::size_t inDepth,
+                          WriteMember inWriteMember) {
+    if (inDepth >= kMaxDepth) {
+        throw JSONError("Cannot write JSON: more than " + std::to_string(kMaxDepth) + " levels");
+    }
+    mText += inBrackets.front();
     bool first = true;
-    for (const auto& [key, value] : inObject) {
+    for (const auto& member : inMembers) {
         if (!first) {
             mText += ',';
         }
         first = false;
         StartLine(inDepth + 1);
-        WriteString(key);
-        mText += mPretty ? ": " : ":";
-        WriteElement(value, inDepth + 1);
+        inWriteMember(member);
     }
     if (!first) {
         StartLine(inDepth);
     }
-    mText += '}';
+    mText += inBrackets.back();
+}
+
+void Writer::WriteObject(const VariantObject& inObject, std::size_t inDepth) {
+    WriteMembers("{}", inObject, inDepth, [this, inDepth](const VariantObject::value_type& inMember) {
+        WriteString(inMember.first);
+        mText += mPretty ? ": " : ":";
+        WriteElement(inMember.second, inDepth + 1);
+    });
 }
 
 void Writer::WriteArray(const VariantArray& inArray, std::size_t inDepth) {
-    mText += '[';
-    bool first = true;
-    for (const VariantValuePtr& value : inArray) {
-        if (!first) {
-            mText += ',';
-        }
-        first = false;
-        StartLine(inDepth + 1);
-        WriteElement(value, inDepth + 1);
-    }
-    if (!first) {
-        StartLine(inDepth);
-    }
-    mText += ']';
+    WriteMembers("[]", inArray, inDepth,
+                 [this, inDepth](const VariantValuePtr& inElement) { WriteElement(inElement, inDepth + 1); });
 }
 
 void Writer::WriteString(std::string_view inText) {
