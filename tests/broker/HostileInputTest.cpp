@@ -71,7 +71,7 @@ const std::vector<Offence> kOffences = {
     {"GreetingWithoutMagic", Moment::kAtOnce,
      [] { return RawFrame(wire::FrameKind::Hello, "no table at all."); }, wire::WireError::kBadTable},
     {"MessageBeforeTheGreeting", Moment::kAtOnce, [] { return MessageFrame(1, wire::kEveryone, "t", "p"); },
-     wire::WireError::kOutOfOrder},
+     wire::WireError::kBadMagic},
     {"MessageBeforeJoining", Moment::kGreeted, [] { return MessageFrame(1, wire::kEveryone, "t", "p"); },
      wire::WireError::kOutOfOrder},
     {"AcknowledgementBeforeJoining", Moment::kGreeted,
@@ -136,7 +136,7 @@ class HostileEnding : public ::testing::Test {
 TEST_F(HostileEnding, InsideAFrameIsLogged) {
     WireClient offender(mBroker.SocketPath());
     offender.Join("offender-1");
-    offender.SendBytes(MessageFrame(1, wire::kEveryone, "t", "payload").substr(0, 40));
+    offender.SendBytes(MessageFrame(1, wire::kEveryone, "t", "payload").substr(0, 36));
     offender.Close();
     EXPECT_TRUE(mBroker.Logs(std::string(wire::Text(wire::WireError::kEndInsideFrame))));
 }

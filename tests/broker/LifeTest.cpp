@@ -163,7 +163,11 @@ TEST(Life, SocketHandedOverIsServedAndLeftInPlace) {
     setup.arguments = {"--idle-exit", "1"};
     setup.awaitReady = false;
     setup.prepare = [&] {
-        ::dup2(manager.Descriptor(), 3);
+        if (manager.Descriptor() == 3) {
+            ::fcntl(3, F_SETFD, 0);
+        } else {
+            ::dup2(manager.Descriptor(), 3);
+        }
         ::setenv("LISTEN_PID", std::to_string(::getpid()).c_str(), 1);
         ::setenv("LISTEN_FDS", "1", 1);
     };

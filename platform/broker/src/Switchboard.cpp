@@ -1,6 +1,7 @@
 #include "Switchboard.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 
 #include <sys/epoll.h>
@@ -36,6 +37,7 @@ Switchboard::Switchboard(const wire::Limits& inLimits, Poller& inPoller, Members
       mNow(std::chrono::steady_clock::now()),
       mCompactAbove(inLimits.brokerMemory / 4) {
     RestoreMembers();
+    mDeadline = ComputeDeadline();
 }
 
 Switchboard::~Switchboard() {
@@ -58,8 +60,10 @@ void Switchboard::Admit(FileDescriptor inSocket) {
     std::optional<HeldProcess> process;
     if (peer->process > 0) process = HoldProcess(peer->process);
     if (!process) {
-        TurnAway(std::move(inSocket), *peer, wire::RefuseCode::User,
-                 "the broker cannot identify the process");
+        const bool exhausted = errno == EMFILE || errno == ENFILE;
+        TurnAway(std::move(inSocket), *peer,
+                 exhausted ? wire::RefuseCode::Connections : wire::RefuseCode::User,
+                 exhausted ? "no file descriptor is left" : "the broker cannot identify the process");
         return;
     }
     const ConnectionId id = ++mLastConnection;
@@ -98,12 +102,18 @@ ReadResult Switchboard::ReadOnce(Line& inLine) {
     const ReadResult result = inLine.channel.Read();
     wire::FrameReader& reader = inLine.channel.Reader();
     wire::Frame frame;
-    while (reader.Next(frame)) mCore.OnFrame(inLine.id, frame, mNow);
+    bool progress = false;
+    while (reader.Next(frame)) {
+        mCore.OnFrame(inLine.id, frame, mNow);
+        progress = true;
+    }
     if (reader.Error() != wire::WireError::kNone) {
         mCore.OnReaderError(inLine.id, reader.Error(), mNow);
     } else if (result == ReadResult::kEnd && reader.Incomplete()) {
         ReportFault(inLine, wire::Text(wire::WireError::kEndInsideFrame));
     } else if (result != ReadResult::kFull) {
+        // A stream may end inside a frame at every single read; only the same frame may not take for ever.
+        if (progress) mCore.OnInputSettled(inLine.id, false, mNow);
         mCore.OnInputSettled(inLine.id, reader.Incomplete(), mNow);
     }
     inLine.channel.Rest();
@@ -184,8 +194,7 @@ void Switchboard::CompactBlocked() {
 void Switchboard::FinishRound() {
     ReadLastInput();
     CloseOverdue();
-    const std::optional<wire::TimePoint> deadline = mCore.NextDeadline();
-    if (deadline && *deadline <= mNow) mCore.Tick(mNow);
+    if (mDeadline && *mDeadline <= mNow) mCore.Tick(mNow);
     CompactBlocked();
     for (;;) {
         PerformActions();
@@ -197,9 +206,10 @@ void Switchboard::FinishRound() {
             if (line != nullptr && !line->blocked) Flush(*line);
         }
     }
+    mDeadline = ComputeDeadline();
 }
 
-std::optional<wire::TimePoint> Switchboard::NextDeadline() const {
+std::optional<wire::TimePoint> Switchboard::ComputeDeadline() const {
     std::optional<wire::TimePoint> deadline = mCore.NextDeadline();
     const auto consider = [&deadline](wire::TimePoint inTime) {
         deadline = std::min(deadline.value_or(inTime), inTime);

@@ -47,7 +47,7 @@ class Switchboard {
     void Admit(FileDescriptor inSocket);
     void FinishRound();
     /// When the next round is due although nothing is ready; none: never.
-    std::optional<wire::TimePoint> NextDeadline() const;
+    std::optional<wire::TimePoint> NextDeadline() const { return mDeadline; }
 
     /// Nobody joins any more and nothing more is read: clients keep what they sent for the next broker. True
     /// when nothing waits to be written.
@@ -77,6 +77,7 @@ class Switchboard {
                   const std::string& inReason);
     void ReadLastInput();
     void CloseOverdue();
+    std::optional<wire::TimePoint> ComputeDeadline() const;
     void CompactBlocked();
 
     void PerformActions();
@@ -97,6 +98,7 @@ class Switchboard {
     wire::BufferPool mPool;
     BrokerCore mCore;
     wire::TimePoint mNow;
+    std::optional<wire::TimePoint> mDeadline;
     ConnectionTotals mTotals;
     ConnectionId mLastConnection = 0;
     std::unordered_map<ConnectionId, std::unique_ptr<Line>> mLines;
