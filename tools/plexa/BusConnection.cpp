@@ -1,0 +1,204 @@
+#include "BusConnection.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <boost/property_tree/ptree.hpp>
+#include <boost/property_tree/xml_parser.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <locale>
+#include <sstream>
+
+#include "Failure.h"
+#include "PayloadText.h"
+#include "nuocore/Assertion.h"
+#include "nuocore/Config.h"
+#include "nuocore/Log.h"
+#include "nuoplexasupport/Messaging.h"
+
+namespace orvane::plexa::tool {
+
+using nuocore::UTF8String;
+
+namespace {
+
+constexpr std::size_t kMaxPayloadMiB = 1;
+
+bool IsInEnvironment(const char* inName) {
+    const char* const value = std::getenv(inName);  // NOLINT(concurrency-mt-unsafe): nothing changes it
+    return value != nullptr && *value != '\0';
+}
+
+UTF8String Choose(const std::string& inOption, const char* inVariable, const char* inDefault) {
+    if (!inOption.empty()) return UTF8String(std::string_view(inOption));
+    // The core library reads the environment itself for what is empty.
+    return IsInEnvironment(inVariable) ? UTF8String() : UTF8String(inDefault);
+}
+
+// One line on stderr, in one piece also when several threads write.
+void Note(const std::string& inText) { std::cerr << "plexa: " + inText + "\n" << std::flush; }
+
+void NoteAssertions() {
+    nuocore::debug::SetAssertionHandler([](const nuocore::debug::AssertionRecord& inRecord) {
+        Note("in " + std::string(inRecord.mFunction) + ": " +
+             PlainLine(inRecord.mMessage.empty() ? inRecord.mExpression : inRecord.mMessage));
+        return false;
+    });
+}
+
+// Texts of the message library: a size query, then a copy.
+template <typename T>
+std::string Fetch(const T& inFrom, std::size_t (T::*inSize)() const, void (T::*inCopy)(char*) const) {
+    std::string text((inFrom.*inSize)() + 1, '\0');
+    (inFrom.*inCopy)(text.data());
+    text.resize(text.find('\0'));
+    return text;
+}
+
+}  // namespace
+
+std::string AppIdOf(const api5::EndPoint& inEndPoint) {
+    return Fetch(inEndPoint, &api5::EndPoint::GetAppIdSize, &api5::EndPoint::GetAppId);
+}
+
+std::string TypeOf(const api5::PlexaMessage& inMessage) {
+    std::istringstream envelope(
+        Fetch(inMessage, &api5::PlexaMessage::GetMessageTextSize, &api5::PlexaMessage::GetMessageText));
+    envelope.imbue(std::locale::classic());
+    boost::property_tree::ptree tree;
+    boost::property_tree::read_xml(envelope, tree);
+    return tree.get<std::string>("message.type", std::string());
+}
+
+UTF8String PayloadOf(const api5::SuiteMessage& inMessage) {
+    UTF8String payload(inMessage.GetPayloadSize(), '\0');
+    if (!payload.empty()) {
+        inMessage.GetPayload(payload.data());
+        payload.resize(payload.size() - 1);
+    }
+    return payload;
+}
+
+BusConnection::BusConnection(const ConnectionOptions& inOptions) : mWait(inOptions.mWait) {
+    mReady = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (mReady < 0) {
+        throw Failure(kExitFailure, "cannot start: the system gives no more file descriptors");
+    }
+    // The log is for those who ask for it; what a user has to know, the tool says itself.
+    if (!IsInEnvironment("NUOCORE_LOG")) nuocore::log::SetLoggingEnabled(false);
+    nuocore::debug::SetAssertionHandler([](const nuocore::debug::AssertionRecord&) { return false; });
+    nuocore::config::SetProductConfig(
+        {Choose(inOptions.mCode, "NUOCORE_SAP_CODE", "PLEXACLI"),
+         Choose(inOptions.mVersion, "NUOCORE_CLIENT_VERSION", PLEXA_TOOL_VERSION), UTF8String()});
+    nuoplexasupport::Startup();
+    mIsStarted = true;
+    NoteAssertions();
+}
+
+BusConnection::~BusConnection() {
+    Leave();
+    ::close(mReady);
+}
+
+void BusConnection::Leave() {
+    if (mDispatcher != nullptr) {
+        mDispatcher->UnregisterEndPointRefreshCallback(&OnRefresh, this);
+        mDispatcher->DisableListener(this);
+        mDispatcher->RemoveListener(this);
+        api5::IPlexaMessageDispatcher::ReleaseInstance();
+        mDispatcher = nullptr;
+    }
+    if (mIsStarted) {
+        mIsStarted = false;
+        nuoplexasupport::Shutdown();
+    }
+}
+
+void BusConnection::FailToConnect(const std::string& inReason) const {
+    throw Failure(kExitNoBroker, "cannot reach the message bus: " + inReason);
+}
+
+void BusConnection::Connect(const Interruption& inInterruption) {
+    const api5::PlexaMessageErrorCode code = api5::IPlexaMessageDispatcher::GetInstance(&mDispatcher);
+    if (mDispatcher == nullptr) {
+        if (code == api5::kPlexaMessageErrorCode_NotConfigured ||
+            code == api5::kPlexaMessageErrorCode_BrokerFileDoesNotExist) {
+            FailToConnect(
+                "the broker's program was not found; install it, or set CommonProgramFiles to the folder that "
+                "holds \"Orvane/Orvane Desktop Common/IPCBox/OrvaneIPCBroker.exe\"");
+        }
+        FailToConnect("the message library answers with code " + std::to_string(code));
+    }
+    mDispatcher->AddListener(this);
+    mDispatcher->EnableListener(this);
+    mDispatcher->RegisterEndPointRefreshCallback(&OnRefresh, this);
+    if (!inInterruption.Await(mReady, After(mWait))) {
+        if (inInterruption.HasCome()) throw Failure(kExitNoBroker, "interrupted before the bus was ready");
+        FailToConnect(
+            "no broker was ready in time; look into broker.log in its runtime directory "
+            "($XDG_RUNTIME_DIR/plexa), or wait longer with --wait");
+    }
+}
+
+void BusConnection::OnRefresh(void* inThis) {
+    const auto* const self = static_cast<BusConnection*>(inThis);
+    if (self->mDispatcher->IsDispatcherReady()) {
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const ssize_t ignored = ::write(self->mReady, &one, sizeof one);
+    }
+}
+
+void BusConnection::Receive(const api5::PlexaMessage& inMessage) {
+    if (const auto* const message = dynamic_cast<const api5::SuiteMessage*>(&inMessage)) {
+        if (mOnMessage) mOnMessage(*message);
+    } else if (const auto* const error = dynamic_cast<const api5::ErrorMessage*>(&inMessage)) {
+        const DeliveryError told{
+            TypeOf(*error),
+            Fetch(*error, &api5::ErrorMessage::GetErrorSize, &api5::ErrorMessage::GetError) + ": " +
+                Fetch(*error, &api5::ErrorMessage::GetFaultSize, &api5::ErrorMessage::GetFault)};
+        if (mOnError) {
+            mOnError(told);
+        } else {
+            Note(PlainLine(told.mType + ": " + told.mText));
+        }
+    }
+}
+
+std::vector<api5::EndPoint> BusConnection::EndPoints() const {
+    api5::EndPoint* array = nullptr;
+    std::size_t count = 0;
+    const api5::PlexaMessageErrorCode code = mDispatcher->GetEndPointList(&array, &count);
+    if (code != api5::kPlexaMessageErrorCode_None && code != api5::kPlexaMessageErrorCode_AlreadyDone) {
+        throw Failure(kExitFailure,
+                      "cannot get the list of end points: the message library answers with code " +
+                          std::to_string(code));
+    }
+    const std::vector<api5::EndPoint> endPoints(array, array + count);
+    if (array != nullptr) mDispatcher->ReleaseEndPointList(array);
+    return endPoints;
+}
+
+api5::EndPoint BusConnection::Self() const { return mDispatcher->GetSelfEndPoint(); }
+
+void BusConnection::Send(const std::string& inType, const UTF8String& inPayload,
+                         const api5::EndPoint& inDestination) {
+    if (inPayload.size() > kMaxPayloadMiB << 20U) {
+        throw Failure(kExitFailure, "cannot send a payload of " + std::to_string(inPayload.size()) +
+                                        " bytes: the bus takes " + std::to_string(kMaxPayloadMiB) +
+                                        " MiB; put what is larger into a file and send its name");
+    }
+    api5::SuiteMessage message(inType.c_str());
+    message.SetPayload(inPayload.c_str());
+    message.SetSource(mDispatcher->GetSelfEndPoint());
+    if (inDestination != api5::EndPoint::INVALID_ENDPOINT) message.SetDestination(inDestination);
+    const api5::PlexaMessageErrorCode code = mDispatcher->SendMessage(message);
+    if (code != api5::kPlexaMessageErrorCode_None && code != api5::kPlexaMessageErrorCode_AlreadyDone) {
+        throw Failure(kExitFailure, "cannot send the message: the message library answers with code " +
+                                        std::to_string(code));
+    }
+}
+
+}  // namespace orvane::plexa::tool

@@ -1,0 +1,73 @@
+/// The tool as a process on the bus.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ConnectionOptions.h"
+#include "Interruption.h"
+#include "PlexaMessage5/PlexaMessage5.h"
+#include "nuocore/Strings.h"
+
+namespace orvane::plexa::tool {
+
+/// What was sent and has not arrived, as the message library tells it.
+struct DeliveryError {
+    std::string mType;
+    std::string mText;  ///< error and fault
+};
+
+/// Holds the tool's `Startup` for its life, and listens beside the library at the message library: for
+/// results of sending, which the library keeps to itself, and for request ids, which it takes out of what it
+/// hands to clients. One object a process; used by the main thread.
+class BusConnection final : private api5::IPlexaMessageListener {
+  public:
+    /// Begins to connect under the identity that the options name. Clients may subscribe from now on.
+    explicit BusConnection(const ConnectionOptions& inOptions);
+    BusConnection(const BusConnection&) = delete;
+    BusConnection& operator=(const BusConnection&) = delete;
+    /// Leaves the bus; waits until what was sent has been handed over, 5 s at most.
+    ~BusConnection() override;
+
+    /// Called on the delivery thread for every message, if set before `Connect`.
+    std::function<void(const api5::SuiteMessage&)> mOnMessage;
+    /// The same for what did not arrive. Without it, such errors are written to stderr.
+    std::function<void(const DeliveryError&)> mOnError;
+
+    /// Waits until the bus is ready. Throws `Failure` when there is no broker, none is ready in time, or the
+    /// wait is interrupted.
+    void Connect(const Interruption& inInterruption);
+
+    /// All processes that receive, this one included. Throws `Failure`.
+    std::vector<api5::EndPoint> EndPoints() const;
+    [[nodiscard]] api5::EndPoint Self() const;
+
+    /// Sends to a destination, or to everybody else when that is invalid. Throws `Failure` when the message
+    /// is refused.
+    void Send(const std::string& inType, const nuocore::UTF8String& inPayload,
+              const api5::EndPoint& inDestination);
+
+    /// Leaves the bus at once, as the destructor does. The errors that this brings are returned, or handed to
+    /// `mOnError`.
+    void Leave();
+
+  private:
+    void Receive(const api5::PlexaMessage& inMessage) override;
+    static void OnRefresh(void* inThis);
+    [[noreturn]] void FailToConnect(const std::string& inReason) const;
+
+    api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
+    bool mIsStarted = false;
+    int mReady = -1;  // event descriptor: the bus is ready
+    double mWait;
+};
+
+/// The app id of an end point.
+std::string AppIdOf(const api5::EndPoint& inEndPoint);
+/// The type of a received message.
+std::string TypeOf(const api5::PlexaMessage& inMessage);
+/// The payload of a received message.
+nuocore::UTF8String PayloadOf(const api5::SuiteMessage& inMessage);
+
+}  // namespace orvane::plexa::tool

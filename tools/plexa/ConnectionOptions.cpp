@@ -1,0 +1,67 @@
+#include "ConnectionOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <optional>
+#include <system_error>
+
+namespace orvane::plexa::tool {
+
+namespace {
+
+constexpr double kYear = 365.0 * 24 * 3600;
+constexpr std::size_t kMaxTypeBytes = 65535;
+
+std::optional<double> Seconds(const std::string& inText) {
+    double seconds = -1;
+    const char* const end = inText.data() + inText.size();
+    const auto [stop, error] = std::from_chars(inText.data(), end, seconds);
+    // Written so that what is no number at all isn't between the bounds either.
+    if (error != std::errc() || stop != end || !(seconds >= 0 && seconds <= kYear)) return std::nullopt;
+    return seconds;
+}
+
+std::string CheckSeconds(const std::string& inText) {
+    return Seconds(inText) ? "" : "\"" + inText + "\" is no number of seconds from 0 to a year";
+}
+
+}  // namespace
+
+CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<double>& outSeconds,
+                        const char* inHelp) {
+    return ioVerb
+        .add_option_function<std::string>(
+            inName, [&outSeconds](const std::string& inText) { outSeconds = Seconds(inText); }, inHelp)
+        ->check(CheckSeconds)
+        ->type_name("SECONDS");
+}
+
+std::string CheckMessageType(const std::string& inType) {
+    if (inType.empty()) return "a message type must not be empty";
+    if (inType.size() > kMaxTypeBytes) return "a message type must not be longer than 65535 bytes";
+    return "";
+}
+
+CLI::Option* AddMessageType(CLI::App& ioVerb, const char* inName, std::string& outType, const char* inHelp) {
+    return ioVerb.add_option(inName, outType, inHelp)->check(CheckMessageType)->required()->type_name("TYPE");
+}
+
+void AddConnectionOptions(CLI::App& ioVerb, ConnectionOptions& outOptions) {
+    ioVerb
+        .add_option("--as", outOptions.mCode,
+                    "Product code to speak under (default: $NUOCORE_SAP_CODE, else PLEXACLI)")
+        ->type_name("CODE");
+    ioVerb
+        .add_option("--as-version", outOptions.mVersion,
+                    "Client version to speak under (default: $NUOCORE_CLIENT_VERSION, else the tool's own)")
+        ->type_name("VERSION");
+    ioVerb
+        .add_option_function<std::string>(
+            "--wait",
+            [&outOptions](const std::string& inText) { outOptions.mWait = Seconds(inText).value_or(0); },
+            "Wait this long for the bus (default: 5)")
+        ->check(CheckSeconds)
+        ->type_name("SECONDS");
+}
+
+}  // namespace orvane::plexa::tool

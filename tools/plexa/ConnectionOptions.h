@@ -1,0 +1,31 @@
+/// Options of every verb that goes on the bus.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace orvane::plexa::tool {
+
+struct ConnectionOptions {
+    std::string mCode;     ///< product code; empty: that of the environment, else the tool's own
+    std::string mVersion;  ///< client version; empty: that of the environment, else the tool's own
+    double mWait = 5;      ///< seconds to wait for the bus
+};
+
+void AddConnectionOptions(CLI::App& ioVerb, ConnectionOptions& outOptions);
+
+/// Adds an option that takes a number of seconds, 0 to a year.
+CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<double>& outSeconds,
+                        const char* inHelp);
+
+/// Adds the position for a message type, which may not be empty nor longer than the bus takes.
+CLI::Option* AddMessageType(CLI::App& ioVerb, const char* inName, std::string& outType, const char* inHelp);
+/// What such a text has to be: empty when it is fine, else what is wrong.
+std::string CheckMessageType(const std::string& inType);
+
+}  // namespace orvane::plexa::tool

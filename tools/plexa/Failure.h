@@ -1,0 +1,28 @@
+/// How the tool ends.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace orvane::plexa::tool {
+
+/// Exit codes of the program.
+enum ExitCode : int {
+    kExitSuccess = 0,
+    kExitFailure = 1,   ///< it could not be done; a payload could not be decoded
+    kExitUsage = 2,     ///< the command line is wrong
+    kExitTimeout = 3,   ///< nothing, or not enough, came in time
+    kExitNoBroker = 4,  ///< no broker could be reached
+};
+
+/// Ends a verb with an exit code and a text for stderr: what could not be done, why, and what to do next.
+class Failure : public std::runtime_error {
+  public:
+    Failure(ExitCode inCode, const std::string& inText) : std::runtime_error(inText), mCode(inCode) {}
+    [[nodiscard]] ExitCode Code() const noexcept { return mCode; }
+
+  private:
+    ExitCode mCode;
+};
+
+}  // namespace orvane::plexa::tool

@@ -1,0 +1,116 @@
+#include <CLI/CLI.hpp>
+#include <boost/smart_ptr/make_shared.hpp>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BusConnection.h"
+#include "Failure.h"
+#include "Input.h"
+#include "Mailbox.h"
+#include "Output.h"
+#include "PayloadOptions.h"
+#include "Verbs.h"
+#include "nuoplexasupport/nuoplexasupport.h"
+
+namespace orvane::plexa::tool {
+
+using nuocore::ImmutableString;
+using nuocore::UTF8String;
+using nuocore::serialization::VariantObject;
+using nuocore::serialization::VariantValue;
+using nuocore::utility::Guid;
+
+namespace {
+
+const std::map<std::string, nuoplexasupport::PlexaRequestIDKeyType> kKeys = {
+    {"requestId", nuoplexasupport::kPlexaRequestIDKeyType_RequestId},
+    {"request-id", nuoplexasupport::kPlexaRequestIDKeyType_HyphenatedRequestId},
+    {"requestid", nuoplexasupport::kPlexaRequestIDKeyType_LowerCaseRequestId},
+    {"request-context", nuoplexasupport::kPlexaRequestIDKeyType_RequestContext},
+};
+
+struct RequestOptions {
+    ConnectionOptions mConnection;
+    PayloadOptions mPayload;
+    std::string mType;
+    std::string mResponse;
+    nuoplexasupport::PlexaRequestIDKeyType mKey = nuoplexasupport::kPlexaRequestIDKeyType_RequestId;
+    std::optional<double> mTimeout = 10;
+};
+
+class Asker final : public nuoplexasupport::IPlexaClient {
+  public:
+    explicit Asker(Mailbox<VariantObject>& outAnswers) : mAnswers(outAnswers) {}
+
+    void ReceiveResponse(const ImmutableString& /*inMessageType*/, const Guid& /*inRequestId*/,
+                         const VariantObject& inPayload, const UTF8String& /*inErrorText*/) override {
+        mAnswers.Put(inPayload);
+    }
+
+  private:
+    Mailbox<VariantObject>& mAnswers;
+};
+
+void Request(const RequestOptions& inOptions) {
+    const bool isXML = inOptions.mPayload.mIsXML;
+    const bool isInput = inOptions.mPayload.mWords.size() == 1 && inOptions.mPayload.mWords[0] == "-";
+    const VariantObject dictionary = isInput
+                                         ? ParseObject(ReadInput(), "the dictionary on the standard input")
+                                         : DictionaryOf(inOptions.mPayload.mWords);
+    // Says now what could not be written, rather than sending an error marker.
+    SendableText(dictionary, isXML ? PayloadFormat::kXML : PayloadFormat::kJSON, inOptions.mPayload.mRoot);
+
+    const Interruption interruption;
+    Mailbox<VariantObject> answers;
+    BusConnection bus(inOptions.mConnection);
+    const auto asker = boost::make_shared<Asker>(answers);
+    bus.Connect(interruption);
+    nuoplexasupport::SendClientRequest(
+        asker, ImmutableString(inOptions.mType), ImmutableString(inOptions.mResponse), Guid(), dictionary,
+        isXML ? nuoplexasupport::kPlexaSerializationFlavor_XML
+              : nuoplexasupport::kPlexaSerializationFlavor_JSON,
+        inOptions.mKey, UTF8String(std::string_view(inOptions.mPayload.mRoot)));
+    if (!interruption.Await(answers.Descriptor(), After(inOptions.mTimeout))) {
+        throw Failure(kExitTimeout, interruption.HasCome()
+                                        ? "interrupted before an answer came"
+                                        : "no answer of type \"" + PlainLine(inOptions.mResponse) +
+                                              "\" came in time; is the one who answers on the bus "
+                                              "(\"plexa endpoints\")?");
+    }
+    Output(interruption.Descriptor()).Line(JSONLine(VariantValue(*answers.Take())));
+}
+
+}  // namespace
+
+void AddRequestVerb(CLI::App& ioApp) {
+    CLI::App* const verb =
+        ioApp.add_subcommand("request", "Ask, wait for the answer and print its dictionary as one JSON line");
+    const auto options = std::make_shared<RequestOptions>();
+    AddMessageType(*verb, "type", options->mType, "Message type of the request");
+    verb->add_option("--response", options->mResponse, "Message type of the answer")
+        ->required()
+        ->check(CheckMessageType)
+        ->type_name("TYPE");
+    AddPayloadOptions(
+        *verb, options->mPayload, "request",
+        "Pairs key=text and key:=JSON, or one JSON object, or \"-\" for one on the standard input "
+        "(default: an empty dictionary, written as JSON)");
+    verb->add_option("--key", options->mKey,
+                     "Key of the request id: requestId, request-id, requestid or request-context (default: "
+                     "requestId)")
+        ->transform(CLI::CheckedTransformer(kKeys).description(""))
+        ->type_name("KEY");
+    AddSeconds(*verb, "--timeout", options->mTimeout, "Wait this long for the answer (default: 10)");
+    AddConnectionOptions(*verb, options->mConnection);
+    verb->callback([options] { Request(*options); });
+    verb->footer(
+        "Examples:\n"
+        "  plexa request org.example.ask --response org.example.told question=why\n"
+        "  plexa request org.example.ask --response org.example.told --xml --key request-context a=1\n\n"
+        "Exit codes: 0 answered, 1 could not be asked, 2 wrong command line, 3 no answer in time, 4 no "
+        "broker.");
+}
+
+}  // namespace orvane::plexa::tool

@@ -1,0 +1,71 @@
+#include "Tool.h"
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <new>
+
+#include "BrokerBeside.h"
+#include "Failure.h"
+#include "Output.h"
+#include "Verbs.h"
+
+namespace orvane::plexa::tool {
+
+namespace {
+
+constexpr const char* kFooter =
+    "Examples:\n"
+    "  plexa endpoints                               who is on the bus\n"
+    "  plexa subscribe org.example.news              print what arrives\n"
+    "  plexa send org.example.news 'hello, bus'      send a text to every process\n"
+    "  plexa send org.example.news --json n:=1       send a dictionary\n"
+    "  plexa answer org.example.ask --response org.example.told --reply by=plexa &\n"
+    "  plexa request org.example.ask --response org.example.told question=why\n"
+    "  plexa payload decode < payload.xml            look into a payload\n\n"
+    "Exit codes: 0 done; 1 failed, or a payload can't be decoded; 2 wrong command line;\n"
+    "3 nothing, or not enough, came in time; 4 no broker can be reached.\n\n"
+    "\"plexa VERB --help\" tells more about a verb.";
+
+int Complain(const char* inText, ExitCode inCode) {
+    std::cerr << "plexa: " << inText << std::endl;
+    return inCode;
+}
+
+}  // namespace
+
+int Run(int inCount, const char* const* inArguments) {
+    // A reader that has gone is an error of the write, not a signal that ends the process.
+    std::signal(SIGPIPE, SIG_IGN);
+    UseBrokerBeside();
+
+    CLI::App app("Talks to the applications on this desktop's message bus.", "plexa");
+    app.footer(kFooter);
+    app.set_version_flag("--version", "plexa " PLEXA_TOOL_VERSION);
+    app.require_subcommand(1);
+    AddSendVerb(app);
+    AddSubscribeVerb(app);
+    AddRequestVerb(app);
+    AddAnswerVerb(app);
+    AddEndpointsVerb(app);
+    AddBrokerVerb(app);
+    AddPayloadVerbs(app);
+
+    try {
+        app.parse(inCount, inArguments);
+        return kExitSuccess;
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kExitSuccess : kExitUsage;
+    } catch (const ReaderGone&) {
+        return kExitSuccess;
+    } catch (const Failure& failure) {
+        return Complain(failure.what(), failure.Code());
+    } catch (const std::bad_alloc&) {
+        return Complain("out of memory", kExitFailure);
+    } catch (const std::exception& error) {
+        return Complain(error.what(), kExitFailure);
+    }
+}
+
+}  // namespace orvane::plexa::tool

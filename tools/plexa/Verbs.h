@@ -1,0 +1,19 @@
+/// The tool's verbs. Each function declares one verb with its options, help and action; the action runs while
+/// the command line is parsed, and reports what goes wrong as a `Failure`.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace orvane::plexa::tool {
+
+void AddSendVerb(CLI::App& ioApp);
+void AddSubscribeVerb(CLI::App& ioApp);
+void AddRequestVerb(CLI::App& ioApp);
+void AddAnswerVerb(CLI::App& ioApp);
+void AddEndpointsVerb(CLI::App& ioApp);
+void AddBrokerVerb(CLI::App& ioApp);
+void AddPayloadVerbs(CLI::App& ioApp);
+
+}  // namespace orvane::plexa::tool
