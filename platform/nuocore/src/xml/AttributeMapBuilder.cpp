@@ -1,29 +1,11 @@
 #include "AttributeMapBuilder.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "nuocore/StringConversion.h"
 
 namespace nuocore::xml {
-
-namespace {
-
-/// Ranks the bytes of UTF-8 so that texts compare as their UTF-16 forms do: what needs a surrogate pair
-/// stands before U+E000 and above.
-unsigned Rank(char inByte) noexcept {
-    const auto byte = static_cast<unsigned char>(inByte);
-    return byte == 0xEE || byte == 0xEF ? byte + 0x10U : byte;
-}
-
-bool LessInUTF16(const char* inA, const char* inB) noexcept {
-    while (*inA == *inB && *inA != '\0') {
-        ++inA;
-        ++inB;
-    }
-    return Rank(*inA) < Rank(*inB);
-}
-
-}  // namespace
 
 const AttributeMap& AttributeMapBuilder::Build(const char* const* inAttributes, std::size_t inCount) {
     if (inCount == 0) {
@@ -33,8 +15,10 @@ const AttributeMap& AttributeMapBuilder::Build(const char* const* inAttributes, 
     for (std::size_t i = 0; i < inCount; ++i) {
         mOrder.emplace_back(inAttributes[2 * i], inAttributes[2 * i + 1]);
     }
+    // No character that needs a surrogate pair can stand in a name, so the order of bytes is that of UTF-16
+    // units.
     std::sort(mOrder.begin(), mOrder.end(),
-              [](const auto& inA, const auto& inB) { return LessInUTF16(inA.first, inB.first); });
+              [](const auto& inA, const auto& inB) { return std::strcmp(inA.first, inB.first) < 0; });
 
     AttributeMap::sequence_type entries = mMap.extract_sequence();
     Resize(entries, inCount);
