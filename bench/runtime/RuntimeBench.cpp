@@ -14,7 +14,7 @@ using namespace nuocore;
 
 void RecursiveMutexPair(benchmark::State& ioState) {
     static thread::RecursiveMutex sMutex("bench");
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         const thread::ScopedLock lock(sMutex, "RecursiveMutexPair", 60000);
         benchmark::ClobberMemory();
     }
@@ -23,7 +23,7 @@ BENCHMARK(RecursiveMutexPair)->Threads(1)->Threads(2);
 
 void StandardRecursiveMutexPair(benchmark::State& ioState) {
     static std::recursive_mutex sMutex;
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         const std::lock_guard lock(sMutex);
         benchmark::ClobberMemory();
     }
@@ -32,7 +32,7 @@ BENCHMARK(StandardRecursiveMutexPair)->Threads(1)->Threads(2);
 
 void TraceSwitchThatIsOff(benchmark::State& ioState) {
     static debug::TraceSwitch sSwitch("bench", 5);
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         benchmark::DoNotOptimize(sSwitch.IsEnabled());
     }
 }
@@ -40,7 +40,7 @@ BENCHMARK(TraceSwitchThatIsOff);
 
 void TraceEnabledUncached(benchmark::State& ioState) {
     debug::SetTraceRules("nuoplexasupport::*=5,PlexaClientImpl=4,*=0");
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         benchmark::DoNotOptimize(debug::TraceEnabled("nuoplexasupport::PlexaInterface", 6));
     }
     debug::SetTraceRules("");
@@ -49,7 +49,7 @@ BENCHMARK(TraceEnabledUncached);
 
 void FutureCompletion(benchmark::State& ioState) {
     const auto executor = async::GetInlineExecutor();
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         auto [promise, future] = async::MakePromise<int>(executor);
         promise.SetValue(1);
         benchmark::DoNotOptimize(future.Get());
@@ -58,7 +58,7 @@ void FutureCompletion(benchmark::State& ioState) {
 BENCHMARK(FutureCompletion);
 
 void StandardFutureCompletion(benchmark::State& ioState) {
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         std::promise<int> promise;
         std::future<int> future = promise.get_future();
         promise.set_value(1);
@@ -69,7 +69,7 @@ BENCHMARK(StandardFutureCompletion);
 
 void FutureWithContinuation(benchmark::State& ioState) {
     const auto executor = async::GetInlineExecutor();
-    for (auto _ : ioState) {
+    for ([[maybe_unused]] auto _ : ioState) {
         auto [promise, future] = async::MakePromise<int>(executor);
         auto derived = future.Then([](const async::Future<int>& inDone) { return inDone.Get() + 1; });
         promise.SetValue(1);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <boost/smart_ptr/make_shared.hpp>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -10,12 +11,10 @@
 #include <vector>
 
 #include "nuocore/Async.h"
-#include "runtime_support.h"
 
 namespace {
 
 using namespace nuocore::async;
-using runtime_test::kDeadline;
 
 /// Keeps posted work until it is told to run or drop it.
 class HandExecutor final : public AsyncExecutor {
@@ -201,6 +200,7 @@ TEST(Continuation, RunsExactlyOnceWhenAttachedWhileTheFutureIsBeingCompleted) {
         std::atomic<int> wins{0};
         std::atomic<bool> go{false};
         std::vector<std::thread> threads;
+        threads.reserve(kAttachers + 2);
         for (int i = 0; i < kAttachers; ++i) {
             threads.emplace_back([&go, &runs, copy = future] {
                 while (!go) {

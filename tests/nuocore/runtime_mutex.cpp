@@ -69,6 +69,7 @@ TEST(RecursiveMutex, LetsOneThreadInAtATime) {
     RecursiveMutex mutex;
     int counter = 0;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
@@ -177,6 +178,7 @@ TEST(RecursiveMutex, WakesEveryWaiterInTurnWhenTimesRunOut) {
     RecursiveMutex mutex("busy");
     int counter = 0;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {

@@ -136,6 +136,7 @@ TEST_F(TraceRulesTest, ReachASwitchHoweverManyThreadsAskIt) {
     TraceSwitch place("Switched", 0);
     std::atomic<bool> done{false};
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&] {
             while (!done) {
@@ -200,10 +201,12 @@ TEST(TraceSink, HasItsOwnTracingDroppedAndMayLogAndReplaceItself) {
 }
 
 TEST(TraceSink, IsCalledByOneThreadAtATime) {
+    constexpr int kThreads = 4;
     int lines = 0;
     SetTraceSink([&lines](int, std::string_view, std::string_view) { ++lines; });
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    threads.reserve(kThreads);
+    for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([] {
             for (int line = 0; line < 1000; ++line) {
                 Trace(0, "C", "text");
@@ -214,7 +217,7 @@ TEST(TraceSink, IsCalledByOneThreadAtATime) {
         thread.join();
     }
     SetTraceSink({});
-    EXPECT_EQ(lines, 4000);
+    EXPECT_EQ(lines, kThreads * 1000);
 }
 
 using TraceDeathTest = FreshProcessDeathTest;
