@@ -50,5 +50,6 @@ function(nuoplexa_shared_library target)
     EXPORT_NAME ${target})
   target_include_directories(${target} PUBLIC
     "$<BUILD_INTERFACE:${ARG_INCLUDE}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+  target_compile_features(${target} PUBLIC cxx_std_20)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:project_options>)
 endfunction()
