@@ -31,6 +31,15 @@ void Assert(bool inHolds, const char* inFunction, const char* inExpression) {
 
 bool IsWhiteSpace(char16_t inUnit) { return inUnit == u' ' || (inUnit >= u'\t' && inUnit <= u'\r'); }
 
+// Whether `inBytes` is the UTF-8 form of `inText`. Names are mostly ASCII, where the units are the bytes.
+bool IsUTF8Of(std::string_view inBytes, std::u16string_view inText) {
+    const auto isSame = [](char inByte, char16_t inUnit) {
+        return inUnit < 0x80 && static_cast<unsigned char>(inByte) == inUnit;
+    };
+    return std::equal(inBytes.begin(), inBytes.end(), inText.begin(), inText.end(), isSame) ||
+           std::string_view(nuocore::string::UTF16to8(inText)) == inBytes;
+}
+
 // The value under `inTag` becomes `inValue`, whatever stood there: the last of equal siblings wins.
 void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8String& inTag,
                  boost::shared_ptr<VariantValue> inValue) {
@@ -47,7 +56,9 @@ void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8Stri
 VariantObject AttributesObject(const nuocore::xml::AttributeMap& inAttributes) {
     VariantObject object;
     for (const auto& [name, value] : inAttributes) {
-        object[nuocore::string::UTF16to8(name)] = MakeValue(nuocore::string::UTF16to8(value));
+        // In ascending order, so the next one mostly goes to the end.
+        object.emplace_hint(object.end(), nuocore::string::UTF16to8(name),
+                            MakeValue(nuocore::string::UTF16to8(value)));
     }
     return object;
 }
@@ -61,7 +72,7 @@ PlexaMessageXMLParseHandler::~PlexaMessageXMLParseHandler() = default;
 void PlexaMessageXMLParseHandler::ExpectNothingOpen(const char* inFunction) const {
     Assert(mTagStack.empty(), inFunction, "mTagStack.empty()");
     Assert(mObjectStack.empty(), inFunction, "mObjectStack.empty()");
-    Assert(mLatestCharacters.view().empty(), inFunction, "mLatestCharacters.str().empty()");
+    Assert(mLatestCharacters.str().empty(), inFunction, "mLatestCharacters.str().empty()");
 }
 
 void PlexaMessageXMLParseHandler::StartDocument() { ExpectNothingOpen(kStartDocument); }
@@ -74,13 +85,33 @@ void PlexaMessageXMLParseHandler::Characters(const UTF16String& inText) {
     if (std::all_of(text.begin(), text.end(), IsWhiteSpace)) {
         return;
     }
-    const UTF8String bytes = nuocore::string::UTF16to8(text);
-    mLatestCharacters.Append(bytes.data(), bytes.size());
+    mConverted.clear();
+    nuocore::string::AppendUTF16to8(text, mConverted);
+    mLatestCharacters.Append(mConverted.data(), mConverted.size());
+}
+
+void PlexaMessageXMLParseHandler::PushTag(const UTF16String& inName,
+                                          const nuocore::xml::AttributeMap& inAttributes) {
+    if (mSpareTags.empty()) {
+        mTagStack.emplace_back();
+    } else {
+        mTagStack.push_back(std::move(mSpareTags.back()));
+        mSpareTags.pop_back();
+    }
+    TagStackEntry& entry = mTagStack.back();
+    entry.mTag.clear();
+    nuocore::string::AppendUTF16to8(inName, entry.mTag);
+    entry.mAttributes = inAttributes;
+}
+
+void PlexaMessageXMLParseHandler::PopTag() {
+    mSpareTags.push_back(std::move(mTagStack.back()));
+    mTagStack.pop_back();
 }
 
 void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
                                                const nuocore::xml::AttributeMap& inAttributes) {
-    mTagStack.push_back({nuocore::string::UTF16to8(inName), inAttributes});
+    PushTag(inName, inAttributes);
     const std::size_t open = mTagStack.size() - mObjectStack.size();
     if (open >= 2 || !inAttributes.empty()) {
         if (mObjectStack.empty()) {
@@ -96,11 +127,11 @@ void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
             }
         }
     }
-    ClearCharacters();
+    mLatestCharacters.Clear();
 }
 
 void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
-    Assert(nuocore::string::UTF16to8(inName) == mTagStack.back().mTag, kEndElement,
+    Assert(IsUTF8Of(mTagStack.back().mTag, inName), kEndElement,
            "nuocore::string::UTF16to8(inName) == mTagStack.back().mTag");
     // Without any dictionary the root element closes, and had neither attributes nor children: its text is
     // dropped.
@@ -113,8 +144,8 @@ void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
             EndDictionary();
         }
     }
-    mTagStack.pop_back();
-    ClearCharacters();
+    PopTag();
+    mLatestCharacters.Clear();
 }
 
 void PlexaMessageXMLParseHandler::EndLeaf() {
@@ -129,7 +160,7 @@ void PlexaMessageXMLParseHandler::EndRoot() {
 void PlexaMessageXMLParseHandler::EndDictionary() {
     const TagStackEntry& entry = mTagStack.back();
     Assert(mTagStack.size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
-    if (!mLatestCharacters.view().empty()) {
+    if (!mLatestCharacters.str().empty()) {
         std::string message = "Unsupported tag found in Plexa XML payload. <";
         message.append(entry.mTag)
             .append(
@@ -148,12 +179,6 @@ void PlexaMessageXMLParseHandler::EndDictionary() {
         objectMap[kXMLToJSONKey_Attributes] = MakeValue(AttributesObject(entry.mAttributes));
     }
     SetInParent(mObjectStack.back(), entry.mTag, value);
-}
-
-void PlexaMessageXMLParseHandler::ClearCharacters() {
-    if (!mLatestCharacters.view().empty()) {
-        mLatestCharacters.Clear();
-    }
 }
 
 }  // namespace nuoplexasupport

@@ -35,15 +35,19 @@ class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHand
     };
 
     void ExpectNothingOpen(const char* inFunction) const;
+    void PushTag(const UTF16String& inName, const nuocore::xml::AttributeMap& inAttributes);
+    void PopTag();
     void EndLeaf();
     void EndRoot();
     void EndDictionary();
-    void ClearCharacters();
 
     boost::shared_ptr<VariantValue> mResult;
     std::vector<TagStackEntry> mTagStack;
     std::vector<boost::shared_ptr<VariantValue>> mObjectStack;
     nuocore::oUTF8StringStream mLatestCharacters;
+
+    std::vector<TagStackEntry> mSpareTags;  // closed elements' entries, whose memory the next ones use
+    UTF8String mConverted;                  // a name or text in UTF-8, for the length of a call
 };
 
 }  // namespace nuoplexasupport

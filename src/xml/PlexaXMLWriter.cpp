@@ -1,4 +1,4 @@
-#include <cstring>
+#include <array>
 #include <string>
 #include <string_view>
 #include <typeinfo>
@@ -37,15 +37,8 @@ const VariantValue& ValueOf(const boost::shared_ptr<VariantValue>& inValue) {
     return inValue ? *inValue : kEmpty;
 }
 
-void WriteContentAndEnd(const UTF8String& inTag, const VariantValue& inValue, oUTF8StringStream& ioStream) {
-    Write(">", ioStream);
-    GetXMLUTF8String(inValue, ioStream);
-    Write("</", ioStream);
-    WriteXMLEscaped(inTag.c_str(), ioStream);
-    Write(">", ioStream);
-}
-
-std::string_view EntityOf(char inByte) {
+// What a byte is written as; an empty text for those that are written unchanged.
+constexpr std::string_view EntityOf(unsigned char inByte) {
     switch (inByte) {
         case '"':
             return "&quot;";
@@ -55,23 +48,62 @@ std::string_view EntityOf(char inByte) {
             return "&apos;";
         case '<':
             return "&lt;";
-        default:
+        case '>':
             return "&gt;";
+        default:
+            return {};
     }
+}
+
+// Whether a byte ends a run of bytes that are written unchanged: one with an entity, or the terminating NUL.
+constexpr std::array<bool, 256> kEndsRun = [] {
+    std::array<bool, 256> ends{};
+    for (std::size_t byte = 0; byte < ends.size(); ++byte) {
+        ends[byte] = byte == 0 || !EntityOf(static_cast<unsigned char>(byte)).empty();
+    }
+    return ends;
+}();
+
+// Writes the entries of an object but for `inSkipped`.
+void WriteEntries(const VariantObject& inObject, VariantObject::const_iterator inSkipped,
+                  oUTF8StringStream& ioStream) {
+    for (auto entry = inObject.begin(); entry != inObject.end(); ++entry) {
+        if (entry != inSkipped) {
+            WriteXMLElement(entry->first, ValueOf(entry->second), ioStream);
+        }
+    }
+}
+
+void WriteAttributes(const VariantObject& inAttributes, oUTF8StringStream& ioStream) {
+    for (const auto& [name, value] : inAttributes) {
+        Write(" ", ioStream);
+        WriteXMLEscaped(name.c_str(), ioStream);
+        Write("=\"", ioStream);
+        GetXMLUTF8String(ValueOf(value), ioStream);
+        Write("\"", ioStream);
+    }
+}
+
+void WriteEndTag(const UTF8String& inTag, oUTF8StringStream& ioStream) {
+    Write("</", ioStream);
+    WriteXMLEscaped(inTag.c_str(), ioStream);
+    Write(">", ioStream);
 }
 
 }  // namespace
 
 void WriteXMLEscaped(const char* inText, oUTF8StringStream& ioStream) {
     for (;;) {
-        const std::size_t plain = std::strcspn(inText, "\"&'<>");
-        ioStream.Append(inText, plain);
-        inText += plain;
-        if (*inText == '\0') {
+        const char* end = inText;
+        while (!kEndsRun[static_cast<unsigned char>(*end)]) {
+            ++end;
+        }
+        ioStream.Append(inText, static_cast<std::size_t>(end - inText));
+        if (*end == '\0') {
             return;
         }
-        Write(EntityOf(*inText), ioStream);
-        ++inText;
+        Write(EntityOf(static_cast<unsigned char>(*end)), ioStream);
+        inText = end + 1;
     }
 }
 
@@ -80,35 +112,30 @@ void WriteXMLElement(const UTF8String& inTag, const VariantValue& inValue, oUTF8
     WriteXMLEscaped(inTag.c_str(), ioStream);
 
     const auto* object = boost::any_cast<VariantObject>(&inValue);
-    if (object == nullptr || object->find(kXMLToJSONKey_Attributes) == object->end()) {
-        WriteContentAndEnd(inTag, inValue, ioStream);
+    const auto attributes =
+        object != nullptr ? object->find(kXMLToJSONKey_Attributes) : VariantObject::const_iterator();
+    if (object == nullptr || attributes == object->end()) {
+        Write(">", ioStream);
+        GetXMLUTF8String(inValue, ioStream);
+        WriteEndTag(inTag, ioStream);
         return;
     }
 
-    VariantObject children = *object;
-    const auto entry = children.find(kXMLToJSONKey_Attributes);
-    const auto& attributes = boost::any_cast<const VariantObject&>(ValueOf(entry->second));
-    for (const auto& [name, value] : attributes) {
-        Write(" ", ioStream);
-        WriteXMLEscaped(name.c_str(), ioStream);
-        Write("=\"", ioStream);
-        GetXMLUTF8String(ValueOf(value), ioStream);
-        Write("\"", ioStream);
-    }
-    children.erase(entry);
-    if (children.empty()) {
+    WriteAttributes(boost::any_cast<const VariantObject&>(ValueOf(attributes->second)), ioStream);
+    if (object->size() == 1) {
         Write("/>", ioStream);
         return;
     }
-    WriteContentAndEnd(inTag, VariantValue(std::move(children)), ioStream);
+    Write(">", ioStream);
+    WriteEntries(*object, attributes, ioStream);
+    WriteEndTag(inTag, ioStream);
 }
 
 void GetXMLUTF8String(const VariantValue& inValue, oUTF8StringStream& ioStream) {
     const std::type_info& type = inValue.type();
     if (type == typeid(VariantObject)) {
-        for (const auto& [key, value] : boost::any_cast<const VariantObject&>(inValue)) {
-            WriteXMLElement(key, ValueOf(value), ioStream);
-        }
+        const auto& object = boost::any_cast<const VariantObject&>(inValue);
+        WriteEntries(object, object.end(), ioStream);
     } else if (type == typeid(VariantArray)) {
         WriteUnwritable("array", "<ERROR_ARRAY/>", ioStream);
     } else if (type == typeid(std::int64_t)) {
