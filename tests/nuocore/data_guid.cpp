@@ -1,7 +1,7 @@
 // Unique identifiers.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 #include <string>
 
@@ -21,8 +21,8 @@ TEST(Guid, IsFreshAndRandomByDefault) {
 }
 
 TEST(Guid, HasTheTextFormOfVersionFour) {
-    const std::regex form("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
-    EXPECT_TRUE(std::regex_match(std::string(Guid().AsUTF8String()), form));
+    EXPECT_THAT(std::string(Guid().AsUTF8String()),
+                testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
 }
 
 TEST(Guid, HasANullValueOfItsOwn) {
