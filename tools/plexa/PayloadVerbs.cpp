@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,9 +20,6 @@ using nuocore::serialization::VariantValue;
 
 namespace {
 
-const std::map<std::string, PayloadFormat> kFormats = {{"xml", PayloadFormat::kXML},
-                                                       {"json", PayloadFormat::kJSON}};
-
 // The codec's complaints are part of what these verbs show: one JSON object a line.
 void ShowAssertions() {
     nuocore::debug::SetAssertionHandler([](const nuocore::debug::AssertionRecord& inRecord) {
@@ -36,12 +32,16 @@ void ShowAssertions() {
     });
 }
 
-CLI::Option* AddFormatOption(CLI::App& ioVerb, const char* inName, std::optional<PayloadFormat>& outFormat,
-                             const char* inHelp) {
-    return ioVerb
-        .add_option_function<PayloadFormat>(
-            inName, [&outFormat](PayloadFormat inFormat) { outFormat = inFormat; }, inHelp)
-        ->transform(CLI::CheckedTransformer(kFormats).description(""))
+void AddFormatOption(CLI::App& ioVerb, const char* inName, std::optional<PayloadFormat>& outFormat,
+                     const char* inHelp) {
+    ioVerb
+        .add_option_function<std::string>(
+            inName,
+            [&outFormat](const std::string& inText) {
+                outFormat = inText == "xml" ? PayloadFormat::kXML : PayloadFormat::kJSON;
+            },
+            inHelp)
+        ->check(CLI::IsMember({"xml", "json"}).description(""))
         ->type_name("xml|json");
 }
 

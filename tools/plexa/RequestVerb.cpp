@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,19 +23,19 @@ using nuocore::utility::Guid;
 
 namespace {
 
-const std::map<std::string, nuoplexasupport::PlexaRequestIDKeyType> kKeys = {
-    {"requestId", nuoplexasupport::kPlexaRequestIDKeyType_RequestId},
-    {"request-id", nuoplexasupport::kPlexaRequestIDKeyType_HyphenatedRequestId},
-    {"requestid", nuoplexasupport::kPlexaRequestIDKeyType_LowerCaseRequestId},
-    {"request-context", nuoplexasupport::kPlexaRequestIDKeyType_RequestContext},
-};
+nuoplexasupport::PlexaRequestIDKeyType KeyTypeOf(const std::string& inKey) {
+    if (inKey == "request-id") return nuoplexasupport::kPlexaRequestIDKeyType_HyphenatedRequestId;
+    if (inKey == "requestid") return nuoplexasupport::kPlexaRequestIDKeyType_LowerCaseRequestId;
+    if (inKey == "request-context") return nuoplexasupport::kPlexaRequestIDKeyType_RequestContext;
+    return nuoplexasupport::kPlexaRequestIDKeyType_RequestId;
+}
 
 struct RequestOptions {
     ConnectionOptions mConnection;
     PayloadOptions mPayload;
     std::string mType;
     std::string mResponse;
-    nuoplexasupport::PlexaRequestIDKeyType mKey = nuoplexasupport::kPlexaRequestIDKeyType_RequestId;
+    std::string mKey = "requestId";
     std::optional<double> mTimeout = 10;
 };
 
@@ -71,7 +70,7 @@ void Request(const RequestOptions& inOptions) {
         asker, ImmutableString(inOptions.mType), ImmutableString(inOptions.mResponse), Guid(), dictionary,
         isXML ? nuoplexasupport::kPlexaSerializationFlavor_XML
               : nuoplexasupport::kPlexaSerializationFlavor_JSON,
-        inOptions.mKey, UTF8String(std::string_view(inOptions.mPayload.mRoot)));
+        KeyTypeOf(inOptions.mKey), UTF8String(std::string_view(inOptions.mPayload.mRoot)));
     if (!interruption.Await(answers.Descriptor(), After(inOptions.mTimeout))) {
         throw Failure(kExitTimeout, interruption.HasCome()
                                         ? "interrupted before an answer came"
@@ -100,7 +99,7 @@ void AddRequestVerb(CLI::App& ioApp) {
     verb->add_option("--key", options->mKey,
                      "Key of the request id: requestId, request-id, requestid or request-context (default: "
                      "requestId)")
-        ->transform(CLI::CheckedTransformer(kKeys).description(""))
+        ->check(CLI::IsMember({"requestId", "request-id", "requestid", "request-context"}).description(""))
         ->type_name("KEY");
     AddSeconds(*verb, "--timeout", options->mTimeout, "Wait this long for the answer (default: 10)");
     AddConnectionOptions(*verb, options->mConnection);
