@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Installs what is needed, builds everything, runs all tests. A fresh clone needs nothing before it.
+#
+#   scripts/test.sh           everything: form and mistakes, sanitizers, both compilers, and the release build's tests last
+#   scripts/test.sh --quick   the release build and its tests
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+case "${1:-}" in
+    "") quick=false ;;
+    --quick) quick=true ;;
+    *)
+        echo "usage: scripts/test.sh [--quick]" >&2
+        exit 2
+        ;;
+esac
+
+jobs=$(nproc)
+failed=()
+logs=$(mktemp -d)
+trap 'rm -rf "$logs"' EXIT
+
+# Runs a step, says how long it took, and keeps its output to itself unless it fails. The other steps go on.
+step() {
+    local name=$1 began=$SECONDS log="$logs/step"
+    shift
+    printf '== %s ... ' "$name"
+    if "$@" >"$log" 2>&1; then
+        printf '%d s\n' $((SECONDS - began))
+    else
+        printf 'FAILED after %d s\n' $((SECONDS - began))
+        tail -n 120 "$log"
+        failed+=("$name")
+        return 1
+    fi
+}
+
+configure() { cmake --preset "$1" -DNUOPLEXA_BUILD_TESTS=ON "${@:2}"; }
+build() { cmake --build "build/$1" -j "$jobs"; }
+run_tests() { ctest --test-dir "build/$1" --output-on-failure -j "$jobs" "${@:2}"; }
+
+# The thread sanitizer needs an address space that is laid out as it expects.
+steady() { if setarch -R true 2>/dev/null; then setarch -R "$@"; else "$@"; fi; }
+
+build_release() { configure release -DNUOPLEXA_BUILD_BENCHMARKS=ON && build release; }
+build_clang() { configure clang && build clang; }
+test_asan() { configure asan && build asan && run_tests asan; }
+test_tsan() {
+    configure tsan "-DNUOPLEXA_TEST_COMPONENTS=nuocore;message5;transport;client;bus" &&
+        steady cmake --build build/tsan -j "$jobs" && steady ctest --test-dir build/tsan --output-on-failure -j "$jobs"
+}
+
+step "install what is needed" scripts/setup.sh || exit 1
+if ! $quick; then
+    step "form of the sources" scripts/lint.sh format || true
+fi
+step "build, GCC, release" build_release || exit 1
+if ! $quick; then
+    step "build, Clang" build_clang || true
+    step "mistakes in the sources" scripts/lint.sh tidy || true
+    step "address and undefined behaviour sanitizers: build and test" test_asan || true
+    step "thread sanitizer: build and test" test_tsan || true
+fi
+
+for name in "${failed[@]}"; do echo "FAILED: $name"; done
+echo "== test, GCC, release"
+run_tests release || failed+=("test, GCC, release")
+[ ${#failed[@]} -eq 0 ]
