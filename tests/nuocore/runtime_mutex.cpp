@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
@@ -110,23 +111,29 @@ TEST(RecursiveMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
     EXPECT_TRUE(entered);
 }
 
-/// An assertion handler that counts and lets a test wait for the first record.
-class FirstAssertion {
+/// An assertion handler that keeps the messages and lets a test wait for one.
+class AssertionWaiter {
   public:
-    FirstAssertion()
+    AssertionWaiter()
         : mBefore(nuocore::debug::SetAssertionHandler([this](const auto& inRecord) {
               const std::lock_guard lock(mLock);
               mMessages.push_back(inRecord.mMessage);
               mArrived.notify_all();
               return false;
           })) {}
-    FirstAssertion(const FirstAssertion&) = delete;
-    FirstAssertion& operator=(const FirstAssertion&) = delete;
-    ~FirstAssertion() { nuocore::debug::SetAssertionHandler(mBefore); }
+    AssertionWaiter(const AssertionWaiter&) = delete;
+    AssertionWaiter& operator=(const AssertionWaiter&) = delete;
+    ~AssertionWaiter() { nuocore::debug::SetAssertionHandler(mBefore); }
 
-    bool Wait() {
+    /// Waits for a message that contains `inText`.
+    bool WaitFor(const std::string& inText) {
+        const auto contains = [&inText](const std::string& inMessage) {
+            return inMessage.find(inText) != std::string::npos;
+        };
         std::unique_lock lock(mLock);
-        return mArrived.wait_for(lock, runtime_test::kDeadline, [this] { return !mMessages.empty(); });
+        return mArrived.wait_for(lock, runtime_test::kDeadline, [this, &contains] {
+            return std::any_of(mMessages.begin(), mMessages.end(), contains);
+        });
     }
     std::vector<std::string> Messages() {
         const std::lock_guard lock(mLock);
@@ -140,34 +147,41 @@ class FirstAssertion {
     nuocore::debug::AssertionHandler mBefore;
 };
 
-TEST(RecursiveMutex, NamesWaiterAndHolderOnceWhenTheTimeIsOverAndWaitsOn) {
-    FirstAssertion assertion;
+TEST(RecursiveMutex, NamesEachWaiterAndTheHolderOnceWhenTheTimeIsOverAndWaitsOn) {
+    AssertionWaiter assertions;
     RecursiveMutex mutex("registry");
-    bool entered = false;
+    int entered = 0;
     mutex.Lock("Holder", kLong);
-    std::thread waiter([&] {
-        const ScopedLock lock(mutex, "Waiter", 5);
-        entered = true;
+    std::thread first([&] {
+        const ScopedLock lock(mutex, "First", 1);
+        ++entered;
     });
-    EXPECT_TRUE(assertion.Wait());
-    EXPECT_FALSE(entered);
+    EXPECT_TRUE(assertions.WaitFor("First"));
+    std::thread second([&] {
+        const ScopedLock lock(mutex, "Second", 20);
+        ++entered;
+    });
+    EXPECT_TRUE(assertions.WaitFor("Second"));
+    EXPECT_EQ(entered, 0);
     mutex.Unlock();
-    waiter.join();
-    EXPECT_TRUE(entered);
-    EXPECT_THAT(assertion.Messages(),
-                testing::ElementsAre("Lock registry wanted by Waiter is held by Holder for more than 5 ms"));
+    first.join();
+    second.join();
+    EXPECT_EQ(entered, 2);
+    EXPECT_THAT(assertions.Messages(),
+                testing::ElementsAre("Lock registry wanted by First is held by Holder for more than 1 ms",
+                                     "Lock registry wanted by Second is held by Holder for more than 20 ms"));
 }
 
 TEST(RecursiveMutex, ReportsATimeOutWithoutNames) {
-    FirstAssertion assertion;
+    AssertionWaiter assertions;
     RecursiveMutex mutex;
     mutex.Lock(nullptr, kLong);
     std::thread waiter([&] { const ScopedLock lock(mutex, nullptr, 0); });
-    EXPECT_TRUE(assertion.Wait());
+    EXPECT_TRUE(assertions.WaitFor("(unnamed)"));
     mutex.Unlock();
     waiter.join();
     EXPECT_THAT(
-        assertion.Messages(),
+        assertions.Messages(),
         testing::ElementsAre("Lock (unnamed) wanted by (unnamed) is held by (unnamed) for more than 0 ms"));
 }
 

@@ -48,11 +48,9 @@ std::shared_ptr<const AssertionHandler> CurrentHandler() {
     return installed.mHandler;
 }
 
-// An assertion that a handler raises goes to the log, and one raised by that nowhere: it can't help.
+// An assertion that a handler raises goes to the log, whose sink can't raise another: what it logs itself is
+// dropped.
 bool Handle(const AssertionRecord& inRecord) {
-    if (sNesting > 2) {
-        return false;
-    }
     const std::shared_ptr<const AssertionHandler> handler = sNesting == 1 ? CurrentHandler() : nullptr;
     return handler ? (*handler)(inRecord) : LogAssertion(inRecord);
 }
