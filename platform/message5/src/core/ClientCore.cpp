@@ -145,9 +145,8 @@ WireError ClientCore::OnJoined(const wire::Frame& inFrame) {
     mRoster.OnJoined();
     mReceiver.OnJoined();
     mSender.OnJoined();
-    if (mReceiver.Withdrawn()) {
-        wire::WriteLeave(mOutput, mPool, wire::LeaveScope::Receiver);
-    }
+    mWithdrawalTold = false;
+    WriteWithdrawal();
     return WireError::kNone;
 }
 
@@ -180,6 +179,7 @@ void ClientCore::Flush(TimePoint inNow) {
     if (mState != State::kJoined) {
         return;
     }
+    WriteWithdrawal();
     mSender.Pump(mOutput, inNow);
     if (mReceiver.AcksPending() && (!mOutput.Empty() || mReceiver.AcksDue(inNow))) {
         mReceiver.WriteAcks(mOutput, mPool);
@@ -202,14 +202,16 @@ void ClientCore::SetInterest(wire::Interest inInterest) {
 }
 
 void ClientCore::StopReceiving() {
-    if (!mSettings.receives || mReceiver.Withdrawn()) {
-        return;
-    }
-    if (mState == State::kJoined) {
-        mReceiver.WriteAcks(mOutput, mPool);
-    }
     mReceiver.Withdraw();
-    if (mState == State::kJoined) {
+    WriteWithdrawal();
+}
+
+/// The senders take what was not acknowledged before this for not delivered: so nothing may be in a
+/// listener's hands.
+void ClientCore::WriteWithdrawal() {
+    if (mState == State::kJoined && mReceiver.Withdrawn() && !mReceiver.InHand() && !mWithdrawalTold) {
+        mWithdrawalTold = true;
+        mReceiver.WriteAcks(mOutput, mPool);
         wire::WriteLeave(mOutput, mPool, wire::LeaveScope::Receiver);
     }
 }

@@ -72,8 +72,9 @@ class ClientCore {
     /// Broadcasts of which types are wanted from now on.
     void SetInterest(wire::Interest inInterest);
 
-    /// Withdraws as a receiver: call when no listener is running any more. The inbound queue is dropped, the
-    /// last acknowledgement and the notice go out with the next writes, also on a later connection.
+    /// Withdraws as a receiver: what is queued is dropped, nothing more is taken. The last acknowledgement
+    /// and the notice are written once no delivery is in hand any more (with Flush), also on a later
+    /// connection.
     void StopReceiving();
     /// Leaves altogether. Call after lingering (Sender().NothingOwed(), at most Limits::linger); what is
     /// still owed fails.
@@ -95,6 +96,7 @@ class ClientCore {
     const wire::Limits& GetLimits() const noexcept { return mLimits; }
 
   private:
+    void WriteWithdrawal();
     wire::WireError OnWelcome(const wire::Frame& inFrame);
     wire::WireError OnRefuse(const wire::Frame& inFrame);
     wire::WireError OnPeer(const wire::Frame& inFrame, wire::TimePoint inNow);
@@ -108,6 +110,7 @@ class ClientCore {
     wire::MemberId mMember = 0;
     wire::Slot mSlot = wire::kNoSlot;
     std::uint32_t mInstance = 0;
+    bool mWithdrawalTold = false;  // on this connection
     std::string mRefusalText;
     wire::OutputQueue mOutput;
     SenderCore mSender;

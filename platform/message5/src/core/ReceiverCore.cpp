@@ -85,7 +85,7 @@ void ReceiverCore::Consumed(const Delivery& inDelivery, TimePoint inNow) {
     origin.consumed = origin.queued == 0 && !mWithdrawn
                           ? origin.taken
                           : std::max(origin.consumed, inDelivery.frame.Header().sequence());
-    if (origin.slot != wire::kNoSlot && !mWithdrawn) {
+    if (origin.slot != wire::kNoSlot) {
         origin.unreported += inDelivery.frame.Length();
         if (!origin.changed) {
             origin.changed = true;

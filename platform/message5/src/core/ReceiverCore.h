@@ -81,6 +81,8 @@ class ReceiverCore {
     /// Drops the inbound queue unconsumed and takes nothing any more.
     void Withdraw();
     bool Withdrawn() const noexcept { return mWithdrawn; }
+    /// A delivery was handed out and neither consumed nor discarded yet.
+    bool InHand() const noexcept { return mInHand != 0; }
     bool HasInbound() const noexcept { return !mInbound.empty(); }
     std::size_t InboundBytes() const noexcept { return mInboundBytes; }
 

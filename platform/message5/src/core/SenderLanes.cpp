@@ -129,9 +129,7 @@ void SenderCore::BringUp(const wire::PeerNotice& inPeer, TimePoint inNow) {
     const bool known = lane != nullptr;
     const bool open = inPeer.lane == wire::LaneStart::Open;
     if (!known) {
-        // Broadcasts below next_live of an earlier connection are none that the broker gives to an opened
-        // lane.
-        const Sequence from = mJoined ? std::min(inPeer.sendFrom, mNextLive) : mNextLive;
+        const Sequence from = std::min(inPeer.sendFrom, mNextLive);
         lane = &AddLane(inPeer, open ? from - 1 : mRouted);
     } else {
         Unattach(*lane);
