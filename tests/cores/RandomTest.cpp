@@ -202,23 +202,23 @@ wire::Limits Narrow() {
 TEST(Random, NothingIsLostDoubledOrReorderedInQuietTimes) { Tell({}, 60, 600, Narrow()); }
 
 TEST(Random, NothingIsLostDoubledOrReorderedWhenConnectionsBreak) {
-    Tell({.connections = true}, 100, 600, Narrow());
+    Tell({.connections = true}, 60, 600, Narrow());
 }
 
 TEST(Random, NothingIsLostDoubledOrReorderedWhenTheBrokerIsKilled) {
-    Tell({.broker = true}, 100, 600, Narrow());
+    Tell({.broker = true}, 60, 600, Narrow());
 }
 
 TEST(Random, NothingIsLostDoubledOrReorderedWhenBothHappenWithWideWindows) {
-    Tell({.connections = true, .broker = true}, 100, 600, {});
+    Tell({.connections = true, .broker = true}, 60, 600, {});
 }
 
 TEST(Random, WhatCannotBeDeliveredIsToldOnceWhenProcessesEnd) {
-    Tell({.connections = true, .broker = true, .processes = true}, 100, 800, Narrow());
+    Tell({.connections = true, .broker = true, .processes = true}, 60, 800, Narrow());
 }
 
 TEST(Random, WhatCannotBeDeliveredIsToldOnceWhenMembersExpire) {
-    Tell({.connections = true, .broker = true, .expiry = true}, 100, 800, Narrow());
+    Tell({.connections = true, .broker = true, .expiry = true}, 60, 800, Narrow());
 }
 
 }  // namespace
