@@ -17,6 +17,7 @@
 #include "nuocore/Assertion.h"
 #include "nuocore/Config.h"
 #include "nuocore/Log.h"
+#include "nuocore/Trace.h"
 #include "nuoplexasupport/Messaging.h"
 
 namespace orvane::plexa::tool {
@@ -27,15 +28,19 @@ namespace {
 
 constexpr std::size_t kMaxPayloadMiB = 1;
 
-bool IsInEnvironment(const char* inName) {
+constexpr std::string_view kMessageLibrary = "PlexaMessage5";
+constexpr int kFailureLevel = 1;  // of the message library's trace: a message that has failed
+
+// A variable of the environment; empty when it isn't set.
+std::string ValueOf(const char* inName) {
     const char* const value = std::getenv(inName);  // NOLINT(concurrency-mt-unsafe): nothing changes it
-    return value != nullptr && *value != '\0';
+    return value != nullptr ? value : "";
 }
 
 UTF8String Choose(const std::string& inOption, const char* inVariable, const char* inDefault) {
     if (!inOption.empty()) return UTF8String(std::string_view(inOption));
     // The core library reads the environment itself for what is empty.
-    return IsInEnvironment(inVariable) ? UTF8String() : UTF8String(inDefault);
+    return ValueOf(inVariable).empty() ? UTF8String(inDefault) : UTF8String();
 }
 
 // One line on stderr, in one piece also when several threads write.
@@ -88,7 +93,7 @@ BusConnection::BusConnection(const ConnectionOptions& inOptions) : mWait(inOptio
         throw Failure(kExitFailure, "cannot start: the system gives no more file descriptors");
     }
     // The log is for those who ask for it; what a user has to know, the tool says itself.
-    if (!IsInEnvironment("NUOCORE_LOG")) nuocore::log::SetLoggingEnabled(false);
+    if (ValueOf("NUOCORE_LOG").empty()) nuocore::log::SetLoggingEnabled(false);
     nuocore::debug::SetAssertionHandler([](const nuocore::debug::AssertionRecord&) { return false; });
     nuocore::config::SetProductConfig(
         {Choose(inOptions.mCode, "NUOCORE_SAP_CODE", "PLEXACLI"),
@@ -104,6 +109,17 @@ BusConnection::~BusConnection() {
 }
 
 void BusConnection::Leave() {
+    if (!mIsStarted) return;
+    // While the message library takes leave it calls no listeners any more: its trace says what has failed.
+    nuocore::debug::SetTraceSink([this](int inLevel, std::string_view inCategory, std::string_view inText) {
+        if (inCategory == kMessageLibrary && inLevel == kFailureLevel) {
+            TellFailure(inText.substr(0, inText.find_last_not_of("\r\n") + 1));
+        } else {
+            std::cerr << inText << std::flush;
+        }
+    });
+    nuocore::debug::SetTraceRules(std::string(kMessageLibrary) + "=" + std::to_string(kFailureLevel) + "," +
+                                  ValueOf("NUOCORE_TRACE"));
     if (mDispatcher != nullptr) {
         mDispatcher->UnregisterEndPointRefreshCallback(&OnRefresh, this);
         mDispatcher->DisableListener(this);
@@ -111,10 +127,9 @@ void BusConnection::Leave() {
         api5::IPlexaMessageDispatcher::ReleaseInstance();
         mDispatcher = nullptr;
     }
-    if (mIsStarted) {
-        mIsStarted = false;
-        nuoplexasupport::Shutdown();
-    }
+    nuoplexasupport::Shutdown();
+    mIsStarted = false;
+    nuocore::debug::SetTraceSink({});
 }
 
 void BusConnection::FailToConnect(const std::string& inReason) const {
@@ -155,16 +170,15 @@ void BusConnection::Receive(const api5::PlexaMessage& inMessage) {
     if (const auto* const message = dynamic_cast<const api5::SuiteMessage*>(&inMessage)) {
         if (mOnMessage) mOnMessage(*message);
     } else if (const auto* const error = dynamic_cast<const api5::ErrorMessage*>(&inMessage)) {
-        const DeliveryError told{
-            TypeOf(*error),
-            Fetch(*error, &api5::ErrorMessage::GetErrorSize, &api5::ErrorMessage::GetError) + ": " +
-                Fetch(*error, &api5::ErrorMessage::GetFaultSize, &api5::ErrorMessage::GetFault)};
-        if (mOnError) {
-            mOnError(told);
-        } else {
-            Note(PlainLine(told.mType + ": " + told.mText));
-        }
+        TellFailure(Fetch(*error, &api5::ErrorMessage::GetErrorSize, &api5::ErrorMessage::GetError) + ": \"" +
+                    TypeOf(*error) + "\" to " +
+                    Fetch(*error, &api5::ErrorMessage::GetFaultSize, &api5::ErrorMessage::GetFault));
     }
+}
+
+void BusConnection::TellFailure(std::string_view inText) {
+    Note(PlainLine(inText));
+    ++mFailures;
 }
 
 std::vector<api5::EndPoint> BusConnection::EndPoints() const {

@@ -1,8 +1,10 @@
 /// The tool as a process on the bus.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ConnectionOptions.h"
@@ -11,12 +13,6 @@
 #include "nuocore/Strings.h"
 
 namespace orvane::plexa::tool {
-
-/// What was sent and has not arrived, as the message library tells it.
-struct DeliveryError {
-    std::string mType;
-    std::string mText;  ///< error and fault
-};
 
 /// Holds the tool's `Startup` for its life, and listens beside the library at the message library: for
 /// results of sending, which the library keeps to itself, and for request ids, which it takes out of what it
@@ -32,8 +28,6 @@ class BusConnection final : private api5::IPlexaMessageListener {
 
     /// Called on the delivery thread for every message, if set before `Connect`.
     std::function<void(const api5::SuiteMessage&)> mOnMessage;
-    /// The same for what did not arrive. Without it, such errors are written to stderr.
-    std::function<void(const DeliveryError&)> mOnError;
 
     /// Waits until the bus is ready. Throws `Failure` when there is no broker, none is ready in time, or the
     /// wait is interrupted.
@@ -48,17 +42,21 @@ class BusConnection final : private api5::IPlexaMessageListener {
     void Send(const std::string& inType, const nuocore::UTF8String& inPayload,
               const api5::EndPoint& inDestination);
 
-    /// Leaves the bus at once, as the destructor does. The errors that this brings are returned, or handed to
-    /// `mOnError`.
+    /// Leaves the bus now, as the destructor does.
     void Leave();
+    /// How many messages have not arrived, or may not have. Each has been told on stderr. Final after
+    /// `Leave`.
+    [[nodiscard]] int CountFailures() const noexcept { return mFailures; }
 
   private:
     void Receive(const api5::PlexaMessage& inMessage) override;
+    void TellFailure(std::string_view inText);
     static void OnRefresh(void* inThis);
     [[noreturn]] void FailToConnect(const std::string& inReason) const;
 
     api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
     bool mIsStarted = false;
+    std::atomic<int> mFailures{0};
     int mReady = -1;  // event descriptor: the bus is ready
     double mWait;
 };

@@ -67,6 +67,11 @@ void Send(const SendOptions& inOptions) {
     bus.Connect(interruption);
     bus.Send(inOptions.mType, payload, Destination(bus, inOptions));
     bus.Leave();
+    if (bus.CountFailures() != 0) {
+        throw Failure(kExitFailure,
+                      "the message has not been taken by everybody it was for, as told above; try again once "
+                      "they answer");
+    }
 }
 
 }  // namespace

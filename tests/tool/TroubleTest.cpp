@@ -1,0 +1,86 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "ToolRun.h"
+
+namespace tool_test {
+
+using support::ChildProcess;
+using testing::HasSubstr;
+
+namespace {
+
+class Trouble : public OnBus {};
+
+const std::vector<std::vector<std::string>> kBusVerbs = {{"send", "t", "x"},
+                                                         {"subscribe", "t"},
+                                                         {"request", "t", "--response", "r"},
+                                                         {"answer", "t", "--response", "r"},
+                                                         {"endpoints"}};
+
+}  // namespace
+
+TEST_F(Trouble, WithoutABrokerProgramEveryVerbSaysWhatToDo) {
+    for (const std::vector<std::string>& verb : kBusVerbs) {
+        auto command = Command(verb);
+        command.mEnvironment["CommonProgramFiles"] = mBus.Folder().string();
+        const auto run = support::Run(command);
+        EXPECT_EQ(run.mExitCode, 4) << testing::PrintToString(verb);
+        EXPECT_THAT(run.mErrors, HasSubstr("the broker's program was not found"))
+            << testing::PrintToString(verb);
+        EXPECT_THAT(run.mErrors, HasSubstr("CommonProgramFiles")) << testing::PrintToString(verb);
+    }
+}
+
+TEST_F(Trouble, TheBrokerBesideTheToolIsFoundWithoutSettings) {
+    auto command = Command({"endpoints"});
+    command.mEnvironment["CommonProgramFiles"] = std::nullopt;
+    EXPECT_EQ(support::Run(command).mExitCode, 0);
+}
+
+TEST_F(Trouble, ABrokerThatIsStoppedIsWaitedForAndNoLonger) {
+    ASSERT_EQ(Run({"endpoints"}).mExitCode, 0);
+    const int broker = mBus.BrokerId().value();
+    ASSERT_EQ(::kill(broker, SIGSTOP), 0);
+    const auto run = Run({"endpoints", "--wait", "0.3"});
+    EXPECT_EQ(run.mExitCode, 4);
+    EXPECT_THAT(run.mErrors, HasSubstr("no broker was ready in time"));
+    const auto status = Run({"broker", "status", "--timeout", "0.3"});
+    EXPECT_EQ(status.mExitCode, 1) << status.mErrors;
+    ::kill(broker, SIGCONT);
+    EXPECT_EQ(Run({"endpoints"}).mExitCode, 0);
+}
+
+TEST_F(Trouble, ABrokerThatWasKilledIsReplacedAndNobodyLosesAnything) {
+    ChildProcess subscriber(Command({"subscribe", "t.news", "--json", "--count", "2"}));
+    ASSERT_TRUE(subscriber.AwaitErrors("listening"));
+    ASSERT_EQ(Run({"send", "t.news", "before"}).mExitCode, 0);
+    ASSERT_TRUE(subscriber.AwaitOutput("before"));
+    const int broker = mBus.BrokerId().value();
+    ASSERT_EQ(::kill(broker, SIGKILL), 0);
+    const auto run = Run({"send", "t.news", "after", "--wait", "30"});
+    EXPECT_EQ(run.mExitCode, 0) << run.mErrors;
+    EXPECT_EQ(subscriber.Wait(), 0) << subscriber.Errors();
+    EXPECT_THAT(subscriber.Output(), HasSubstr("after"));
+    EXPECT_NE(mBus.BrokerId().value_or(broker), broker);
+}
+
+TEST_F(Trouble, ARuntimeDirectoryThatOthersCanWriteToIsRefused) {
+    std::filesystem::permissions(mBus.Folder(), std::filesystem::perms::all);
+    const auto run = Run({"endpoints", "--wait", "1"});
+    EXPECT_EQ(run.mExitCode, 4) << run.mErrors;
+}
+
+TEST_F(Trouble, AMessageThatCouldNotBeHandedOverIsTold) {
+    ChildProcess subscriber(Command({"subscribe", "t.news", "--as", "STUCK", "--as-version", "1"}));
+    ASSERT_TRUE(subscriber.AwaitErrors("listening"));
+    subscriber.Signal(SIGSTOP);
+    const auto run = Run({"send", "t.news", "hello", "--to", "STUCK-1"});
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_THAT(run.mErrors, HasSubstr("STUCK-1"));
+    subscriber.Signal(SIGCONT);
+}
+
+}  // namespace tool_test
