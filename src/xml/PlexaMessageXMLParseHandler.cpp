@@ -31,6 +31,16 @@ void Assert(bool inHolds, const char* inFunction, const char* inExpression) {
 
 bool IsWhiteSpace(char16_t inUnit) { return inUnit == u' ' || (inUnit >= u'\t' && inUnit <= u'\r'); }
 
+// The text in front of its first NUL. Mostly there is none, which a look at all units at once finds out
+// soonest.
+std::u16string_view UpToNul(std::u16string_view inText) {
+    bool hasNul = false;
+    for (const char16_t unit : inText) {
+        hasNul |= unit == 0;
+    }
+    return hasNul ? inText.substr(0, inText.find(u'\0')) : inText;
+}
+
 // Whether `inBytes` is the UTF-8 form of `inText`. Names are mostly ASCII, where the units are the bytes.
 bool IsUTF8Of(std::string_view inBytes, std::u16string_view inText) {
     const auto isSame = [](char inByte, char16_t inUnit) {
@@ -80,14 +90,12 @@ void PlexaMessageXMLParseHandler::StartDocument() { ExpectNothingOpen(kStartDocu
 void PlexaMessageXMLParseHandler::EndDocument() { ExpectNothingOpen(kEndDocument); }
 
 void PlexaMessageXMLParseHandler::Characters(const UTF16String& inText) {
-    const std::u16string_view text = inText.c_str();
+    const std::u16string_view text = UpToNul(inText);
     // Indentation between elements must never become content.
     if (std::all_of(text.begin(), text.end(), IsWhiteSpace)) {
         return;
     }
-    mConverted.clear();
-    nuocore::string::AppendUTF16to8(text, mConverted);
-    mLatestCharacters.Append(mConverted.data(), mConverted.size());
+    mLatestCharacters.AppendUTF16(text);
 }
 
 void PlexaMessageXMLParseHandler::PushTag(const UTF16String& inName,

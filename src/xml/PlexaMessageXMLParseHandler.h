@@ -47,7 +47,6 @@ class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHand
     nuocore::oUTF8StringStream mLatestCharacters;
 
     std::vector<TagStackEntry> mSpareTags;  // closed elements' entries, whose memory the next ones use
-    UTF8String mConverted;                  // a name or text in UTF-8, for the length of a call
 };
 
 }  // namespace nuoplexasupport

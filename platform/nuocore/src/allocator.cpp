@@ -1,9 +1,100 @@
 #include "nuocore/allocator.h"
 
+#include <array>
+#include <new>
+#include <utility>
+
 namespace nuocore::allocator {
 
-void* Allocate(std::size_t inBytes) { return ::operator new(inBytes); }
+namespace {
 
-void Free(void* inMemory) noexcept { ::operator delete(inMemory); }
+// A payload that becomes a dictionary is thousands of small blocks that are given back together. Each thread
+// keeps some of them, by size, so that the next payload is made of the same memory. How much it keeps is
+// bounded.
+constexpr std::size_t kGranule = 16;
+constexpr std::size_t kSizes = 16;                 // blocks of up to 256 bytes
+constexpr std::size_t kMaxKeptBytes = 512 * 1024;  // of one thread
+
+struct FreeBlock {
+    FreeBlock* mNext;
+};
+
+// Trivially destructible, so that it can be used to the very end of its thread.
+struct ThreadCache {
+    std::array<FreeBlock*, kSizes> mHeads;
+    std::size_t mKeptBytes;
+    bool mIsOver;  // the thread is ending: nothing is kept any more
+};
+
+// Reached without a call: the library is loaded with its host, and this is small.
+#if defined(__ELF__)
+__attribute__((tls_model("initial-exec")))
+#endif
+constinit thread_local ThreadCache sCache{};
+
+// Gives everything back when its thread ends.
+struct CacheEnd {
+    CacheEnd() = default;
+    CacheEnd(const CacheEnd&) = delete;
+    CacheEnd& operator=(const CacheEnd&) = delete;
+    ~CacheEnd() {
+        sCache.mIsOver = true;
+        for (FreeBlock*& head : sCache.mHeads) {
+            while (head != nullptr) {
+                ::operator delete(std::exchange(head, head->mNext));
+            }
+        }
+    }
+    bool mIsUsed = false;
+};
+
+thread_local CacheEnd sCacheEnd;
+
+// Sanitizers have to see every block.
+#if defined(__has_feature)
+#define NUOCORE_HAS_FEATURE(x) __has_feature(x)
+#else
+#define NUOCORE_HAS_FEATURE(x) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    NUOCORE_HAS_FEATURE(address_sanitizer) || NUOCORE_HAS_FEATURE(thread_sanitizer)
+constexpr bool kKeepsBlocks = false;
+#else
+constexpr bool kKeepsBlocks = true;
+#endif
+
+constexpr std::size_t SizeIndex(std::size_t inBytes) { return inBytes == 0 ? 0 : (inBytes - 1) / kGranule; }
+constexpr std::size_t SizeOf(std::size_t inIndex) { return (inIndex + 1) * kGranule; }
+
+}  // namespace
+
+void* Allocate(std::size_t inBytes) {
+    const std::size_t index = SizeIndex(inBytes);
+    if (!kKeepsBlocks || index >= kSizes) {
+        return ::operator new(inBytes);
+    }
+    ThreadCache& cache = sCache;
+    FreeBlock*& head = cache.mHeads[index];
+    if (head == nullptr) {
+        return ::operator new(SizeOf(index));
+    }
+    cache.mKeptBytes -= SizeOf(index);
+    return std::exchange(head, head->mNext);
+}
+
+void Free(void* inMemory, std::size_t inBytes) noexcept {
+    const std::size_t index = SizeIndex(inBytes);
+    ThreadCache& cache = sCache;
+    if (!kKeepsBlocks || index >= kSizes || inMemory == nullptr || cache.mIsOver ||
+        cache.mKeptBytes + SizeOf(index) > kMaxKeptBytes) {
+        ::operator delete(inMemory);
+        return;
+    }
+    if (cache.mKeptBytes == 0) {
+        sCacheEnd.mIsUsed = true;  // the first use has it destroyed at the end of the thread
+    }
+    cache.mKeptBytes += SizeOf(index);
+    cache.mHeads[index] = ::new (inMemory) FreeBlock{cache.mHeads[index]};
+}
 
 }  // namespace nuocore::allocator

@@ -15,8 +15,9 @@ namespace nuocore::allocator {
 /// Takes `inBytes` bytes, aligned for every fundamental type. Throws `std::bad_alloc`.
 NUOCORE_API void* Allocate(std::size_t inBytes);
 
-/// Gives back memory taken with `Allocate`. A null pointer is ignored.
-NUOCORE_API void Free(void* inMemory) noexcept;
+/// Gives back memory taken with `Allocate`, on any thread; `inBytes` is what was asked for. A null pointer is
+/// ignored.
+NUOCORE_API void Free(void* inMemory, std::size_t inBytes) noexcept;
 
 /// Standard allocator over `Allocate` and `Free`. Stateless: all instances are equal.
 template <typename T>
@@ -38,7 +39,7 @@ class STLAllocator {
         }
         return static_cast<T*>(Allocate(inCount * sizeof(T)));
     }
-    void deallocate(T* inMemory, std::size_t /*inCount*/) noexcept { Free(inMemory); }
+    void deallocate(T* inMemory, std::size_t inCount) noexcept { Free(inMemory, inCount * sizeof(T)); }
 
     friend bool operator==(const STLAllocator& /*inA*/, const STLAllocator& /*inB*/) noexcept { return true; }
 };

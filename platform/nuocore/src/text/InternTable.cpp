@@ -22,8 +22,9 @@ InternedText* MakeEntry(std::string_view inText, std::size_t inHash) {
 }
 
 void FreeEntry(InternedText* inText) noexcept {
+    const std::size_t bytes = sizeof(InternedText) + inText->mSize + 1;
     inText->~InternedText();
-    allocator::Free(inText);
+    allocator::Free(inText, bytes);
 }
 
 }  // namespace

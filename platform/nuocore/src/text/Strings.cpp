@@ -1,6 +1,9 @@
 #include "nuocore/Strings.h"
 
-namespace nuocore::detail {
+#include "nuocore/StringConversion.h"
+
+namespace nuocore {
+namespace detail {
 
 UTF8StringBuffer::~UTF8StringBuffer() = default;
 
@@ -17,4 +20,10 @@ UTF8StringBuffer::int_type UTF8StringBuffer::overflow(int_type inByte) {
     return inByte;
 }
 
-}  // namespace nuocore::detail
+}  // namespace detail
+
+void oUTF8StringStream::AppendUTF16(std::u16string_view inText) {
+    string::AppendUTF16to8(inText, mBuffer.mText);
+}
+
+}  // namespace nuocore
