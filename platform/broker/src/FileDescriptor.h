@@ -1,35 +1,10 @@
 /// Owns one file descriptor.
 #pragma once
 
-#include <utility>
-
-#include <unistd.h>
+#include "wire/FileDescriptor.h"
 
 namespace orvane::plexa::broker {
 
-class FileDescriptor {
-  public:
-    FileDescriptor() = default;
-    /// Takes inDescriptor over; -1 is none.
-    explicit FileDescriptor(int inDescriptor) noexcept : mDescriptor(inDescriptor) {}
-    FileDescriptor(FileDescriptor&& inOther) noexcept : mDescriptor(std::exchange(inOther.mDescriptor, -1)) {}
-    FileDescriptor& operator=(FileDescriptor&& inOther) noexcept {
-        if (this != &inOther) {
-            Close();
-            mDescriptor = std::exchange(inOther.mDescriptor, -1);
-        }
-        return *this;
-    }
-    ~FileDescriptor() { Close(); }
-
-    int Get() const noexcept { return mDescriptor; }
-    explicit operator bool() const noexcept { return mDescriptor >= 0; }
-    void Close() noexcept {
-        if (mDescriptor >= 0) ::close(std::exchange(mDescriptor, -1));
-    }
-
-  private:
-    int mDescriptor = -1;
-};
+using wire::FileDescriptor;
 
 }  // namespace orvane::plexa::broker

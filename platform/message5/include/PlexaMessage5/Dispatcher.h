@@ -60,7 +60,7 @@ class PLEXA_MESSAGE5_API IPlexaMessageDispatcher {
     /// destination are those of the message, the source's app id is this process's own whatever was set.
     /// Success means that the message will arrive or that an `ErrorMessage` will say why not. May wait while
     /// the bounds of unconfirmed messages are reached, 5 s without progress at most, never on the delivery
-    /// thread. Errors: `InvalidParameter` for a type of more than 65535 or a payload of more than 1 MiB,
+    /// thread. Errors: `InvalidParameter` for a type of more than 4096 bytes or a payload of more than 1 MiB,
     /// `NotConfigured` after `ReleaseInstance`.
     virtual PlexaMessageErrorCode SendMessage(const SuiteMessage& inMessage) = 0;
 

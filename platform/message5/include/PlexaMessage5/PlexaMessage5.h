@@ -5,4 +5,5 @@
 #include "PlexaMessage5/Dispatcher.h"
 #include "PlexaMessage5/EndPoint.h"
 #include "PlexaMessage5/ErrorCode.h"
+#include "PlexaMessage5/Interest.h"
 #include "PlexaMessage5/Message.h"

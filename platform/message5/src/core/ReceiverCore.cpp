@@ -188,8 +188,7 @@ void ReceiverCore::OnPeer(const wire::PeerNotice& inPeer, wire::OutputQueue& out
         origin.taken = std::max(origin.taken, inPeer.receiveFrom - 1);
         origin.consumed = origin.queued == 0 && !mWithdrawn ? origin.taken : origin.consumed;
     } else {
-        const wire::Sequence taken = mWithdrawn ? origin.consumed : origin.taken;
-        wire::WritePosition(outQueue, inPool, wire::kNoSlot, inPeer.slot, {taken, origin.consumed});
+        wire::WritePosition(outQueue, inPool, wire::kNoSlot, inPeer.slot, {origin.taken, origin.consumed});
     }
 }
 
