@@ -89,6 +89,7 @@ TEST(Bounds, FastBroadcastsWaitShortlyForTheSlowestInsteadOfGoingOutOncePerRecei
     for (const char* name : {"A", "B", "C", "D"}) {
         world.Join(name);
     }
+    world.Pass(10s);
     for (int i = 0; i != 500; ++i) {
         ASSERT_EQ(sender.Send(Text(2000)), Verdict::kAccept);
     }
@@ -99,6 +100,27 @@ TEST(Bounds, FastBroadcastsWaitShortlyForTheSlowestInsteadOfGoingOutOncePerRecei
         EXPECT_TRUE(node.get() == &sender || node->received.size() == 500);
     }
     EXPECT_LE(world.Broker().Status().messagesRouted, 510U);
+}
+
+TEST(Bounds, ABroadcastWaitsForAReceiverThatKeepsMovingHoweverLongItsQueueIs) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& slow = world.Join("R");
+    for (int i = 0; i != 300; ++i) {
+        ASSERT_EQ(sender.Send(Text(3000)), Verdict::kAccept);
+    }
+    slow.stopped = true;
+    for (int i = 0; i != 400; ++i) {
+        world.Pass(5ms);
+        slow.stopped = false;
+        for (int j = 0; j != 3; ++j) {
+            slow.Deliver();
+        }
+        slow.stopped = true;
+    }
+    EXPECT_THAT(slow.received, SizeIs(300));
+    EXPECT_EQ(world.Broker().Status().messagesRouted, 300U);
+    EXPECT_EQ(slow.copies, 0U) << "it never fell behind";
 }
 
 TEST(Bounds, AFullLogMakesSendersWaitAndThenRefusesUntilSomethingMoves) {
@@ -203,6 +225,26 @@ struct CutOff {
     Node& other;
     std::size_t accepted = 0;
 };
+
+TEST(Bounds, WhatOneReceiverOwesHasALimitOfItsOwn) {
+    World world(CutOff::Limits());
+    Node& sender = world.Join("S");
+    Node& stopped = world.Join("R");
+    Node& other = world.Join("A");
+    stopped.stopped = true;
+    while (sender.Send(Text(1000), &stopped) == Verdict::kAccept) {
+        ASSERT_LE(sender.Core().Sender().LogBytes(), 20'000U);
+    }
+    EXPECT_EQ(Ask(world, sender, 1000, &stopped).limit, wire::LimitName::kArrears);
+    EXPECT_EQ(Ask(world, sender, 1000).limit, wire::LimitName::kArrears) << "it would owe a broadcast too";
+    EXPECT_EQ(Ask(world, sender, 1000, &other).verdict, Verdict::kAccept);
+    world.Break(stopped);
+    stopped.offline = true;
+    stopped.stopped = false;
+    world.Kill(stopped);
+    world.Run();
+    EXPECT_EQ(Ask(world, sender, 1000).verdict, Verdict::kAccept);
+}
 
 TEST(Bounds, AReceiverThatStandsStillWithFullArrearsIsCutOff) {
     CutOff scene;

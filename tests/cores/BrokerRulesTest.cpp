@@ -398,6 +398,33 @@ TEST_F(BrokerRules, ReportsDoNotPileUpForASenderThatDoesNotRead) {
     EXPECT_THAT(Written(sender), ElementsAre(FrameKind::Report)) << "one report says it all";
 }
 
+TEST_F(BrokerRules, WindowsAreSharedByThoseWhoSendAndShrinkWithMemory) {
+    const auto receiver = Join(1);
+    std::vector<ConnectionId> senders;
+    for (std::uint32_t i = 2; i != 18; ++i) {
+        senders.push_back(Join(i));
+    }
+    const auto window = [&](ConnectionId inSender) {
+        Written(inSender);
+        const std::vector<wire::AckEntry> entries{{static_cast<wire::Slot>(inSender), 40, 0}};
+        wire::WriteAcks(mQueue, mPool, entries);
+        HandIn(receiver);
+        Elapse(mLimits.reportDelay);
+        EXPECT_THAT(Written(inSender), ElementsAre(FrameKind::Report));
+        std::uint32_t granted = 0;
+        std::memcpy(&granted, mFrames.back().data() + wire::kHeaderBytes + 4, 4);
+        return granted;
+    };
+    EXPECT_EQ(window(senders[0]), mLimits.maxWindow);
+    for (const auto sender : senders) {
+        Data(1, 1);
+        HandIn(sender);
+    }
+    EXPECT_EQ(window(senders[0]), mLimits.receiverWindows / 16);
+    const wire::BufferRef ballast = mPool.MakeExact(mLimits.brokerMemory * 9 / 10);
+    EXPECT_LT(window(senders[1]), mLimits.receiverWindows / 16 / 4);
+}
+
 TEST_F(BrokerRules, ASenderThatPaysNoHeedToWindowsIsDisconnected) {
     mLimits.laneOverrun = 100'000;
     const auto sender = Join(1);

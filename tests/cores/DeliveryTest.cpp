@@ -130,6 +130,30 @@ TEST(Delivery, AReceiverGetsOnlyBroadcastsOfTheTypesItWants) {
     EXPECT_TRUE(sender.Core().Sender().NothingOwed()) << "what a receiver does not want counts as consumed";
 }
 
+TEST(Delivery, AnUnwantedBroadcastAloneIsForgottenToo) {
+    World world;
+    Node& sender = world.Join("S");
+    world.Join("P", true, std::vector<std::string>{"news"});
+    sender.Send("1", nullptr, "weather");
+    world.Run();
+    world.Pass(50ms);
+    EXPECT_TRUE(sender.Core().Sender().NothingOwed());
+}
+
+TEST(Delivery, WhatAReceiverMissedIsChosenByItsInterestToo) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& picky = world.Join("P", true, std::vector<std::string>{"news"});
+    world.Break(picky);
+    sender.Send("1", nullptr, "weather");
+    sender.Send("2", nullptr, "news");
+    sender.Send("3", &picky, "weather");
+    world.Run();
+    world.Pass(50ms);
+    EXPECT_THAT(picky.received, ElementsAre("S:2", "S:3"));
+    EXPECT_TRUE(sender.Core().Sender().NothingOwed());
+}
+
 TEST(Delivery, AnUnwantedBroadcastDoesNotConfirmAnOlderMessageStillOnItsWay) {
     World world;
     Node& sender = world.Join("S");

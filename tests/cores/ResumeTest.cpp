@@ -93,6 +93,38 @@ TEST(Resume, AReceiverOfWhichTheSenderHadNotHeardStillGetsTheBroadcast) {
     EXPECT_THAT(receiver.received, ElementsAre("S:1"));
 }
 
+TEST(Resume, AReceiverOfWhichTheSenderHadNotHeardGetsTheBroadcastAlsoIfItReturnsFirst) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& receiver = world.Add("R");
+    world.Exchange(receiver);
+    sender.Send("1");
+    world.Hand(sender);
+    world.KillBroker();
+    world.StartBroker();
+    world.Exchange(receiver);
+    world.Run();
+    EXPECT_THAT(receiver.received, ElementsAre("S:1"));
+}
+
+TEST(Resume, ABroadcastIsKeptUntilItIsSureToWhomTheBrokerGaveItEvenIfNobodyKnownOwesIt) {
+    World world;
+    Node& sender = world.Join("S");
+    sender.Send("0");
+    world.Hand(sender);
+    world.Elapse(11ms);
+    world.BrokerWrite(sender);
+    const std::size_t report = sender.Waiting();
+    ASSERT_EQ(report, 32U);
+    Node& receiver = world.Add("R");
+    world.Exchange(receiver);
+    sender.Send("1");
+    world.Hand(sender);
+    sender.Read(report);  // and not the notice of the receiver, which is behind it
+    Restart(world);
+    EXPECT_THAT(receiver.received, ElementsAre("S:1"));
+}
+
 TEST(Resume, AReceiverIsOwedNothingFromBeforeItJoinedEvenIfTheSenderHeardOfItLate) {
     World world;
     Node& sender = world.Join("S");
@@ -307,6 +339,42 @@ TEST(Resume, ASenderThatExpiredCarriesOverWhatItNeverWroteAndReportsTheRest) {
     EXPECT_THAT(receiver.received, ElementsAre("S:1", "S:2", "S:3", "S:4", "S:5"));
     EXPECT_THAT(late.received, ElementsAre("S:3", "S:5"));
     EXPECT_TRUE(sender.Core().Sender().NothingOwed());
+}
+
+TEST(Resume, WhatASenderThatExpiredCarriesOverDoesNotReachThoseTwiceWhoGotItLive) {
+    wire::Limits limits;
+    limits.firstWindow = 50;
+    World world(limits);
+    Node& sender = world.Join("S");
+    Node& behind = world.Join("R");
+    behind.stopped = true;
+    sender.Send("1");
+    sender.Send("2");
+    world.Pass(25ms);
+    world.Pass(25ms);
+    Node& unheardOf = world.Add("U");
+    world.Exchange(unheardOf);
+    sender.Send("3");  // the one behind owes it, the one unheard of gets it live
+    world.Hand(sender);
+    world.BrokerWrite(unheardOf);
+    unheardOf.Read();
+    unheardOf.Deliver();
+    ASSERT_THAT(unheardOf.received, ElementsAre("S:3"));
+    world.Break(sender);
+    sender.offline = true;
+    world.Elapse(20s);
+    world.Break(unheardOf);
+    unheardOf.offline = true;
+    world.Elapse(11s);
+    sender.offline = false;
+    world.Run();
+    unheardOf.offline = false;
+    behind.stopped = false;
+    for (int i = 0; i != 10; ++i) {
+        world.Pass(25ms);
+    }
+    EXPECT_THAT(unheardOf.received, ElementsAre("S:3"));
+    EXPECT_THAT(behind.received, ElementsAre("S:1", "S:2", "S:3"));
 }
 
 TEST(Resume, TheInstanceNumberOutlivesTheBroker) {

@@ -125,6 +125,7 @@ bool Node::Deliver() {
     const auto payload = delivery->Payload();
     received.push_back(delivery->Source().appId + ":" +
                        std::string(reinterpret_cast<const char*>(payload.data()), payload.size()));
+    copies += delivery->frame.Has(wire::FrameFlag::BroadcastCopy) ? 1 : 0;
     mCore->Receiver().Consumed(*delivery, mWorld.now);
     return true;
 }

@@ -48,6 +48,8 @@ class Node {
     /// "sender:text" of every delivered message, in order.
     std::vector<std::string> received;
     std::vector<SendFailure> failures;
+    /// How many of the delivered ones were broadcasts written to this client alone.
+    std::size_t copies = 0;
     /// Deliver does nothing while this is set: a listener that does not return, or a stopped process.
     bool stopped = false;
     /// Connect does nothing while this is set.

@@ -186,7 +186,7 @@ void ReceiverCore::OnPeer(const wire::PeerNotice& inPeer, wire::OutputQueue& out
     mBySlot[inPeer.slot] = &origin;
     if (inPeer.lane == wire::LaneStart::Open) {
         origin.taken = std::max(origin.taken, inPeer.receiveFrom - 1);
-        origin.consumed = origin.queued == 0 && !mWithdrawn ? origin.taken : origin.consumed;
+        origin.consumed = origin.queued == 0 ? origin.taken : origin.consumed;
     } else {
         wire::WritePosition(outQueue, inPool, wire::kNoSlot, inPeer.slot, {origin.taken, origin.consumed});
     }
