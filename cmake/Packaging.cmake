@@ -3,9 +3,6 @@
 include(CMakePackageConfigHelpers)
 
 set(packaged_targets nuocore PlexaMessage5 nuoplexasupport)
-if(NOT TARGET PlexaMessage5)
-  return()
-endif()
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/nuoplexasupport")
 
 install(TARGETS ${packaged_targets} EXPORT nuoplexasupportTargets
