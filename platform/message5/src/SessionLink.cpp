@@ -120,7 +120,8 @@ TimePoint Session::NextLook(TimePoint inNow) {
 }
 
 void Session::Park(Lock& ioLock, TimePoint inNow) {
-    if (mBroken || (mFlushRequested && CanWrite())) {
+    // While somebody else writes, that thread hands on what is left.
+    if (mBroken || (mFlushRequested && !mWriting && CanWrite())) {
         return;
     }
     const TimePoint until = NextLook(inNow);
