@@ -30,7 +30,7 @@ ImmutableString::~ImmutableString() {
 std::size_t ImmutableString::CountTexts() { return InternTable::Get().Count(); }
 
 std::string_view ImmutableString::View() const noexcept {
-    return mText != nullptr ? mText->View() : std::string_view("", 0);
+    return mText != nullptr ? mText->View() : std::string_view("");
 }
 
 const char* ImmutableString::CStr() const noexcept { return mText != nullptr ? mText->Bytes() : ""; }

@@ -151,7 +151,7 @@ void SaxSession::Prepare(AbstractParseHandler& inHandler, const ParserLimits& in
     mInDoctype = false;
     mDoctypeBytes = 0;
 
-    XML_Parser const parser = mParser.get();
+    XML_ParserStruct* const parser = mParser.get();
     XML_ParserReset(parser, nullptr);
     XML_SetUserData(parser, this);
     XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, static_cast<float>(kMaxAmplification));
@@ -181,7 +181,7 @@ void SaxSession::Run(std::string_view inDocument, AbstractParseHandler& inHandle
     Prepare(inHandler, inLimits);
     mDefaultsBudget = kExpansionThreshold + kMaxAmplification * inDocument.size();
     inHandler.StartDocument();
-    XML_Parser const parser = mParser.get();
+    XML_ParserStruct* const parser = mParser.get();
     const XML_Status status =
         XML_Parse(parser, inDocument.data(), static_cast<int>(inDocument.size()), XML_TRUE);
     if (mFailure != nullptr) {
@@ -227,9 +227,9 @@ std::size_t SaxSession::CountAttributes(const char* const* inAttributes) {
         Refuse("too many attributes");
     }
     // Those that the document type adds stand behind those of the tag.
-    for (auto i = static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(mParser.get())); i < 2 * count;
-         ++i) {
-        const std::size_t size = 1 + std::strlen(inAttributes[i]);
+    const int own = XML_GetSpecifiedAttributeCount(mParser.get());
+    for (const char* const* text = inAttributes + own; *text != nullptr; ++text) {
+        const std::size_t size = 1 + std::strlen(*text);
         if (size > mDefaultsBudget) {
             Refuse("default attributes expand too far");
         }
@@ -265,9 +265,10 @@ void SaxSession::StartQualified(const char* inName, const char* const* inAttribu
     OpenElement& element = Open();
     SplitName(inName, element.mNamespace, element.mLocalName, element.mQualifiedName);
     mAttributeList.resize(CountAttributes(inAttributes));
-    for (Attribute& attribute : mAttributeList) {
-        SplitName(*inAttributes++, attribute.mNamespace, attribute.mLocalName, attribute.mQualifiedName);
-        string::AssignUTF8to16(*inAttributes++, attribute.mValue);
+    for (std::size_t i = 0; *inAttributes != nullptr; ++i, inAttributes += 2) {
+        Attribute& attribute = mAttributeList[i];
+        SplitName(inAttributes[0], attribute.mNamespace, attribute.mLocalName, attribute.mQualifiedName);
+        string::AssignUTF8to16(inAttributes[1], attribute.mValue);
     }
     mHandler->StartElementWithNamespace(element.mNamespace, element.mLocalName, element.mQualifiedName,
                                         mAttributeList);
