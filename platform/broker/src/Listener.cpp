@@ -48,9 +48,10 @@ Listener Listener::Bind(const std::string& inPath) {
     if (::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
         ::chmod(provisional.c_str(), S_IRUSR | S_IWUSR) != 0 || ::listen(socket.Get(), SOMAXCONN) != 0 ||
         ::rename(provisional.c_str(), inPath.c_str()) != 0) {
-        const std::system_error failure = Failure("cannot make the socket " + inPath);
+        const int error = errno;
         ::unlink(provisional.c_str());
-        throw failure;
+        errno = error;
+        throw Failure("cannot make the socket " + inPath);
     }
     return {std::move(socket), inPath};
 }

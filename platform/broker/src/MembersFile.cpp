@@ -1,15 +1,16 @@
 #include "MembersFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstring>
+#include <cstddef>
+#include <span>
 #include <system_error>
 #include <type_traits>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <boost/crc.hpp>
 
 namespace orvane::plexa::broker {
 
@@ -43,10 +44,13 @@ std::system_error Failure(const std::string& inPath) {
     return {errno, std::system_category(), "cannot use the members file " + inPath};
 }
 
+/// FNV-1a: notices torn and stray writes; nobody but the owner can write the file.
 std::uint32_t CheckOf(const Record& inRecord) {
-    boost::crc_32_type crc;
-    crc.process_bytes(&inRecord, offsetof(Record, check));
-    return crc.checksum();
+    std::uint32_t check = 2166136261U;
+    for (const std::byte byte : std::as_bytes(std::span(&inRecord, 1)).first(offsetof(Record, check))) {
+        check = (check ^ std::to_integer<std::uint32_t>(byte)) * 16777619U;
+    }
+    return check;
 }
 
 bool IsSound(const Record& inRecord) {
