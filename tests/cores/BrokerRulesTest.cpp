@@ -398,6 +398,23 @@ TEST_F(BrokerRules, ReportsDoNotPileUpForASenderThatDoesNotRead) {
     EXPECT_THAT(Written(sender), ElementsAre(FrameKind::Report)) << "one report says it all";
 }
 
+TEST_F(BrokerRules, TheSenderHearsBeforeASmallWindowIsUsedUp) {
+    const auto sender = Join(1);
+    const auto receiver = Join(2);
+    Data(2, 1, mLimits.firstWindow / 2);
+    HandIn(sender);
+    Written(sender);
+    const auto acknowledge = [&](std::uint32_t inBytes) {
+        const std::vector<wire::AckEntry> entries{{1, inBytes, 0}};
+        wire::WriteAcks(mQueue, mPool, entries);
+        HandIn(receiver);
+        return Written(sender).size();
+    };
+    EXPECT_EQ(acknowledge(static_cast<std::uint32_t>(mLimits.firstWindow / 8)), 0U);
+    EXPECT_EQ(acknowledge(static_cast<std::uint32_t>(mLimits.firstWindow / 8)), 1U)
+        << "at once, without any delay";
+}
+
 TEST_F(BrokerRules, WindowsAreSharedByThoseWhoSendAndShrinkWithMemory) {
     const auto receiver = Join(1);
     std::vector<ConnectionId> senders;

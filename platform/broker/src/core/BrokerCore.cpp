@@ -8,6 +8,13 @@
 
 namespace orvane::plexa::broker {
 
+namespace {
+
+/// Lanes of one sender in a status: enough to see what stands still.
+constexpr std::size_t kMostLanesTold = 32;
+
+}  // namespace
+
 using wire::FrameKind;
 using wire::RefuseCode;
 using wire::TimePoint;
@@ -321,12 +328,32 @@ std::vector<ConnectionId> BrokerCore::TakeWritable() {
 
 wire::OutputQueue& BrokerCore::Output(ConnectionId inConnection) { return Find(inConnection)->output; }
 
+std::vector<LaneStatus> BrokerCore::BusyLanes(const Connection& inSender) {
+    std::vector<LaneStatus> busy;
+    for (const auto& [slot, lane] : inSender.lanes) {
+        if (busy.size() == kMostLanesTold) {
+            break;
+        }
+        if (lane->inFlight != 0 || !lane->attached) {
+            busy.push_back({lane->receiver->member->record.member, lane->attached, lane->inFlight,
+                            lane->queued, lane->consumed});
+        }
+    }
+    return busy;
+}
+
 BrokerStatus BrokerCore::Status() const {
     BrokerStatus status;
     for (const auto& [id, member] : mMembers) {
-        const auto notice = member->Notice(wire::PeerChange::Away);
-        status.members.push_back({id, notice.endPoint, member->connection != nullptr, member->receives,
-                                  member->connection == nullptr ? 0 : member->connection->output.Bytes()});
+        MemberStatus& told = status.members.emplace_back();
+        told.member = id;
+        told.endPoint = member->Notice(wire::PeerChange::Away).endPoint;
+        told.receives = member->receives;
+        if (const Connection* connection = member->connection) {
+            told.connected = true;
+            told.queuedBytes = connection->output.Bytes();
+            told.busyLanes = BusyLanes(*connection);
+        }
     }
     status.connections = mConnections.size();
     status.messagesRouted = mMessagesRouted;

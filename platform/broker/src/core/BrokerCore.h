@@ -78,6 +78,14 @@ struct StatusRequested {
 };
 using BrokerAction = std::variant<RecordMember, EraseMember, CloseConnection, StatusRequested>;
 
+/// A lane of a sender that is not at rest: messages are on the way, or the sender is catching the receiver up.
+struct LaneStatus {
+    wire::MemberId receiver = 0;
+    bool attached = false;
+    std::size_t bytesInFlight = 0;
+    wire::Sequence queued = 0;
+    wire::Sequence consumed = 0;
+};
 /// For `broker status`.
 struct MemberStatus {
     wire::MemberId member = 0;
@@ -85,6 +93,8 @@ struct MemberStatus {
     bool connected = false;
     bool receives = false;
     std::size_t queuedBytes = 0;
+    /// As a sender; some of them when there are very many.
+    std::vector<LaneStatus> busyLanes{};
 };
 struct BrokerStatus {
     std::vector<MemberStatus> members;
@@ -151,6 +161,7 @@ class BrokerCore {
     struct Run;
 
     // Connections: greeting, ends.
+    static std::vector<LaneStatus> BusyLanes(const Connection& inSender);
     Connection* Find(ConnectionId inConnection) const;
     Connection* FindSlot(wire::Slot inSlot) const;
     void OnGreeting(Connection& ioConnection, const wire::Frame& inFrame);

@@ -13,6 +13,7 @@ namespace {
 
 /// However scarce memory is, a window of this size is granted; a frame alone may be larger.
 constexpr std::size_t kLeastWindow = 4096;
+constexpr std::size_t kReportsPerWindow = 4;
 
 }  // namespace
 
@@ -21,6 +22,7 @@ BrokerCore::Lane& BrokerCore::AddLane(Connection& ioSender, Connection& ioReceiv
     Lane& lane = *added;
     lane.sender = &ioSender;
     lane.receiver = &ioReceiver;
+    lane.window = mLimits.firstWindow;
     ioSender.lanes[ioReceiver.slot] = std::move(added);
     if (inStart == LaneStart::Open) {
         lane.queued = ioSender.routed;
@@ -196,6 +198,11 @@ WireError BrokerCore::OnAck(Connection& ioReceiver, const wire::Frame& inFrame, 
         ioReceiver.activeLanes -= bytes != 0 && bytes == lane->inFlight ? 1 : 0;
         lane->inFlight -= bytes;
         sender->unreported += bytes;
+        lane->unreported += bytes;
+        // The sender hears in time, before a small window is used up.
+        if (lane->unreported >= lane->window / kReportsPerWindow) {
+            sender->reportSoon = true;
+        }
         MarkReport(*sender, lane, inNow);
     }
     return WireError::kNone;
@@ -240,8 +247,11 @@ void BrokerCore::WriteReport(Connection& ioSender) {
     std::vector<wire::ReportEntry> entries;
     entries.reserve(ioSender.report.size());
     for (Lane* lane : ioSender.report) {
+        const std::uint32_t window = Window(*lane->receiver);
+        entries.emplace_back(lane->receiver->slot, window, lane->consumed);
         lane->reporting = false;
-        entries.emplace_back(lane->receiver->slot, Window(*lane->receiver), lane->consumed);
+        lane->unreported = 0;
+        lane->window = window;
     }
     wire::WriteReport(ioSender.output, mPool, ioSender.routed, entries);
     ioSender.report.clear();

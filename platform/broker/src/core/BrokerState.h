@@ -22,6 +22,8 @@ struct BrokerCore::Lane {
     wire::Sequence consumed = 0;
     wire::Sequence filtered = 0;  // last one the receiver did not want, while older ones were outstanding
     std::size_t inFlight = 0;     // bytes given and not consumed
+    std::size_t unreported = 0;   // bytes consumed since the last report
+    std::size_t window = 0;       // as the sender knows it
 };
 
 struct BrokerCore::Connection {
