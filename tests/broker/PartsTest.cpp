@@ -150,6 +150,7 @@ TEST(StatusText, TellsMembersAndTotals) {
     member.connected = true;
     member.receives = true;
     member.queuedBytes = 11;
+    member.busyLanes = {{9, true, 123, 45, 44}};
     facts.core.members = {member};
     facts.core.messagesRouted = 21;
     facts.core.messagesDropped = 22;
@@ -160,6 +161,9 @@ TEST(StatusText, TellsMembersAndTotals) {
     EXPECT_EQ(status.at_pointer("/members/0/app_id"), "app \"quoted\"");
     EXPECT_EQ(status.at_pointer("/members/0/state"), "up");
     EXPECT_EQ(status.at_pointer("/members/0/queued_bytes"), 11);
+    EXPECT_EQ(status.at_pointer("/members/0/lanes/0/receiver"), 9);
+    EXPECT_EQ(status.at_pointer("/members/0/lanes/0/in_flight_bytes"), 123);
+    EXPECT_EQ(status.at_pointer("/members/0/lanes/0/consumed"), 44);
     EXPECT_EQ(status.at_pointer("/totals/messages"), 21);
     EXPECT_EQ(status.at_pointer("/totals/refused"), 6);
     EXPECT_EQ(status.at_pointer("/memory/limit"), 1000);

@@ -1,4 +1,5 @@
 // Messages on their way through the broker.
+#include <algorithm>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -122,6 +123,13 @@ TEST_F(Routing, ReceiverThatStandsStillStopsNobodyElse) {
         ASSERT_TRUE(message);
         ASSERT_EQ(message->sequence, sequence);
     }
+    const boost::json::value status = boost::json::parse(mAsker.Status());
+    const auto& lanes = status.at_pointer("/members/0/lanes").as_array();
+    EXPECT_TRUE(std::any_of(lanes.begin(), lanes.end(), [&](const boost::json::value& inLane) {
+        return inLane.at("receiver").to_number<wire::MemberId>() == mBystander.Member() &&
+               inLane.at("in_flight_bytes").to_number<std::size_t>() >= 60 * payload.size();
+    })) << lanes;
+    EXPECT_GT(status.at_pointer("/members/2/queued_bytes").to_number<std::size_t>(), 0U);
     // It is not disconnected for standing still, and gets everything once it reads.
     for (wire::Sequence expected = 1; expected <= 60; ++expected) {
         const auto message = mBystander.Next(wire::FrameKind::Data);

@@ -8,6 +8,18 @@ namespace orvane::plexa::broker {
 
 namespace {
 
+boost::json::array Describe(const std::vector<LaneStatus>& inLanes) {
+    boost::json::array lanes;
+    for (const LaneStatus& lane : inLanes) {
+        lanes.push_back({{"receiver", lane.receiver},
+                         {"attached", lane.attached},
+                         {"in_flight_bytes", lane.bytesInFlight},
+                         {"queued", lane.queued},
+                         {"consumed", lane.consumed}});
+    }
+    return lanes;
+}
+
 boost::json::object Describe(const MemberStatus& inMember) {
     return {
         {"member", inMember.member},
@@ -17,6 +29,7 @@ boost::json::object Describe(const MemberStatus& inMember) {
         {"state", inMember.connected ? "up" : "away"},
         {"receives", inMember.receives},
         {"queued_bytes", inMember.queuedBytes},
+        {"lanes", Describe(inMember.busyLanes)},
     };
 }
 
