@@ -4,7 +4,9 @@
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "nuocore/Assertion.h"
@@ -150,6 +152,40 @@ TEST(BreakPolicy, DoesNotStopWithoutADebugger) {
     EXPECT_FALSE(IsDebuggerAttached());
     RaiseAssertion(kRecord);
     SetAssertionHandler(before);
+}
+
+// Uses up what the other tests need, so it runs in a process of its own.
+void RaiseAFlood() {
+    constexpr std::uint64_t kFlood = 10000;
+    const LogRecorder log;
+    for (std::uint64_t i = 0; i < kFlood; ++i) {
+        RaiseAssertion(kRecord);
+    }
+    const std::size_t written = log.Records().size();
+    EXPECT_GE(written, 100U);
+    EXPECT_LT(written, kFlood / 2);
+    // The next one that is written says how many were left out before it, so that none goes missing.
+    std::uint64_t raised = kFlood;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (log.Records().size() == written && std::chrono::steady_clock::now() < deadline) {
+        RaiseAssertion(kRecord);
+        ++raised;
+    }
+    std::uint64_t leftOut = 0;
+    for (const auto& record : log.Records()) {
+        for (const auto& [name, value] : record.mFields) {
+            if (name == "leftOutBefore") {
+                leftOut += boost::any_cast<std::uint64_t>(value);
+            }
+        }
+    }
+    EXPECT_EQ(log.Records().size() + leftOut, raised);
+    std::exit(testing::Test::HasFailure() ? 1 : 0);  // NOLINT(concurrency-mt-unsafe)
+}
+
+TEST(AssertionFlood, IsLeftOutOfTheLogAndCounted) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(RaiseAFlood(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -33,7 +33,9 @@ enum class BreakPolicy {
 };
 
 /// Installs a handler and returns the one before it. An empty handler stands for the default one, which logs
-/// the record and asks to break. A handler being replaced may still be running when this returns.
+/// the record and asks to break; of a flood (more than 100 at once, or 20 in a second) it leaves records out,
+/// and the next one's field "leftOutBefore" says how many. A handler being replaced may still be running when
+/// this returns.
 NUOCORE_API AssertionHandler SetAssertionHandler(AssertionHandler inHandler);
 
 NUOCORE_API void SetBreakPolicy(BreakPolicy inPolicy) noexcept;

@@ -3,9 +3,11 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "Debugger.h"
+#include "RecordBudget.h"
 #include "nuocore/Log.h"
 #include "nuocore/Strings.h"
 
@@ -33,12 +35,21 @@ const char* TextOf(const char* inText) noexcept { return inText != nullptr ? inT
 
 bool LogAssertion(const AssertionRecord& inRecord) {
     using serialization::VariantValue;
-    log::Log({"Assertion",
-              TextOf(inRecord.mFile),
-              TextOf(inRecord.mFunction),
-              inRecord.mMessage,
-              {{"expression", VariantValue(UTF8String(TextOf(inRecord.mExpression)))},
-               {"line", VariantValue(std::uint64_t{inRecord.mLine})}}});
+    static auto& sBudget = *new RecordBudget;
+    const std::optional<std::uint64_t> leftOut = sBudget.Take(RecordBudget::Clock::now());
+    if (!leftOut) {
+        return false;
+    }
+    log::LogRecord record{"Assertion",
+                          TextOf(inRecord.mFile),
+                          TextOf(inRecord.mFunction),
+                          inRecord.mMessage,
+                          {{"expression", VariantValue(UTF8String(TextOf(inRecord.mExpression)))},
+                           {"line", VariantValue(std::uint64_t{inRecord.mLine})}}};
+    if (*leftOut != 0) {
+        record.mFields.emplace_back("leftOutBefore", VariantValue(*leftOut));
+    }
+    log::Log(record);
     return true;
 }
 

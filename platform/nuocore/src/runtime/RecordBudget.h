@@ -1,0 +1,43 @@
+/// How many records may be written: a burst, and then so many in a second. What senders of broken payloads
+/// can cause must not fill a disk.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace nuocore::debug {
+
+/// Any thread.
+class RecordBudget {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Whether a record may be written now; if so, how many before it were left out since the last one.
+    std::optional<std::uint64_t> Take(Clock::time_point inNow) {
+        const std::lock_guard lock(mLock);
+        const std::chrono::duration<double> passed = inNow - mLast;
+        mLeft = std::min(kBurst, mLeft + passed.count() * kPerSecond);
+        mLast = inNow;
+        if (mLeft < 1) {
+            ++mLeftOut;
+            return std::nullopt;
+        }
+        mLeft -= 1;
+        return std::exchange(mLeftOut, 0);
+    }
+
+  private:
+    static constexpr double kBurst = 100;
+    static constexpr double kPerSecond = 20;
+
+    std::mutex mLock;
+    double mLeft = kBurst;
+    Clock::time_point mLast = Clock::now();
+    std::uint64_t mLeftOut = 0;
+};
+
+}  // namespace nuocore::debug
