@@ -65,7 +65,11 @@ void InternTable::Release(InternedText* inText) noexcept {
     const std::lock_guard lock(shard.mMutex);
     if (inText->mState.fetch_sub(InternedText::kReference, std::memory_order_acq_rel) ==
         InternedText::kReference) {
-        shard.MakeIdle(*inText);
+        if (inText->mSize > kMaxIdleBytes) {
+            shard.Drop(*inText);
+        } else {
+            shard.KeepIdle(*inText);
+        }
     }
 }
 
@@ -97,29 +101,31 @@ void InternTable::Shard::Insert(InternedText& inText) {
     mTexts.insert(inText);
 }
 
-void InternTable::Shard::MakeIdle(InternedText& inText) noexcept {
+void InternTable::Shard::KeepIdle(InternedText& inText) noexcept {
     inText.mState.fetch_or(InternedText::kIdle, std::memory_order_relaxed);
     mIdle.push_back(inText);
-    mIdleBytes += inText.mSize;
-    TrimIdle();
+    if (mIdle.size() > kMaxIdlePerShard) {
+        DropOldestIdle();
+    }
 }
 
-void InternTable::Shard::TrimIdle() noexcept {
-    while (mIdle.size() > kMaxIdlePerShard || mIdleBytes > kMaxIdleBytesPerShard) {
-        InternedText& oldest = mIdle.front();
-        mIdle.pop_front();
-        mIdleBytes -= oldest.mSize;
-        // A text that is used again stays, and comes back to the list with its next last reference.
-        std::size_t state = oldest.mState.load(std::memory_order_acquire);
-        while (state != InternedText::kIdle &&
-               !oldest.mState.compare_exchange_weak(state, state & ~InternedText::kIdle,
-                                                    std::memory_order_acq_rel, std::memory_order_acquire)) {
-        }
-        if (state == InternedText::kIdle) {
-            mTexts.erase(mTexts.iterator_to(oldest));
-            FreeEntry(&oldest);
-        }
+void InternTable::Shard::DropOldestIdle() noexcept {
+    InternedText& oldest = mIdle.front();
+    mIdle.pop_front();
+    // A text that is used again stays, and comes back to the list with its next last reference.
+    std::size_t state = oldest.mState.load(std::memory_order_acquire);
+    while (state != InternedText::kIdle &&
+           !oldest.mState.compare_exchange_weak(state, state & ~InternedText::kIdle,
+                                                std::memory_order_acq_rel, std::memory_order_acquire)) {
     }
+    if (state == InternedText::kIdle) {
+        Drop(oldest);
+    }
+}
+
+void InternTable::Shard::Drop(InternedText& inText) noexcept {
+    mTexts.erase(mTexts.iterator_to(inText));
+    FreeEntry(&inText);
     if (mBuckets.size() > kFirstBuckets && mTexts.size() < mBuckets.size() / 8) {
         try {
             Resize(mBuckets.size() / 2);

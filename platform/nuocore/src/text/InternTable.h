@@ -52,9 +52,9 @@ class InternTable {
     [[nodiscard]] std::size_t Count();
 
     static constexpr std::size_t kShards = 64;
-    /// How many texts without a reference each shard keeps, and how long those may be together.
+    /// How many texts without a reference each shard keeps, and how long one of them may be.
     static constexpr std::size_t kMaxIdlePerShard = 64;
-    static constexpr std::size_t kMaxIdleBytesPerShard = std::size_t{16} << 10;
+    static constexpr std::size_t kMaxIdleBytes = 256;
 
   private:
     struct HashOf {
@@ -74,15 +74,15 @@ class InternTable {
         Shard();
         InternedText* Find(std::string_view inText, std::size_t inHash);
         void Insert(InternedText& inText);
-        void MakeIdle(InternedText& inText) noexcept;
-        void TrimIdle() noexcept;
+        void Drop(InternedText& inText) noexcept;
+        void KeepIdle(InternedText& inText) noexcept;
+        void DropOldestIdle() noexcept;
         void Resize(std::size_t inBuckets);
 
         std::mutex mMutex;
         std::vector<Set::bucket_type> mBuckets;
         Set mTexts;
         IdleList mIdle;
-        std::size_t mIdleBytes = 0;
     };
 
     Shard& ShardOf(std::size_t inHash) noexcept { return mShards[(inHash >> 24) % kShards]; }
