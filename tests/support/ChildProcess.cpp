@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -107,7 +107,8 @@ ChildProcess::ChildProcess(Command inCommand) : mInputText(std::move(inCommand.m
     Pipe errors;
     if (inCommand.mOutput == Command::Output::kReaderGone) Close(output.mRead);
     mId = Spawn(inCommand, input.mRead, output.mWrite, errors.mWrite);
-    mEnded = ::pidfd_open(mId, 0);
+    // The C library of Debian 12 declares its wrapper without C linkage.
+    mEnded = static_cast<int>(::syscall(SYS_pidfd_open, mId, 0));
     mInput = std::exchange(input.mWrite, -1);
     mErrors.mDescriptor = std::exchange(errors.mRead, -1);
     switch (inCommand.mOutput) {
@@ -139,9 +140,11 @@ void ChildProcess::Signal(int inSignal) const {
 }
 
 void ChildProcess::PassInput() {
-    const ssize_t written = ::write(mInput, mInputText.data(), mInputText.size());
-    if (written > 0) mInputText.erase(0, static_cast<std::size_t>(written));
-    if (mInputText.empty() || (written < 0 && errno != EAGAIN && errno != EINTR)) Close(mInput);
+    const ssize_t written =
+        ::write(mInput, mInputText.data() + mInputPassed, mInputText.size() - mInputPassed);
+    if (written > 0) mInputPassed += static_cast<std::size_t>(written);
+    const bool isRefused = written < 0 && errno != EAGAIN && errno != EINTR;
+    if (mInputPassed == mInputText.size() || isRefused) Close(mInput);
 }
 
 void ChildProcess::Collect(Stream& ioStream) {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -66,6 +67,7 @@ class ChildProcess {
     int mEnded = -1;  // process descriptor: readable when the program has ended
     int mInput = -1;
     std::string mInputText;
+    std::size_t mInputPassed = 0;
     Stream mOutput;
     Stream mErrors;
     int mUnread = -1;

@@ -46,17 +46,40 @@ TEST_F(Messages, RawTextAndJSONDocumentsAreReadFromTheStandardInput) {
     EXPECT_THAT(subscriber->Output(), HasSubstr("\"payload\":{\"a\":1}"));
 }
 
+TEST_F(Messages, ATextIsSentAsItIsWhateverItLooksLike) {
+    const auto subscriber = Subscriber("t.news", 3);
+    EXPECT_EQ(Run({"send", "t.news", "--", "--json"}).mExitCode, 0);
+    EXPECT_EQ(Run({"send", "t.news", "\"a\", \\ b"}).mExitCode, 0);
+    EXPECT_EQ(Run({"send", "t.news", "k=v"}).mExitCode, 0);
+    EXPECT_EQ(subscriber->Wait(), 0);
+    EXPECT_THAT(subscriber->Output(), HasSubstr("\"raw\":\"--json\""));
+    EXPECT_THAT(subscriber->Output(), HasSubstr("\"raw\":\"\\\"a\\\", \\\\ b\""));
+    EXPECT_THAT(subscriber->Output(), HasSubstr("\"raw\":\"k=v\""));
+}
+
+TEST_F(Messages, WhatCannotBeDecodedIsToldAndTheNextMessageArrives) {
+    const auto subscriber = Subscriber("t.news", 1);
+    EXPECT_EQ(Run({"send", "t.news", "[1,2]"}).mExitCode, 0);
+    EXPECT_TRUE(subscriber->AwaitErrors("assertion in ")) << subscriber->Errors();
+    EXPECT_EQ(Run({"send", "t.news", "next"}).mExitCode, 0);
+    EXPECT_EQ(subscriber->Wait(), 0);
+    EXPECT_THAT(subscriber->Output(), HasSubstr("next"));
+}
+
 TEST_F(Messages, ALineForPeopleSaysWhoSentARawText) {
     ChildProcess subscriber(Command({"subscribe", "t.news", "--count", "1"}));
     ASSERT_TRUE(subscriber.AwaitErrors("listening"));
-    Run({"send", "t.news", "hello", "--as", "PHOTO", "--as-version", "2.1"});
+    EXPECT_EQ(Run({"send", "t.news", "hello", "--as", "PHOTO", "--as-version", "2.1"}).mExitCode, 0);
     EXPECT_EQ(subscriber.Wait(), 0);
     EXPECT_EQ(subscriber.Output(), "t.news \"hello\" from PHOTO-2.1\n");
 }
 
 TEST_F(Messages, APushNotificationIsShownAsOne) {
     const auto subscriber = Subscriber("t.push", 1);
-    Run({"send", "t.push"}, "<message v=\"1\"><notification-signal type=\"T\" sub-type=\"S\"/></message>");
+    EXPECT_EQ(
+        Run({"send", "t.push"}, "<message v=\"1\"><notification-signal type=\"T\" sub-type=\"S\"/></message>")
+            .mExitCode,
+        0);
     EXPECT_EQ(subscriber->Wait(), 0);
     EXPECT_THAT(subscriber->Output(), HasSubstr("\"notification\":\"T\""));
     EXPECT_THAT(subscriber->Output(), HasSubstr("\"sub-type\":\"S\""));

@@ -134,8 +134,10 @@ void AddAnswerVerb(CLI::App& ioApp) {
         ->required()
         ->check(CheckMessageType)
         ->type_name("TYPE");
-    verb->add_option("--reply", options->mReply, "Pairs key=text and key:=JSON to add, or one JSON object")
-        ->type_name("WORD...");
+    verb->add_option("--reply", options->mReply,
+                     "A pair key=text or key:=JSON to add, or one JSON object; may be repeated")
+        ->allow_extra_args(false)
+        ->type_name("WORD");
     verb->add_option("--root", options->mRoot,
                      "Root tag of the answers to questions in XML (default: message)")
         ->type_name("TAG");

@@ -48,8 +48,9 @@ void Note(const std::string& inText) { std::cerr << "plexa: " + inText + "\n" <<
 
 void NoteAssertions() {
     nuocore::debug::SetAssertionHandler([](const nuocore::debug::AssertionRecord& inRecord) {
-        Note("in " + std::string(inRecord.mFunction) + ": " +
-             PlainLine(inRecord.mMessage.empty() ? inRecord.mExpression : inRecord.mMessage));
+        std::string text = std::string("assertion in ") + inRecord.mFunction + ": " + inRecord.mExpression;
+        if (!inRecord.mMessage.empty()) text += ": " + inRecord.mMessage;
+        Note(PlainLine(text));
         return false;
     });
 }

@@ -66,7 +66,18 @@ void AddPayloadOptions(CLI::App& ioVerb, PayloadOptions& outOptions, const char*
         .add_option("--root", outOptions.mRoot,
                     std::string("Root tag of the XML document (default: ") + inDefaultRoot + ")")
         ->type_name("TAG");
-    ioVerb.add_option("payload", outOptions.mWords, inWordsHelp)->type_name("WORD...");
+    // Two positions, because of several values CLI11 takes "[a,b]" for a list; the first may be any text.
+    ioVerb
+        .add_option_function<std::string>(
+            "payload", [&outOptions](const std::string& inWord) { outOptions.mFirst = inWord; }, inWordsHelp)
+        ->type_name("WORD");
+    ioVerb.add_option("more", outOptions.mMore, "Further pairs")->type_name("WORD");
+}
+
+std::vector<std::string> PayloadOptions::Words() const {
+    std::vector<std::string> words = mMore;
+    if (mFirst) words.insert(words.begin(), *mFirst);
+    return words;
 }
 
 VariantObject DictionaryOf(const std::vector<std::string>& inWords) {

@@ -1,6 +1,7 @@
 /// Options that say what a message carries.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,11 @@ struct PayloadOptions {
     bool mIsXML = false;
     bool mIsJSON = false;
     std::string mRoot;
-    std::vector<std::string> mWords;  ///< pairs, one JSON document, or a raw text
+    std::optional<std::string> mFirst;
+    std::vector<std::string> mMore;
+
+    /// Pairs, one JSON document, or a raw text.
+    [[nodiscard]] std::vector<std::string> Words() const;
 };
 
 /// Adds --xml, --json, --root and the words.

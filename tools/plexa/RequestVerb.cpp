@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "BusConnection.h"
 #include "Failure.h"
@@ -54,10 +55,10 @@ class Asker final : public nuoplexasupport::IPlexaClient {
 
 void Request(const RequestOptions& inOptions) {
     const bool isXML = inOptions.mPayload.mIsXML;
-    const bool isInput = inOptions.mPayload.mWords.size() == 1 && inOptions.mPayload.mWords[0] == "-";
-    const VariantObject dictionary = isInput
-                                         ? ParseObject(ReadInput(), "the dictionary on the standard input")
-                                         : DictionaryOf(inOptions.mPayload.mWords);
+    const std::vector<std::string> words = inOptions.mPayload.Words();
+    const bool isInput = words.size() == 1 && words[0] == "-";
+    const VariantObject dictionary =
+        isInput ? ParseObject(ReadInput(), "the dictionary on the standard input") : DictionaryOf(words);
     // Says now what could not be written, rather than sending an error marker.
     SendableText(dictionary, isXML ? PayloadFormat::kXML : PayloadFormat::kJSON, inOptions.mPayload.mRoot);
 

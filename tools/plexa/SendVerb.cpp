@@ -35,16 +35,16 @@ UTF8String RawText(const std::vector<std::string>& inWords) {
 }
 
 UTF8String PayloadTextOf(const PayloadOptions& inOptions) {
+    const std::vector<std::string> words = inOptions.Words();
     if (!inOptions.mIsXML && !inOptions.mIsJSON) {
-        UTF8String text = RawText(inOptions.mWords);
+        UTF8String text = RawText(words);
         if (text.find('\0') != UTF8String::npos) {
             throw Failure(kExitFailure, "cannot send this payload: it has a NUL byte, at which payloads end");
         }
         return text;
     }
-    const auto dictionary = IsInput(inOptions.mWords)
-                                ? ParseObject(ReadInput(), "the dictionary on the standard input")
-                                : DictionaryOf(inOptions.mWords);
+    const auto dictionary = IsInput(words) ? ParseObject(ReadInput(), "the dictionary on the standard input")
+                                           : DictionaryOf(words);
     return SendableText(dictionary, inOptions.mIsXML ? PayloadFormat::kXML : PayloadFormat::kJSON,
                         inOptions.mRoot);
 }
