@@ -16,6 +16,8 @@ case "${1:-}" in
 esac
 
 jobs=$(nproc)
+# What one clone has compiled serves the next one.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 failed=()
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
