@@ -1,7 +1,7 @@
 #include "Comparison.h"
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <stdexcept>
 #include <utility>
 
@@ -31,13 +31,13 @@ std::vector<Comparison::Figure> Comparison::Measure(std::size_t inSamples, doubl
 }
 
 double Comparison::TimeBatch(const Task& inTask) {
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();
     for (std::size_t i = 0; i < inTask.mBatch; ++i) {
         if (!inTask.mRun()) {
             throw std::runtime_error(inTask.mName + " did not do its work");
         }
     }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 void Comparison::Calibrate(Task& ioTask, double inSeconds) {

@@ -9,7 +9,7 @@
 namespace codecs {
 
 /// Tasks take turns sample by sample, so that a machine whose speed drifts favours none; what counts is the
-/// median.
+/// median of the processor time, which other programs on the machine disturb little.
 class Comparison {
   public:
     struct Figure {
