@@ -37,10 +37,19 @@ finish() {
 trap finish EXIT
 trap 'exit 1' INT TERM
 
+# A command as one would type it.
+typed() {
+    local word line=""
+    for word; do
+        case $word in *[!a-zA-Z0-9_=:./+-]*) word="'$word'" ;; esac
+        line+=" $word"
+    done
+    printf '$%s' "$line"
+}
 title() { printf '\n--- %s\n' "$*"; }
 # Shows a command and what it says; no command may take longer than half a minute.
 show() {
-    printf '$ %s\n' "$*"
+    typed "$@"; echo
     timeout -k 10 30 "$@" 2>&1 | tee "$folder/shown" | sed 's/^/    /'
 }
 # What the last command said has to hold this text.
@@ -49,10 +58,12 @@ expect() { grep -qF -- "$1" "$folder/shown" || { echo "this is missing above: $1
 begin() {
     local name=$1
     shift
-    printf '$ %s &\n' "$*"
+    typed "$@"; echo " &"
     timeout -k 10 120 "$@" >"$folder/$name" 2>&1 &
     children+=($!)
 }
+# Shows what such a command has said.
+said() { sed 's/^/    /' "$folder/$1"; cp "$folder/$1" "$folder/shown"; }
 # Waits until a file holds a text.
 await() {
     local deadline=$((SECONDS + 30))
@@ -91,7 +102,7 @@ show plexa send org.example.news "hello, bus"
 show plexa send org.example.news --xml title=News text="<it works>"
 show plexa send org.example.news --json count:=3 "tags:=[\"a\",\"b\"]"
 wait "${children[-1]}"
-show cat "$folder/subscribed"
+said subscribed
 expect '"hello, bus"'
 expect '{"text":"<it works>","title":"News"}'
 expect '{"count":3,"tags":["a","b"]}'
@@ -123,5 +134,5 @@ title "a clean end"
 echo "\$ kill %1    (answering_host)"
 kill "${children[0]}"
 wait "${children[0]}"
-show cat "$folder/answering"
+said answering
 expect 'answered: "to be or not to be" has 6 words'

@@ -42,7 +42,7 @@ class Packaging : public testing::Test {
     // What a program prints that goes on the bus with the installed broker.
     [[nodiscard]] std::string Output(const std::string& inProgram,
                                      const std::string& inLibraryPath = {}) const {
-        Command command{{inProgram}, mBus.Environment(Prefix() + "/" LIBRARY_FOLDER), {}};
+        Command command{{inProgram}, mBus.Environment(Prefix() + "/" LIBRARY_FOLDER)};
         if (!inLibraryPath.empty()) command.mEnvironment["LD_LIBRARY_PATH"] = inLibraryPath;
         const Finished run = support::Run(command);
         EXPECT_EQ(run.mExitCode, 0) << inProgram << ": " << run.mErrors;
@@ -50,7 +50,7 @@ class Packaging : public testing::Test {
     }
 
     static std::string Succeed(const std::vector<std::string>& inArguments) {
-        support::ChildProcess process(Command{inArguments, {}, {}});
+        support::ChildProcess process(Command{inArguments});
         const auto code = process.Wait(std::chrono::minutes(15));
         EXPECT_EQ(code, 0) << testing::PrintToString(inArguments) << "\n"
                            << process.Output() << process.Errors();
@@ -117,7 +117,7 @@ TEST_F(Packaging, TheRuntimeComponentIsAllThatProgramsNeed) {
     EXPECT_FALSE(std::filesystem::exists(Prefix() + "/include"));
     EXPECT_FALSE(std::filesystem::exists(Prefix() + "/" LIBRARY_FOLDER "/cmake"));
     EXPECT_TRUE(std::filesystem::exists(Prefix() + "/bin/OrvaneIPCBroker"));
-    Command command{{Prefix() + "/bin/plexa", "endpoints"}, mBus.Environment(""), {}};
+    Command command{{Prefix() + "/bin/plexa", "endpoints"}, mBus.Environment("")};
     command.mEnvironment["CommonProgramFiles"] = std::nullopt;
     const Finished run = support::Run(command);
     EXPECT_EQ(run.mExitCode, 0) << run.mErrors;

@@ -19,12 +19,12 @@ inline constexpr std::chrono::seconds kPatience{60};
 struct Command {
     std::vector<std::string> mArguments;  ///< the program's path first
     /// Added to the environment of the test; a variable without a value is taken out of it.
-    std::map<std::string, std::optional<std::string>> mEnvironment;
-    std::string mInput;  ///< what the program reads; then its input ends
+    std::map<std::string, std::optional<std::string>> mEnvironment = {};
+    std::string mInput = {};  ///< what the program reads; then its input ends
     /// Where its output goes: collected, or into a pipe that nobody reads, or whose reader has gone, or a
     /// file.
     enum class Output { kCollected, kUnread, kReaderGone, kFile } mOutput = Output::kCollected;
-    std::string mFile;  ///< for `kFile`
+    std::string mFile = {};  ///< for `kFile`
 };
 
 /// A running program; killed, if it still runs, when the object goes. One thread at a time. The functions
