@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "nuocore/Guid.h"
 #include "nuocore/StringConversion.h"
 
 namespace nuocore::xml {
@@ -50,6 +51,17 @@ void SplitName(std::string_view inName, UTF16String& outNamespace, UTF16String& 
         outQualifiedName += u':';
     }
     outQualifiedName += outLocalName;
+}
+
+/// A secret of this session, so that nobody can choose names that collide in expat's tables. expat would ask
+/// the system for one with each document.
+unsigned long MakeHashSalt() {
+    unsigned long salt = 0;
+    while (salt == 0) {  // 0 has expat ask
+        const utility::Guid random;
+        std::memcpy(&salt, random.AsBytes().data(), sizeof salt);
+    }
+    return salt;
 }
 
 std::string Describe(XML_Parser inParser, const char* inReason) {
@@ -136,6 +148,7 @@ void SaxSession::FreeParser::operator()(XML_ParserStruct* inParser) const noexce
 
 SaxSession::SaxSession(bool inNamespaces)
     : mNamespaces(inNamespaces),
+      mHashSalt(MakeHashSalt()),
       mParser(inNamespaces ? XML_ParserCreateNS(nullptr, kNameSeparator) : XML_ParserCreate(nullptr)) {
     if (mParser == nullptr) {
         throw std::bad_alloc();
@@ -154,6 +167,7 @@ void SaxSession::Prepare(AbstractParseHandler& inHandler, const ParserLimits& in
     XML_ParserStruct* const parser = mParser.get();
     XML_ParserReset(parser, nullptr);
     XML_SetUserData(parser, this);
+    XML_SetHashSalt(parser, mHashSalt);
     XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, static_cast<float>(kMaxAmplification));
     XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, kExpansionThreshold);
     XML_SetCharacterDataHandler(parser, Callbacks::Characters);

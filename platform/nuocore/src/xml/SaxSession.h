@@ -51,6 +51,7 @@ class SaxSession {
     void EndQualified();
 
     const bool mNamespaces;
+    const unsigned long mHashSalt;
     std::unique_ptr<XML_ParserStruct, FreeParser> mParser;
     AbstractParseHandler* mHandler = nullptr;
     ParserLimits mLimits;
