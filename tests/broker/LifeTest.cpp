@@ -195,11 +195,15 @@ TEST(Life, DescriptorHandedOverThatIsNoSocketIsAnError) {
     EXPECT_EQ(broker.Wait(), 1);
 }
 
-TEST(Life, SurvivesRunningOutOfDescriptorsAndServesAgainAfterwards) {
+/// With one descriptor more or less it runs out at another step of letting a client in.
+class LifeWithFewDescriptors : public ::testing::TestWithParam<rlim_t> {};
+INSTANTIATE_TEST_SUITE_P(Limit, LifeWithFewDescriptors, ::testing::Values(20, 21));
+
+TEST_P(LifeWithFewDescriptors, TurnsClientsAwayAndServesAgainAfterwards) {
     const TemporaryDirectory directory;
     BrokerProcess::Setup setup;
     setup.prepare = [] {
-        const rlimit few{20, 20};
+        const rlimit few{GetParam(), GetParam()};
         ::setrlimit(RLIMIT_NOFILE, &few);
     };
     BrokerProcess broker(directory.Path(), setup);
@@ -208,6 +212,7 @@ TEST(Life, SurvivesRunningOutOfDescriptorsAndServesAgainAfterwards) {
     std::vector<std::unique_ptr<WireClient>> crowd;
     for (int i = 0; i != 30; ++i) crowd.push_back(std::make_unique<WireClient>(broker.SocketPath()));
     EXPECT_TRUE(broker.Logs("no file descriptor is left"));
+    EXPECT_TRUE(crowd.back()->IsClosed()) << "it is told, and doesn't wait in vain";
     EXPECT_NE(early.Status(), "") << "those who are in are served on";
     const auto cpuTime = [&] {
         std::ifstream stat("/proc/" + std::to_string(broker.Process()) + "/stat");

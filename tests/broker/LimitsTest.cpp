@@ -1,5 +1,6 @@
 // The bounds whose events come from sockets and clocks, at small sizes.
 #include <gtest/gtest.h>
+#include <boost/json.hpp>
 
 #include "Eventually.h"
 #include "LocalBroker.h"
@@ -123,12 +124,18 @@ TEST(Limits, SmallMessagesForAReceiverThatStandsStillDoNotHoldLargeBuffers) {
     // bound, the buffers it came in would be far above.
     const std::string payload(1000, 'x');
     wire::Sequence sequence = 0;
+    std::size_t mostInUse = 0;
     for (int i = 0; i != 1500; ++i) {
         sender.SendBytes(MessageFrame(sequence + 1, still.Slot(), "t", payload) +
                          MessageFrame(sequence + 2, reader.Slot(), "t", ""));
         sequence += 2;
         ASSERT_TRUE(reader.Next(wire::FrameKind::Data));
+        if (i % 10 == 0) {
+            const boost::json::value status = boost::json::parse(reader.Status());
+            mostInUse = std::max(mostInUse, status.at_pointer("/memory/in_use").to_number<std::size_t>());
+        }
     }
+    EXPECT_LT(mostInUse, limits.brokerMemory / 2) << "beyond that everybody's windows shrink";
     for (int i = 0; i != 1500; ++i) ASSERT_TRUE(still.Next(wire::FrameKind::Data)) << i;
 }
 

@@ -19,12 +19,14 @@ bool HasEnded(int inProcessHandle) {
     return ::poll(&state, 1, 0) != 0;
 }
 
+/// None with errno telling why.
 std::optional<std::uint64_t> ReadStartTime(pid_t inProcess) {
     const std::string path = "/proc/" + std::to_string(inProcess) + "/stat";
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) return std::nullopt;
     std::array<char, 1024> text;
     const ssize_t length = ::read(file.Get(), text.data(), text.size());
+    errno = ESRCH;
     if (length <= 0) return std::nullopt;
     return StartTimeOf({text.data(), static_cast<std::size_t>(length)});
 }
@@ -42,9 +44,10 @@ std::optional<HeldProcess> HoldProcess(pid_t inProcess) {
     FileDescriptor handle(static_cast<int>(::syscall(SYS_pidfd_open, inProcess, 0U)));
     if (!handle) return std::nullopt;
     const std::optional<std::uint64_t> startTime = ReadStartTime(inProcess);
+    if (!startTime) return std::nullopt;
     // Alive after the reading: so the text was about this process and not about a later one of the same
     // number.
-    if (!startTime || HasEnded(handle.Get())) {
+    if (HasEnded(handle.Get())) {
         errno = ESRCH;
         return std::nullopt;
     }

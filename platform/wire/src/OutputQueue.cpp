@@ -89,30 +89,48 @@ void OutputQueue::Consume(std::size_t inBytes) noexcept {
 }
 
 void OutputQueue::Compact(BufferPool& inPool) {
+    // A run of pieces of one buffer is copied together or stays.
+    const auto endOfRun = [this](std::size_t inFirst) {
+        std::size_t last = inFirst;
+        while (last != mPieces.size() && mPieces[last].buffer == mPieces[inFirst].buffer) {
+            ++last;
+        }
+        return last;
+    };
+    const auto sparseBytes = [this](std::size_t inFirst, std::size_t inLast) {
+        std::size_t bytes = 0;
+        for (std::size_t i = inFirst; i != inLast; ++i) {
+            bytes += mPieces[i].length;
+        }
+        return bytes * kSparse < mPieces[inFirst].buffer->Capacity() ? bytes : 0;
+    };
+    std::size_t left = 0;
+    for (std::size_t first = mFirst, last = 0; first != mPieces.size(); first = last) {
+        last = endOfRun(first);
+        left += sparseBytes(first, last);
+    }
     std::vector<Piece> pieces;
     pieces.reserve(mPieces.size() - mFirst);
     BufferRef block;
     std::size_t used = 0;
-    for (std::size_t first = mFirst; first != mPieces.size();) {
-        std::size_t last = first;
-        std::size_t bytes = 0;
-        for (; last != mPieces.size() && mPieces[last].buffer == mPieces[first].buffer; ++last) {
-            bytes += mPieces[last].length;
-        }
-        const bool sparse = bytes * kSparse < mPieces[first].buffer->Capacity();
-        for (; first != last; ++first) {
-            const Piece& piece = mPieces[first];
+    for (std::size_t first = mFirst, last = 0; first != mPieces.size(); first = last) {
+        last = endOfRun(first);
+        const bool sparse = sparseBytes(first, last) != 0;
+        for (std::size_t i = first; i != last; ++i) {
+            const Piece& piece = mPieces[i];
             if (!sparse) {
                 pieces.push_back(piece);
                 continue;
             }
             if (!block || block->Capacity() - used < piece.length) {
-                block = inPool.MakeExact(std::max(piece.length, std::min(mBytes, kCompactBlock)));
+                // No larger than what is still to be copied: the new blocks are full.
+                block = inPool.MakeExact(std::max(piece.length, std::min(left, kCompactBlock)));
                 used = 0;
             }
             std::memcpy(block->Data() + used, piece.bytes, piece.length);
             pieces.push_back({block, block->Data() + used, piece.length, piece.control});
             used += piece.length;
+            left -= piece.length;
         }
     }
     mPieces.swap(pieces);
