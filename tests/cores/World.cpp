@@ -298,19 +298,14 @@ void World::KillBroker(bool inRestIsRead) {
 void World::StartBroker() {
     mFirstMember += 1000;
     mBroker = std::make_unique<BrokerCore>(limits, mPool, mFirstMember);
-    for (const auto& [member, record] : mRecords) {
-        const bool lives = std::any_of(mNodes.begin(), mNodes.end(), [&](const auto& inNode) {
-            return inNode->alive && inNode->mProcess == record.process;
-        });
-        if (lives) {
-            mBroker->Restore(record, now);
-        }
-    }
     std::erase_if(mRecords, [&](const auto& inEntry) {
         return std::none_of(mNodes.begin(), mNodes.end(), [&](const auto& inNode) {
             return inNode->alive && inNode->mProcess == inEntry.second.process;
         });
     });
+    for (const auto& [member, record] : mRecords) {
+        mBroker->Restore(record, now);
+    }
 }
 
 void World::Break(Node& ioNode) {
