@@ -362,7 +362,7 @@ TEST(Dispatchers, LetAListenerSendWithoutBound) {
     const Bus bus;
     Peer other;
     other.Join("B-1");
-    other.Tell("answer t");
+    other.Set("answer t");
     IPlexaMessageDispatcher* dispatcher = nullptr;
     std::atomic<int> left{2000};
     Member member([&](const std::string& inText) {

@@ -6,14 +6,14 @@
 #include "Bus.h"
 #include "Peer.h"
 
-TEST(Errors, AMessageToSomebodyUnknownIsNotDelivered) {
+TEST(Errors, AMessageThatAReceiverHadInHandWhenItWasKilledIsNotConfirmed) {
     Bus bus;
     Peer a;
     Peer b;
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    b.Tell("hold t");
+    b.Set("hold t");
     a.Tell("send B-1 t stay");
     b.Await("held stay");
     b.Kill();
@@ -28,12 +28,12 @@ TEST(Errors, MessagesToAReceiverThatLeavesWithoutTakingThemAreNotDelivered) {
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    b.Tell("hold t");
+    b.Set("hold t");
     a.Tell("send B-1 t first");
     b.Await("held first");
     a.Tell("send B-1 u second");
     EXPECT_EQ(a.Await("sent"), "sent 0");
-    b.Tell("leave-on t");  // nobody is asked any more, but the release below comes in between
+    b.Set("leave-on t");  // at the end of the call that runs
     b.Tell("go");
     EXPECT_EQ(b.Await("left inside"), "left inside");
     EXPECT_EQ(a.Await("error"), "error u Not delivered|B-1: it has left");
@@ -49,7 +49,7 @@ TEST(Errors, ABroadcastToAReceiverThatEndsIsNoError) {
     b.Join("B-1");
     c.Join("C-1");
     a.AwaitEndPoints(3);
-    b.Tell("hold t");
+    b.Set("hold t");
     a.Tell("send - t all");
     b.Await("held all");
     c.Await("got A-1 t all");

@@ -69,14 +69,14 @@ TEST(Lifecycle, TheLastReleaseInsideReceiveReturnsAndLeaves) {
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    b.Tell("leave-on t");
+    b.Set("leave-on t");
     a.Tell("send B-1 t leave");
     EXPECT_EQ(b.Await("left inside"), "left inside");
     a.AwaitEndPoints(1);
     // A dispatcher pointer from before does nothing, and a new instance is a new member.
     b.Tell("list");
     EXPECT_EQ(b.Await("list"), "list");
-    b.Tell("leave-on nothing");
+    b.Set("leave-on nothing");
     b.Join("B-1");
     a.AwaitEndPoints(2);
     a.Tell("send B-1 t again");
@@ -90,7 +90,7 @@ TEST(Lifecycle, RemovingAListenerWaitsForItsCall) {
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    b.Tell("hold t");
+    b.Set("hold t");
     a.Tell("send B-1 t stay");
     b.Await("held stay");
     b.Tell("remove");
@@ -108,10 +108,10 @@ TEST(Lifecycle, AListenerMayRemoveItselfInsideItsCall) {
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    b.Tell("remove-on t");
+    b.Set("remove-on t");
     a.Tell("send B-1 t go");
     EXPECT_EQ(b.Await("removed inside"), "removed inside");
-    b.Tell("remove-on nothing");
+    b.Set("remove-on nothing");
     a.Tell("send B-1 t unheard");
     a.Await("sent");
     b.Tell("enable");
@@ -127,7 +127,7 @@ TEST(Lifecycle, AProcessThatEndsWithoutReleasingDoesNotCrash) {
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    a.Tell("count n");
+    a.Set("count n");
     b.Tell("burst A-1 n 5000");
     a.Tell("exit");
     EXPECT_EQ(a.AwaitExit(), 0);
@@ -142,8 +142,8 @@ TEST(Lifecycle, WhileAListenerRunsForLongItsProcessSendsAndKeepsUp) {
     b.Join("B-1");
     a.AwaitEndPoints(2);
     b.AwaitEndPoints(2);
-    a.Tell("count n");
-    b.Tell("hold t");
+    a.Set("count n");
+    b.Set("hold t");
     a.Tell("send B-1 t stay");
     b.Await("held stay");
     // More than a window: without reports being read it would stop.

@@ -55,8 +55,8 @@ TEST(Messages, TenThousandMessagesArriveInOrder) {
     b.Join("B-1");
     c.Join("C-1");
     a.AwaitEndPoints(3);
-    b.Tell("count n");
-    c.Tell("count n");
+    b.Set("count n");
+    c.Set("count n");
     a.Tell("burst - n 10000");
     EXPECT_EQ(a.Await("sent"), "sent 0");
     EXPECT_EQ(b.AwaitCount("A-1", 10000), "counted A-1 10000 in order");
@@ -87,7 +87,7 @@ TEST(Messages, AMessageToOneselfIsDelivered) {
     a.Join("A-1");
     a.Tell("send A-1 t me");
     EXPECT_EQ(a.Await("got"), "got A-1 t me");
-    a.Tell("count n");
+    a.Set("count n");
     a.Tell("burst A-1 n 1000");
     EXPECT_EQ(a.AwaitCount("A-1", 1000), "counted A-1 1000 in order");
 }
@@ -99,7 +99,7 @@ TEST(Messages, AnAnswerFromInsideReceiveArrives) {
     a.Join("A-1");
     b.Join("B-1");
     a.AwaitEndPoints(2);
-    b.Tell("answer ask");
+    b.Set("answer ask");
     for (const char* text : {"one", "two", "three"}) {
         a.Tell(std::string("send B-1 ask ") + text);
         EXPECT_EQ(a.Await("got"), std::string("got B-1 answer ") + text);

@@ -32,8 +32,8 @@ TEST(Restart, NothingIsLostOrDoubledWhenTheBrokerIsKilledUnderLoad) {
     b.Join("B-1");
     c.Join("C-1");
     a.AwaitEndPoints(3);
-    b.Tell("count n");
-    c.Tell("count n");
+    b.Set("count n");
+    c.Set("count n");
     a.Tell("burst - n 100000");
     for (int i = 0; i != 3; ++i) bus.KillBroker();
     EXPECT_EQ(a.Await("sent"), "sent 0");

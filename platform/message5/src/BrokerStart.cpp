@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +20,13 @@ namespace orvane::plexa::message5 {
 namespace {
 
 [[noreturn]] void Fail(const char* inWhat) { throw std::system_error(errno, std::system_category(), inWhat); }
+
+/// Ends a forked process without anything that was prepared for the host's end.
+[[noreturn]] void EndProcess(int inCode) {
+    for (;;) {
+        ::syscall(SYS_exit_group, inCode);
+    }
+}
 
 /// In the new process: what the host has set for itself must not reach the program. Calls nothing that a
 /// forked process of many threads may not call.
@@ -33,7 +41,7 @@ namespace {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::fcntl(inReady, F_SETFD, 0);
     ::execv(inArguments[0], inArguments);
-    ::_exit(127);
+    EndProcess(127);
 }
 
 /// Runs a program as a grandchild, whose parent ends at once. The host's fork handlers are not run: nothing
@@ -51,7 +59,7 @@ bool RunDetached(char* const* inArguments, int inReady) {
         if (program == 0) {
             Execute(inArguments, inReady);
         }
-        ::_exit(program < 0 ? 1 : 0);
+        EndProcess(program < 0 ? 1 : 0);
     }
     const int error = errno;
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -160,6 +160,7 @@ class Session : public std::enable_shared_from_this<Session> {
     int mDirectWrites = 0;
     wire::TimePoint mDirectWritesSince{};
     Connector mConnector;  // second thread only
+    std::string mTrouble;  // likewise: what was traced last
     wire::TimePoint mNotBefore{};
 
     // Deliveries.

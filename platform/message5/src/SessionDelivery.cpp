@@ -17,6 +17,8 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr std::size_t kBatch = 64;
+/// So many failures wait for the first listener; it may never come.
+constexpr std::size_t kMostUnheard = 1024;
 /// How long calls may keep the delivery thread from reading before the second thread reads instead.
 constexpr wire::Duration kPatience = std::chrono::milliseconds(2);
 
@@ -114,6 +116,9 @@ void Session::TraceFailures(Lock& ioLock) {
     }
     ioLock.lock();
     std::move(failures.begin(), failures.end(), std::back_inserter(mToldFailures));
+    if (!mListening && mToldFailures.size() > kMostUnheard) {
+        mToldFailures.resize(kMostUnheard);
+    }
 }
 
 /// False when nobody was called because calls have been stopped.

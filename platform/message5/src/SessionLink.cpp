@@ -60,9 +60,11 @@ void Session::Connect(Lock& ioLock, TimePoint inNow) {
     // Only this thread makes connections and uses the connector.
     ioLock.unlock();
     wire::FileDescriptor socket = mConnector.Attempt(inNow);
-    const std::string trouble = mConnector.Trouble();
-    if (!trouble.empty()) {
-        TraceConnection(trouble);
+    if (mConnector.Trouble() != mTrouble) {
+        mTrouble = mConnector.Trouble();
+        if (!mTrouble.empty()) {
+            TraceConnection(mTrouble);
+        }
     }
     ioLock.lock();
     if (!socket) {

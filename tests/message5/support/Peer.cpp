@@ -52,6 +52,11 @@ void Peer::Tell(const std::string& inCommand) {
     ASSERT_EQ(::write(mInput, line.data(), line.size()), static_cast<ssize_t>(line.size()));
 }
 
+void Peer::Set(const std::string& inCommand) {
+    Tell(inCommand);
+    Await("set");
+}
+
 std::optional<std::string> Peer::NextLine() {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     for (;;) {

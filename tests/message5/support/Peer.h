@@ -17,6 +17,8 @@ class Peer {
     Peer& operator=(const Peer&) = delete;
 
     void Tell(const std::string& inCommand);
+    /// Tells one of the commands that set something, and waits until it is set.
+    void Set(const std::string& inCommand);
     /// Waits for the next event with this beginning, later events stay, earlier ones are dropped. The whole
     /// line; empty with a test failure when it doesn't come.
     std::string Await(std::string_view inBeginning);

@@ -1,23 +1,29 @@
-// A process on the bus that does what its standard input says, a line a command, and tells on its standard
-// output what happens to it, a line an event. Words are separated by blanks; "-" as a destination stands for
-// everybody.
+// A process on the bus. It does what its standard input says, a line a command, and tells on its standard
+// output what happens to it, a line an event. "-" as a destination stands for everybody.
 //
-//   start APP              configures, obtains the dispatcher, registers callback and listener: "started
-//   CODE" instance APP           configures and obtains the dispatcher only: "started CODE" enable enables
-//   the listener: "enabled" list                   "list APP APP ...", in the dispatcher's order send TO TYPE
-//   TEXT      "sent CODE" fill TO TYPE SIZE      the same with a payload of SIZE letters burst TO TYPE COUNT
-//   messages with the payloads 1 to COUNT: "sent CODE" once count TYPE             from now on messages of
-//   this type are counted: "counted SENDER COUNT in order" or "... out of order", at each
-//                          command "counts"
-//   answer TYPE            from now on messages of this type are answered from inside Receive with "answer
-//   TEXT" hold TYPE              from now on each message of this type is "held TEXT" until a command "go":
-//   "released TEXT" leave-on TYPE          the next message of this type releases the instance inside
-//   Receive: "left inside" remove-on TYPE         the next message of this type removes the listener inside
-//   Receive: "removed inside" remove                 removes the listener on a thread of its own: "removing",
-//   then "removed CODE" release                "released" exit                   ends the process at once,
-//   without destructors of static objects being awaited
+//   start APP           gets the dispatcher, registers callback and listener: "started CODE"
+//   instance APP        only gets the dispatcher: "started CODE"
+//   enable              adds and enables the listener: "enabled"
+//   list                "list APP APP ...", in the dispatcher's order
+//   send TO TYPE TEXT   "sent CODE"
+//   fill TO TYPE SIZE   sends SIZE letters: "sent CODE"
+//   burst TO TYPE N     sends the numbers 1 to N: "sent CODE" once
+//   counts              "counted SENDER N in order" (or "out of order") for each sender, "counted all"
+//   go                  lets one held message go
+//   remove              removes the listener on another thread: "removing", then "removed CODE"
+//   release             "released"
+//   exit                returns from main
 //
-// Events: "refresh COUNT READY", "got SENDER TYPE TEXT", "error TYPE ERROR|FAULT".
+// What Receive does, set for a type each and answered with "set":
+//
+//   count TYPE          counts silently; the payloads are to be 1, 2, 3 ...
+//   answer TYPE         sends "answer TEXT" back
+//   hold TYPE           "held TEXT"; returns after a "go": "released TEXT"
+//   leave-on TYPE       releases the instance: "left inside"
+//   remove-on TYPE      removes the listener: "removed inside"
+//
+// Events: "refresh COUNT READY", "got SENDER TYPE TEXT", "got SENDER TYPE size SIZE" for long ones,
+// "error TYPE ERROR|FAULT".
 #include <PlexaMessage5/PlexaMessage5.h>
 
 #include <atomic>
@@ -202,6 +208,11 @@ void SayList() {
     Say(line);
 }
 
+void Set(std::string Listener::*outMember, const std::string& inValue) {
+    TheListener().Set(outMember, inValue);
+    Say("set");
+}
+
 void Execute(const std::string& inCommand, std::istringstream& inWords) {
     std::string first;
     std::string type;
@@ -234,12 +245,12 @@ void Execute(const std::string& inCommand, std::istringstream& inWords) {
             result = Send(to, type, std::to_string(i));
         return Say("sent " + std::to_string(result));
     }
-    if (inCommand == "count") return TheListener().Set(&Listener::mCounted, first);
+    if (inCommand == "count") return Set(&Listener::mCounted, first);
     if (inCommand == "counts") return TheListener().SayCounts();
-    if (inCommand == "answer") return TheListener().Set(&Listener::mAnswered, first);
-    if (inCommand == "hold") return TheListener().Set(&Listener::mHeld, first);
-    if (inCommand == "leave-on") return TheListener().Set(&Listener::mLeaving, first);
-    if (inCommand == "remove-on") return TheListener().Set(&Listener::mRemoving, first);
+    if (inCommand == "answer") return Set(&Listener::mAnswered, first);
+    if (inCommand == "hold") return Set(&Listener::mHeld, first);
+    if (inCommand == "leave-on") return Set(&Listener::mLeaving, first);
+    if (inCommand == "remove-on") return Set(&Listener::mRemoving, first);
     if (inCommand == "go") return TheListener().Go();
     if (inCommand == "remove") {
         Say("removing");

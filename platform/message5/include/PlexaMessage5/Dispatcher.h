@@ -2,6 +2,10 @@
 ///
 /// One process has one dispatcher. It connects in the background, starts the broker when none runs, and calls
 /// listeners and end point callbacks on a thread of its own, the delivery thread, one call after another.
+///
+/// A process that was forked off without running another program must not use the library: its connection and
+/// threads stay with the parent. A process may end without `ReleaseInstance`; what it has sent is then handed
+/// over only as far as it had got.
 #pragma once
 
 #include <cstddef>
