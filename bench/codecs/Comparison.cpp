@@ -41,7 +41,11 @@ double Comparison::TimeBatch(const Task& inTask) {
 }
 
 void Comparison::Calibrate(Task& ioTask, double inSeconds) {
-    for (double seconds = TimeBatch(ioTask); seconds < inSeconds; seconds = TimeBatch(ioTask)) {
+    for (;;) {
+        const double seconds = TimeBatch(ioTask);
+        if (seconds >= inSeconds) {
+            return;
+        }
         const double factor = std::clamp(1.2 * inSeconds / std::max(seconds, 1e-9), 1.5, 16.0);
         ioTask.mBatch = static_cast<std::size_t>(static_cast<double>(ioTask.mBatch) * factor) + 1;
     }

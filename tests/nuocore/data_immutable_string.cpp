@@ -123,8 +123,8 @@ TEST(ImmutableString, KeepsWhatIsHeldThroughAFlood) {
     const ImmutableString held("held through the flood");
     const ImmutableString longHeld(std::string(100000, 'h'));
     for (int i = 0; i < 100000; ++i) {
-        ImmutableString(Numbered(i));
-        ImmutableString("held through the flood");
+        const ImmutableString text(Numbered(i));
+        const ImmutableString again("held through the flood");
     }
     EXPECT_EQ(held, ImmutableString("held through the flood"));
     EXPECT_EQ(longHeld.View(), std::string(100000, 'h'));
@@ -137,7 +137,7 @@ TEST(ImmutableString, DoesNotRetainLongTexts) {
         {
             const std::size_t before = ImmutableString::CountTexts();
             for (int i = 0; i < 100; ++i) {
-                ImmutableString(std::string(300, 'l') + std::to_string(i));
+                const ImmutableString text(std::string(300, 'l') + std::to_string(i));
             }
             std::fprintf(stderr, "%zu texts more", ImmutableString::CountTexts() - before);
             std::exit(0);  // NOLINT(concurrency-mt-unsafe): a process of one thread
@@ -148,11 +148,11 @@ TEST(ImmutableString, DoesNotRetainLongTexts) {
 TEST(ImmutableString, ForgetsTextsThatWereTakenUpAgain) {
     const auto flood = [] {
         for (int i = 0; i < 50000; ++i) {
-            ImmutableString(Numbered(100000 + i));
+            const ImmutableString text(Numbered(100000 + i));
         }
     };
     for (int i = 0; i < 1000; ++i) {
-        ImmutableString(Numbered(i));
+        const ImmutableString text(Numbered(i));
     }
     {
         std::vector<ImmutableString> held;
@@ -185,6 +185,7 @@ TEST(ImmutableString, StaysOneWhileThreadsDropAndMakeTheSameTexts) {
     constexpr int kRounds = 20000;
     std::atomic<int> differences{0};
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&differences, thread] {
             for (int round = 0; round < kRounds; ++round) {
@@ -196,7 +197,7 @@ TEST(ImmutableString, StaysOneWhileThreadsDropAndMakeTheSameTexts) {
                 if (text != again || again.View() != wanted) {
                     ++differences;
                 }
-                ImmutableString(Numbered(1000 + thread * kRounds + round));
+                const ImmutableString foreign(Numbered(1000 + thread * kRounds + round));
             }
         });
     }
