@@ -1,9 +1,7 @@
 /// Marks what leaves the nuoplexasupport library; everything else is hidden.
 #pragma once
 
-#if defined(NUOPLEXASUPPORT_STATIC)
-#define NUOPLEXASUPPORT_API
-#elif defined(_WIN32)
+#if defined(_WIN32)
 #if defined(nuoplexasupport_EXPORTS)
 #define NUOPLEXASUPPORT_API __declspec(dllexport)
 #else

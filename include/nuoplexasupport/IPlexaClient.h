@@ -17,7 +17,7 @@ namespace nuoplexasupport {
 ///
 /// The receive operations are called one after another on the delivery thread, with no lock held: they may
 /// send, ask, subscribe and unsubscribe, and release the last reference to their own client. What they throw
-/// is reported as an assertion and discarded; the next client is served. The default bodies do nothing. The
+/// is written to the log and discarded; the next client is served. The default bodies do nothing. The
 /// order of the virtual operations is part of the binary interface.
 class NUOPLEXASUPPORT_API IPlexaClient : public boost::enable_shared_from_this<IPlexaClient> {
   public:

@@ -31,6 +31,10 @@ enum PlexaRequestIDKeyType : std::int32_t {
 /// core library knows a product code; otherwise the library stays without transport. Messages sent before the
 /// connection is ready are queued, without a bound.
 ///
+/// Without a broker's file on this machine an assertion is raised, and messages stay queued. Throws what the
+/// system runs out of
+/// (`std::bad_alloc`, `std::system_error`); the call then counts for nothing.
+///
 /// Once ready, a process is never "not ready" again: after the last `Shutdown` a new `Startup` doesn't
 /// reconnect, and messages are dropped. So a host holds one `Startup` for its whole life.
 NUOPLEXASUPPORT_API void Startup();
@@ -46,8 +50,8 @@ NUOPLEXASUPPORT_API void Shutdown();
 NUOPLEXASUPPORT_API void SubscribeToMessage(const boost::weak_ptr<IPlexaClient>& inClient,
                                             const ImmutableString& inMessageType);
 
-/// Removes all subscriptions of the client to the type, and those of clients that no longer exist. A call to
-/// the client that has begun on the delivery thread goes on.
+/// Removes all subscriptions of the client to the type, and those of clients that no longer exist. A message
+/// whose delivery has begun on the delivery thread is still delivered to the client.
 NUOPLEXASUPPORT_API void UnsubscribeFromMessage(const boost::weak_ptr<IPlexaClient>& inClient,
                                                 const ImmutableString& inMessageType);
 

@@ -5,9 +5,11 @@
 /// something that outlives the lock.
 #pragma once
 
+#include <boost/smart_ptr/shared_ptr.hpp>
 #include <boost/smart_ptr/weak_ptr.hpp>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <utility>
 
 #include "nuocore/Guid.h"

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -109,6 +110,7 @@ std::vector<StrongClient> CollectSubscribers(const ImmutableString& inMessageTyp
     std::vector<StrongClient> subscribers;
     const ScopedLock lock(sRegistryLock, kCallback, kRegistryLockTimeoutMilliseconds);
     const auto [begin, end] = sMessageSubscriptionClientsMap.equal_range(inMessageType);
+    subscribers.reserve(static_cast<std::size_t>(std::distance(begin, end)));
     for (auto entry = begin; entry != end;) {
         if (StrongClient client = entry->second.lock()) {
             subscribers.push_back(std::move(client));

@@ -59,12 +59,14 @@ void ReportLeaks() NUOCORE_REQUIRES(sRegistryLock) {
 
 void Startup() {
     const ScopedLock lock(sRegistryLock, "nuoplexasupport::Startup", kRegistryLockTimeoutMilliseconds);
-    if (sStartupCount++ != 0 || !nuocore::config::IsSAPCodeAvailable()) {
+    if (sStartupCount++ != 0) {
         return;
     }
-    sTransportStarted = true;
     try {
-        StartTransport();
+        if (nuocore::config::IsSAPCodeAvailable()) {
+            sTransportStarted = true;
+            StartTransport();
+        }
     } catch (...) {
         // The caller, a client's constructor for one, won't give back a start that failed.
         --sStartupCount;

@@ -51,6 +51,15 @@ ImmutableString GetRequestIDKey(PlexaRequestIDKeyType inKeyType) {
     return sRequestIdKey;
 }
 
+// Without memory for its text the record goes without one.
+std::string FailureText(const ImmutableString& inMessageType) noexcept {
+    try {
+        return std::string("Exception caught for request type ").append(inMessageType.View());
+    } catch (...) {
+        return {};
+    }
+}
+
 }  // namespace
 
 bool SendPlexaMessageImpl(const ImmutableString& inMessageType, const UTF8String& inPayload,
@@ -66,7 +75,7 @@ bool SendPlexaMessageImpl(const ImmutableString& inMessageType, const UTF8String
     } catch (...) {
         RaiseAssertion({kPlexaClientImplFile, 572,
                         "nuoplexasupport::`anonymous-namespace'::SendPlexaMessageImpl", "false",
-                        std::string("Exception caught for request type ").append(inMessageType.View())});
+                        FailureText(inMessageType)});
         return false;
     }
 }

@@ -1,3 +1,4 @@
+#include <iterator>
 #include <vector>
 
 #include "client/PlexaClientImpl.h"
@@ -19,6 +20,7 @@ void UnsubscribeFromMessage(const WeakClient& inClient, const ImmutableString& i
     const ScopedLock lock(sRegistryLock, "nuoplexasupport::UnsubscribeFromMessage",
                           kRegistryLockTimeoutMilliseconds);
     const auto [begin, end] = sMessageSubscriptionClientsMap.equal_range(inMessageType);
+    others.reserve(static_cast<std::size_t>(std::distance(begin, end)));
     for (auto entry = begin; entry != end;) {
         StrongClient subscriber = entry->second.lock();
         if (!subscriber || subscriber == client) {

@@ -23,16 +23,15 @@ std::string Environment(const char* inName) {
 // The key files in the order of the XDG base directories: the user's first. Relative entries are ignored, as
 // there.
 std::vector<std::string> KeyFiles() {
-    std::string user = Environment("XDG_CONFIG_HOME");
-    if (user.empty()) {
-        user = Environment("HOME") + "/.config";
+    std::string folders = Environment("XDG_CONFIG_HOME");
+    if (folders.empty()) {
+        const std::string home = Environment("HOME");
+        folders = home.empty() ? home : home + "/.config";
     }
-    std::string shared = Environment("XDG_CONFIG_DIRS");
-    if (shared.empty()) {
-        shared = "/etc/xdg";
-    }
+    const std::string shared = Environment("XDG_CONFIG_DIRS");
+    folders.append(":").append(shared.empty() ? "/etc/xdg" : shared);
     std::vector<std::string> files;
-    std::string_view rest = user.append(":").append(shared);
+    std::string_view rest = folders;
     while (!rest.empty()) {
         const std::string_view folder = rest.substr(0, rest.find(':'));
         rest.remove_prefix(std::min(rest.size(), folder.size() + 1));
@@ -41,6 +40,12 @@ std::vector<std::string> KeyFiles() {
         }
     }
     return files;
+}
+
+// A pipe would keep the host waiting for a writer, and a folder holds no value: only a file counts.
+bool IsFile(const std::string& inPath) {
+    struct stat status {};
+    return ::stat(inPath.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 // The substitute for the registry key is a small text file, orvane/plexa/5.0 in a configuration directory;
@@ -69,11 +74,10 @@ class PosixSearch final : public IBrokerSearchSystem {
 
     bool OpenKey() override {
         for (const std::string& file : KeyFiles()) {
-            mKey.open(file);
-            if (mKey.is_open()) {
-                return true;
+            if (IsFile(file)) {
+                mKey.open(file);
+                return mKey.is_open();
             }
-            mKey.clear();
         }
         return false;
     }

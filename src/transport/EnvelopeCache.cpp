@@ -26,8 +26,9 @@ std::shared_ptr<const ParsedEnvelope> EnvelopeCache::Parse(const std::string& in
     }
     Place& place = mPlaces[std::hash<std::string>()(inText) % kPlaces];
     if (!place.mEnvelope || place.mText != inText) {
-        place.mEnvelope = ParseText(inText);
+        place.mEnvelope = nullptr;
         place.mText = inText;
+        place.mEnvelope = ParseText(inText);
     }
     return place.mEnvelope;
 }

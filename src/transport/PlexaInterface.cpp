@@ -2,6 +2,7 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -36,8 +37,10 @@ struct InstanceLifetime {
     InstanceLifetime(const InstanceLifetime&) = delete;
     InstanceLifetime& operator=(const InstanceLifetime&) = delete;
     ~InstanceLifetime() {
-        std::launder(reinterpret_cast<PlexaInterface*>(sInstance))->~PlexaInterface();
-        new (sInstance) PlexaInterface;
+        auto* const instance = std::launder(reinterpret_cast<PlexaInterface*>(sInstance));
+        const bool ready = instance->IsReady();
+        instance->~PlexaInterface();
+        new (sInstance) PlexaInterface(ready);
     }
 };
 
@@ -48,7 +51,8 @@ PlexaInterface& PlexaInterface::Instance() {
     return *std::launder(reinterpret_cast<PlexaInterface*>(sInstance));
 }
 
-PlexaInterface::PlexaInterface() : mEndPoints(boost::make_shared<const EndPointList>()) {}
+PlexaInterface::PlexaInterface(bool inReady)
+    : mReady(inReady), mEndPoints(boost::make_shared<const EndPointList>()) {}
 
 PlexaInterface::~PlexaInterface() {
     static TraceSwitch sTrace(kTraceCategory, kTraceLevel);
@@ -106,13 +110,12 @@ void PlexaInterface::GetEndPoints() {
     }
     api::EndPoint* array = nullptr;
     std::size_t count = 0;
-    if (CheckPlexaResult(dispatcher->GetEndPointList(&array, &count))) {
-        mEndPoints.store(array != nullptr ? boost::make_shared<const EndPointList>(array, array + count)
-                                          : boost::make_shared<const EndPointList>());
-        if (array != nullptr) {
-            dispatcher->ReleaseEndPointList(array);
-        }
+    if (!CheckPlexaResult(dispatcher->GetEndPointList(&array, &count))) {
+        return;
     }
+    const auto giveBack = [dispatcher](api::EndPoint* inArray) { dispatcher->ReleaseEndPointList(inArray); };
+    const std::unique_ptr<api::EndPoint, decltype(giveBack)> guard(array, giveBack);
+    mEndPoints.store(boost::make_shared<const EndPointList>(array, array + (array != nullptr ? count : 0)));
 }
 
 void PlexaInterface::EndPointRefreshComplete() {

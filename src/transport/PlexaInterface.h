@@ -38,7 +38,8 @@ class PlexaInterface final : public orvane::plexa::api5::IPlexaMessageListener {
     /// The singleton, destroyed at process exit. What is called later still finds an unconnected one.
     static PlexaInterface& Instance();
 
-    PlexaInterface();
+    /// `inReady` is set for the one that takes the place of a singleton that was ready.
+    explicit PlexaInterface(bool inReady = false);
     void Receive(const orvane::plexa::api5::PlexaMessage& inMessage) override;
     ~PlexaInterface() override;
 
@@ -73,7 +74,7 @@ class PlexaInterface final : public orvane::plexa::api5::IPlexaMessageListener {
     PlexaMessageCallback* mCallback NUOCORE_GUARDED_BY(mMutex) = nullptr;
     nuocore::thread::RecursiveMutex mMutex;
     orvane::plexa::api5::IPlexaMessageDispatcher* mDispatcher NUOCORE_GUARDED_BY(mMutex) = nullptr;
-    bool mReady NUOCORE_GUARDED_BY(mMutex) = false;
+    bool mReady NUOCORE_GUARDED_BY(mMutex);
     std::vector<PendingPlexaMessage> mPending NUOCORE_GUARDED_BY(mMutex);
     boost::atomic_shared_ptr<const EndPointList> mEndPoints;
 };

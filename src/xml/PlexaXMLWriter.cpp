@@ -1,4 +1,5 @@
 #include <array>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <typeinfo>
@@ -64,6 +65,23 @@ constexpr std::array<bool, 256> kEndsRun = [] {
     return ends;
 }();
 
+// How deep dictionaries may be nested: as deep as in JSON. One that contains itself must not end in a crash.
+constexpr int kMaxDepth = 512;
+thread_local int sDepth = 0;
+
+class Level {
+  public:
+    Level() {
+        if (sDepth == kMaxDepth) {
+            throw std::length_error("Cannot write XML: more than 512 levels");
+        }
+        ++sDepth;
+    }
+    Level(const Level&) = delete;
+    Level& operator=(const Level&) = delete;
+    ~Level() { --sDepth; }
+};
+
 // Writes the entries of an object but for `inSkipped`.
 void WriteEntries(const VariantObject& inObject, VariantObject::const_iterator inSkipped,
                   oUTF8StringStream& ioStream) {
@@ -108,6 +126,7 @@ void WriteXMLEscaped(const char* inText, oUTF8StringStream& ioStream) {
 }
 
 void WriteXMLElement(const UTF8String& inTag, const VariantValue& inValue, oUTF8StringStream& ioStream) {
+    const Level level;
     Write("<", ioStream);
     WriteXMLEscaped(inTag.c_str(), ioStream);
 

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <stdexcept>
 #include <thread>
 
@@ -48,19 +49,23 @@ TEST_F(Lifecycle, StartupAsksForReadinessAndInitializesUnderTheRegistryLock) {
 }
 
 TEST_F(Lifecycle, TheRegistryLockIsHeldDuringInitialize) {
+    // A thread that wants the lock meanwhile complains of who holds it, and then gets it.
     std::thread other;
-    bool subscribed = false;
     mDouble.mOnGetInstance = [&] {
-        other = std::thread([&] {
-            SubscribeToMessage({}, ImmutableString("T"));
-            subscribed = true;
+        other = std::thread([] {
+            sRegistryLock.Lock("probe", 1);
+            sRegistryLock.Unlock();
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        EXPECT_FALSE(subscribed);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (mAssertions.Records().empty() && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::yield();
+        }
     };
     Startup();
     other.join();
-    EXPECT_TRUE(subscribed);
+    ASSERT_EQ(mAssertions.Records().size(), 1U);
+    EXPECT_THAT(mAssertions.Records().front(), testing::HasSubstr("nuoplexasupport::Startup"));
+    EXPECT_THAT(mAssertions.Records().front(), testing::HasSubstr("probe"));
 }
 
 TEST_F(Lifecycle, TerminateRunsOutsideTheRegistryLock) {

@@ -177,11 +177,40 @@ TEST_F(Sending, ALaterRequestWithTheSameTypeAndIdTakesTheResponse) {
                 ElementsAre(R"(second: response ANSWER 01234567-89ab-cdef-0123-456789abcdef {"x":"1"} '')"));
 }
 
-TEST_F(Sending, MessagesSentBeforeReadyAreTrueAndQueued) {
+TEST_F(Sending, MessagesAfterShutdownAreTrueAndDropped) {
     Shutdown();
     TakeSends();
     EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), "payload", ""));
     EXPECT_THAT(TakeSends(), IsEmpty());
+}
+
+TEST_F(Sending, AValueThatJSONCannotExpressThrows) {
+    VariantObject object;
+    object["n"] = nuocore::serialization::MakeValue(5);
+    EXPECT_THROW(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_JSON, "", ""),
+                 nuocore::serialization::JSONError);
+    EXPECT_THAT(TakeSends(), IsEmpty());
+}
+
+TEST_F(Sending, ADictionaryThatContainsItselfThrowsInEitherFlavor) {
+    VariantObject object;
+    const auto self = nuocore::serialization::MakeValue(VariantObject());
+    boost::any_cast<VariantObject&>(*self)["self"] = self;
+    object["self"] = self;
+    EXPECT_THROW(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_XML, "r", ""),
+                 std::length_error);
+    EXPECT_THROW(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_JSON, "", ""),
+                 nuocore::serialization::JSONError);
+    boost::any_cast<VariantObject&>(*self).clear();
+    EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_XML, "r", ""));
+}
+
+TEST_F(ClientFixture, MessagesSentBeforeReadyAreTrueAndQueued) {
+    Startup();
+    EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), "payload", ""));
+    EXPECT_THAT(TakeSends(), IsEmpty());
+    mDouble.Refresh();
+    EXPECT_THAT(TakeSends(), ElementsAre("type=T payload=payload source=SELF-1"));
 }
 
 }  // namespace

@@ -18,8 +18,13 @@ std::string AppId(const api::EndPoint& inEndPoint) {
 }
 
 void Message5Double::Record(std::string inCall) {
-    const std::lock_guard<std::mutex> lock(mMutex);
-    mCalls.push_back(std::move(inCall));
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mCalls.push_back(std::move(inCall));
+    }
+    if (mOnCall) {
+        mOnCall();
+    }
 }
 
 std::vector<std::string> Message5Double::Calls() const {

@@ -33,6 +33,7 @@ class Message5Double final : public api::IPlexaMessageDispatcher {
     api::EndPoint mSelf{"SELF-1", 1, 10};
     std::function<void()> mOnGetInstance;  ///< runs inside GetInstance
     std::function<void()> mOnSend;         ///< runs inside SendMessage
+    std::function<void()> mOnCall;         ///< runs inside every operation
 
     /// Whether an array given out has not been given back.
     [[nodiscard]] int ArraysOut() const { return mArraysOut; }

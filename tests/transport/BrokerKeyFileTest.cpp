@@ -1,5 +1,6 @@
 // The search on this system: real environment, real files.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -85,6 +86,24 @@ TEST_F(BrokerKeyFile, APathOfAHundredAndThirtyUnitsIsRefused) {
         folder += "\xC3\xBC";
     }
     WriteFile(UserKey(), "OrvaneIPCBroker=" + MakeBroker(folder).string() + "\n");
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerKeyFile, WhatIsNoFileIsPassedOver) {
+    WriteFile(SystemKey(), "OrvaneIPCBroker=" + MakeBroker().string());
+    fs::create_directories(UserKey());
+    EXPECT_EQ(LocateBroker(), 0);
+    fs::remove(UserKey());
+    ASSERT_EQ(::mkfifo(UserKey().c_str(), 0600), 0);
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerKeyFile, RelativeFoldersAreIgnoredAndSeveralAreTriedInOrder) {
+    ::setenv(
+        "XDG_CONFIG_DIRS",
+        ("relative:" + (mNone.Folder() / "none").string() + ":" + (mNone.Folder() / "etc").string()).c_str(),
+        1);
+    WriteFile(SystemKey(), "OrvaneIPCBroker=" + MakeBroker().string());
     EXPECT_EQ(LocateBroker(), 0);
 }
 

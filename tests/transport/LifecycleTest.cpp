@@ -225,14 +225,36 @@ TEST_F(TransportLifecycle, ASecondInitializeAfterTerminateIsReadyAtOnce) {
 }
 
 TEST_F(TransportLifecycle, NoDispatcherOperationRunsUnderTheMutex) {
-    // A thread that needs the mutex gets it while the dispatcher is being called.
-    mDouble.mOnGetInstance = [] { EXPECT_FALSE(PlexaInterface::Instance().IsReady()); };
+    // In every operation another thread takes the mutex; under it that would wait for ever.
+    int probes = 0;
+    mDouble.mOnCall = [&] {
+        std::thread([] { static_cast<void>(PlexaInterface::Instance().IsReady()); }).join();
+        ++probes;
+    };
     Initialize();
-    bool ready = false;
-    mDouble.mOnSend = [&] { std::thread([&] { ready = PlexaInterface::Instance().IsReady(); }).join(); };
     mTransport.Send("T", "p", "");
     mDouble.Refresh();
-    EXPECT_TRUE(ready);
+    mTransport.Terminate();
+    EXPECT_EQ(static_cast<std::size_t>(probes), mDouble.Calls().size());
+    EXPECT_EQ(probes, 15);
+}
+
+TEST_F(TransportLifecycle, AssertionsNameTheirPlace) {
+    const std::string place = "PlexaInterface|0|nuoplexasupport::PlexaInterface::";
+    int other = 0;
+    mDouble.mReadyAnswers = {false};
+    Initialize();
+    Initialize();
+    mDouble.Refresh(&other);
+    mTransport.Terminate();
+    mTransport.Receive(api::SuiteMessage("T"));
+    mDouble.mGivesDispatcher = false;
+    Initialize();
+    EXPECT_THAT(mAssertions.Records(),
+                ElementsAre(place + "Initialize|!mDispatcher|",
+                            place + "EndPointRefreshCompleteStatic|&Instance() == inThis|",
+                            place + "EndPointRefreshComplete|dispatcher && dispatcher->IsDispatcherReady()|",
+                            place + "Receive|callback|", place + "Initialize|dispatcher|result: 0"));
 }
 
 // At the end of a process the singleton goes, and what comes later still finds one.

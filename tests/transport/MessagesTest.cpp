@@ -167,8 +167,8 @@ TEST_F(TransportMessages, AfterTerminateAreDropped) {
 
 TEST_F(TransportMessages, AfterATerminateBeforeReadinessAreQueuedUntilALaterConnection) {
     mTransport.Terminate();
-    mTransport.Send("T", "p", "");
     mDouble.ClearCalls();
+    mTransport.Send("T", "p", "");
     EXPECT_THAT(mDouble.Calls(), IsEmpty());
     mTransport.Initialize("QRTX", "1.0", &Receive);
     EXPECT_THAT(TakeSends(), IsEmpty());

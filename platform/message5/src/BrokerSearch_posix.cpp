@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include <sys/stat.h>
@@ -25,6 +26,11 @@ class ThisMachine final : public IBrokerSearchSystem {
 
     std::optional<std::string> ReadFile(const std::string& inPath) const override {
         constexpr std::size_t kMostBytes = std::size_t{64} << 10U;
+        // A pipe would keep the host waiting for a writer.
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(inPath, error)) {
+            return std::nullopt;
+        }
         std::ifstream file(inPath);
         if (!file) {
             return std::nullopt;

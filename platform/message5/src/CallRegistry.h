@@ -69,14 +69,17 @@ class CallRegistry {
         }
     }
 
-    /// Calls inCall with each active entry, oldest first; those that are taken back meanwhile are left out.
-    /// inOnce: an entry that is called is active no more. inCall must not throw.
+    /// Calls inCall with each active entry, oldest first; those that are taken back meanwhile are left out,
+    /// and those that are added meanwhile, also again, wait for the next time. inOnce: an entry that is
+    /// called is active no more. inCall must not throw.
     template <typename Call>
     void CallActive(bool inOnce, const Call& inCall) {
         std::unique_lock lock(mMutex);
+        const std::uint64_t newest = mLastId;
         for (std::uint64_t last = 0;;) {
-            const auto next = std::find_if(mEntries.begin(), mEntries.end(),
-                                           [&](const Entry& e) { return e.id > last && e.active; });
+            const auto next = std::find_if(mEntries.begin(), mEntries.end(), [&](const Entry& e) {
+                return e.id > last && e.id <= newest && e.active;
+            });
             if (next == mEntries.end()) {
                 return;
             }

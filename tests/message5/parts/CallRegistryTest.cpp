@@ -93,3 +93,18 @@ TEST(CallRegistries, TakingBackWaitsForTheCallThatRunsAndForNoOther) {
     remover.join();
     EXPECT_FALSE(removedInside);
 }
+
+TEST(CallRegistries, LeaveWhoIsAddedInsideACallForTheNextTime) {
+    Registry registry;
+    registry.SetCaller();
+    registry.Add(1, true);
+    std::vector<int> called;
+    registry.CallActive(false, [&](int inCallee) {
+        called.push_back(inCallee);
+        registry.Remove(1);
+        registry.Add(1, true);
+        registry.Add(2, true);
+    });
+    EXPECT_EQ(called, std::vector{1});
+    EXPECT_EQ(Called(registry), (std::vector{1, 2}));
+}
