@@ -61,6 +61,7 @@ std::vector<std::string> EnvironmentOf(const Command& inCommand) {
 
 std::vector<char*> Pointers(std::vector<std::string>& ioTexts) {
     std::vector<char*> pointers;
+    pointers.reserve(ioTexts.size() + 1);
     for (std::string& text : ioTexts) pointers.push_back(text.data());
     pointers.push_back(nullptr);
     return pointers;

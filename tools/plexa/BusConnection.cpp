@@ -191,7 +191,7 @@ std::vector<api5::EndPoint> BusConnection::EndPoints() const {
                       "cannot get the list of end points: the message library answers with code " +
                           std::to_string(code));
     }
-    const std::vector<api5::EndPoint> endPoints(array, array + count);
+    std::vector<api5::EndPoint> endPoints(array, array + count);
     if (array != nullptr) mDispatcher->ReleaseEndPointList(array);
     return endPoints;
 }

@@ -44,7 +44,7 @@ Interruption::Interruption() {
     }
     struct sigaction action {};
     action.sa_handler = OnSignal;
-    action.sa_flags = SA_RESTART | SA_RESETHAND;
+    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
 }

@@ -38,7 +38,7 @@ namespace {
     }
     sigset_t none;
     ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
     ::fcntl(inReady, F_SETFD, 0);
     ::execv(inArguments[0], inArguments);
     EndProcess(127);

@@ -79,7 +79,7 @@ Session::Session(SessionSetup inSetup)
       mConnector(std::move(inSetup.runtimeDirectory), std::move(inSetup.brokerProgram)) {}
 
 std::shared_ptr<Session> Session::Start(SessionSetup inSetup) {
-    const std::shared_ptr<Session> session(new Session(std::move(inSetup)));
+    std::shared_ptr<Session> session(new Session(std::move(inSetup)));
     const SignalsBlocked blocked;
     const std::scoped_lock lock(session->mMutex);
     std::thread delivery([session] {

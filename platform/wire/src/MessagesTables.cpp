@@ -37,7 +37,15 @@ std::string_view View(const fb::String* inText) {
 }
 
 fb::Offset<TypeList> WriteTypes(fb::FlatBufferBuilder& ioBuilder, const Interest& inInterest) {
-    return inInterest ? ioBuilder.CreateVectorOfStrings(*inInterest) : fb::Offset<TypeList>{};
+    if (!inInterest) {
+        return {};
+    }
+    std::vector<fb::Offset<fb::String>> types;
+    types.reserve(inInterest->size());
+    for (const std::string& type : *inInterest) {
+        types.push_back(ioBuilder.CreateString(type));
+    }
+    return ioBuilder.CreateVector(types);
 }
 
 WireError ReadTypes(const TypeList* inTypes, const Limits& inLimits, Interest& outInterest) {

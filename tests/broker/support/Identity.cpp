@@ -92,8 +92,10 @@ FileDescriptor Identity::Connect(const std::string& inSocketPath) {
         ::recvmsg(mControl.Get(), &message, MSG_CMSG_CLOEXEC) != static_cast<ssize_t>(sizeof(error))) {
         throw std::system_error(ECHILD, std::system_category(), "the connecting process has ended");
     }
+    const cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    if (header == nullptr) throw std::system_error(EMFILE, std::system_category(), "the connection was lost");
     int connection = -1;
-    std::memcpy(&connection, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof(connection));
+    std::memcpy(&connection, CMSG_DATA(header), sizeof(connection));
     FileDescriptor held(connection);
     if (error != 0) throw std::system_error(error, std::system_category(), inSocketPath);
     return held;

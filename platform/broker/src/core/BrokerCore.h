@@ -78,7 +78,8 @@ struct StatusRequested {
 };
 using BrokerAction = std::variant<RecordMember, EraseMember, CloseConnection, StatusRequested>;
 
-/// A lane of a sender that is not at rest: messages are on the way, or the sender is catching the receiver up.
+/// A lane of a sender that is not at rest: messages are on the way, or the sender is catching the receiver
+/// up.
 struct LaneStatus {
     wire::MemberId receiver = 0;
     bool attached = false;
