@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is needed, builds everything, runs all tests. A fresh clone needs nothing before it.
 #
-#   scripts/test.sh           form of the sources, sanitizers, and the release build's tests last
+#   scripts/test.sh           form of the sources, address and undefined behaviour sanitizers, and the release build's tests last
 #   scripts/test.sh --quick   the release build and its tests only
-#   scripts/test.sh --all     also the other compiler, and a search for mistakes in the sources; takes about twice as long
+#   scripts/test.sh --all     also the other compiler, a search for mistakes in the sources, and the thread sanitizer; takes
+#                             about twice as long
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -67,6 +68,8 @@ if $all; then
 fi
 if ! $quick; then
     step "address and undefined behaviour sanitizers: build and test" test_asan || true
+fi
+if $all; then
     step "thread sanitizer: build and test" test_tsan || true
 fi
 
