@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 namespace doubles {
@@ -121,19 +122,18 @@ api::PlexaMessageErrorCode Message5Double::GetEndPointList(api::EndPoint** outEn
     Record(*outEndPoints == nullptr && *outCount == 0 ? "GetEndPointList"
                                                       : "GetEndPointList without null and zero");
     if (!mGivesNullArray) {
-        auto* array = new api::EndPoint[mEndPoints.size() + 1];
-        std::copy(mEndPoints.begin(), mEndPoints.end(), array);
-        *outEndPoints = array;
+        auto array = std::make_unique<api::EndPoint[]>(mEndPoints.size() + 1);
+        std::copy(mEndPoints.begin(), mEndPoints.end(), array.get());
+        *outEndPoints = array.get();
         *outCount = mEndPoints.size();
-        ++mArraysOut;
+        mArrays.push_back(std::move(array));
     }
     return mGetEndPointListResult;
 }
 
 void Message5Double::ReleaseEndPointList(api::EndPoint* inEndPoints) {
     Record("ReleaseEndPointList");
-    delete[] inEndPoints;
-    --mArraysOut;
+    std::erase_if(mArrays, [&](const auto& inArray) { return inArray.get() == inEndPoints; });
 }
 
 }  // namespace doubles

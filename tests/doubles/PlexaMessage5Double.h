@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -35,8 +36,8 @@ class Message5Double final : public api::IPlexaMessageDispatcher {
     std::function<void()> mOnSend;         ///< runs inside SendMessage
     std::function<void()> mOnCall;         ///< runs inside every operation
 
-    /// Whether an array given out has not been given back.
-    [[nodiscard]] int ArraysOut() const { return mArraysOut; }
+    /// How many arrays have been given out and not given back.
+    [[nodiscard]] std::size_t ArraysOut() const { return mArrays.size(); }
     [[nodiscard]] api::IPlexaMessageListener* Listener() const { return mListener; }
     /// Tells the registered callback that end points were refreshed; `inContext` in place of the registered
     /// one unless null.
@@ -70,7 +71,7 @@ class Message5Double final : public api::IPlexaMessageDispatcher {
     api::IPlexaMessageListener* mListener = nullptr;
     api::EndPointRefreshCallback mCallback = nullptr;
     void* mContext = nullptr;
-    int mArraysOut = 0;
+    std::vector<std::unique_ptr<api::EndPoint[]>> mArrays;
 };
 
 /// The app id of an end point.

@@ -125,7 +125,7 @@ TEST_F(TransportLifecycle, ARefreshWhileReadyMakesReady) {
                             "nuoplexasupport::PlexaInterface::EndPointRefreshComplete|60000",
                             "nuoplexasupport::PlexaInterface::EndPointRefreshComplete|60000"));
     EXPECT_TRUE(mTransport.IsReady());
-    EXPECT_EQ(mDouble.ArraysOut(), 0);
+    EXPECT_EQ(mDouble.ArraysOut(), 0U);
     EXPECT_THAT(mAssertions.Records(), IsEmpty());
 }
 
