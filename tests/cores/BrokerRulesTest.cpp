@@ -453,6 +453,66 @@ TEST_F(BrokerRules, ASenderThatPaysNoHeedToWindowsIsDisconnected) {
     EXPECT_THAT(mClosed, ElementsAre(WireError::kWindowOverrun));
 }
 
+TEST_F(BrokerRules, AMemberThatLeavesOrEndsIsGoneWithoutBeingAwayFirst) {
+    const auto watcher = Join(1);
+    const auto leaving = Join(2);
+    Join(3);
+    Written(watcher);
+    wire::WriteLeave(mQueue, mPool, wire::LeaveScope::Member);
+    HandIn(leaving);
+    EXPECT_THAT(Written(watcher), ElementsAre(FrameKind::Peer));
+    mCore->OnProcessEnded(3, mNow);
+    Settle();
+    EXPECT_THAT(Written(watcher), ElementsAre(FrameKind::Peer));
+}
+
+TEST_F(BrokerRules, APositionBeyondWhatWasSentEndsTheConnection) {
+    mCore->Restore({70, {70, 0}, {7, 70}, 1, "app"}, mNow);
+    Join(1);
+    const auto returned = Join(7);
+    wire::WritePosition(mQueue, mPool, wire::kNoSlot, 1, {1, 0});
+    HandIn(returned);
+    EXPECT_THAT(mClosed, ElementsAre(WireError::kBadPosition));
+}
+
+TEST_F(BrokerRules, AsksForTheStatusAreAnsweredOneAtATime) {
+    const auto id = Greet(1);
+    wire::WriteStatusRequest(mQueue, mPool);
+    HandIn(id);
+    mCore->SendStatus(id, "{}");
+    wire::WriteStatusRequest(mQueue, mPool);
+    HandIn(id);
+    EXPECT_THAT(mClosed, IsEmpty());
+    wire::WriteStatusRequest(mQueue, mPool);
+    HandIn(id);
+    EXPECT_THAT(mClosed, ElementsAre(WireError::kOutOfOrder));
+}
+
+TEST_F(BrokerRules, ANotYetJoinedClientThatReadsNoAnswersIsDisconnectedToo) {
+    mLimits.controlQueue = 1000;
+    const auto id = Greet(1);
+    wire::WriteStatusRequest(mQueue, mPool);
+    HandIn(id);
+    mCore->SendStatus(id, std::string(2000, ' '));
+    Settle();
+    EXPECT_THAT(mClosed, ElementsAre(WireError::kControlOverflow));
+}
+
+TEST_F(BrokerRules, WhenMemoryIsFullOfHalfFramesTheirSendersAreDisconnectedAndNobodyElse) {
+    mLimits.brokerMemory = 500'000;
+    const auto sender = Join(1);
+    const auto receiver = Join(2);
+    const auto half = Join(3);
+    Data(2, 1);
+    HandIn(sender);
+    const wire::BufferRef input = mPool.MakeExact(mLimits.brokerMemory + 1);
+    mCore->OnInputSettled(half, input->Capacity(), mNow);
+    Settle();
+    EXPECT_THAT(mClosed, ElementsAre(WireError::kMemoryPressure));
+    EXPECT_EQ(mCore->MemberOf(half), std::nullopt);
+    EXPECT_THAT(Written(receiver), testing::Contains(FrameKind::Data));
+}
+
 TEST_F(BrokerRules, AdjacentFramesToTheSameReceiverBecomeOnePiece) {
     const auto sender = Join(1);
     const auto receiver = Join(2);

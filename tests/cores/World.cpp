@@ -14,9 +14,8 @@ std::span<const std::byte> Bytes(const std::string& inText) { return std::as_byt
 /// Takes up to inMost bytes out of a queue, in pieces as a socket would.
 bool Drain(wire::OutputQueue& ioQueue, std::string& outPipe, std::size_t inMost) {
     bool moved = false;
-    while (inMost != 0 && !ioQueue.Empty()) {
-        iovec piece{};
-        EXPECT_EQ(ioQueue.Gather({&piece, 1}), 1U);
+    iovec piece{};
+    while (inMost != 0 && ioQueue.Gather({&piece, 1}) != 0) {
         const std::size_t part = std::min(inMost, piece.iov_len);
         outPipe.append(static_cast<const char*>(piece.iov_base), part);
         ioQueue.Consume(part);
@@ -42,6 +41,8 @@ Node::Node(World& inWorld, std::string inName, bool inReceives, wire::Interest i
     : mWorld(inWorld),
       mName(std::move(inName)),
       mProcess{inWorld.mNextProcess, inWorld.mNextProcess * 7ULL},
+      mPool(inWorld.mBlock),
+      mReadPool(inWorld.mBlock),
       mReader(mReadPool, inWorld.limits, wire::Direction::kToClient) {
     const wire::Nonce nonce{inWorld.mNextProcess, 1};
     mCore = std::make_unique<ClientCore>(
@@ -55,12 +56,17 @@ message5::Admission::Verdict Node::Send(const std::string& inText, Node* inRecei
     if (inReceiver != nullptr) {
         receiver = inReceiver->Core().Member();
     }
+    return SendTo(receiver, inText, inType);
+}
+
+message5::Admission::Verdict Node::SendTo(std::optional<wire::MemberId> inReceiver, const std::string& inText,
+                                          const std::string& inType) {
     auto& sender = mCore->Sender();
-    const auto admission = sender.Admit(receiver, inType.size(), inText.size(), true, mWorld.now);
+    const auto admission = sender.Admit(inReceiver, inType.size(), inText.size(), true, mWorld.now);
     if (admission.verdict == message5::Admission::Verdict::kAccept) {
-        sender.Send(receiver, inType, Bytes(inText));
+        sender.Send(inReceiver, inType, Bytes(inText));
     } else if (admission.verdict == message5::Admission::Verdict::kRefuse) {
-        sender.Refuse(receiver, inType, admission);
+        sender.Refuse(inReceiver, inType, admission);
     }
     Collect();
     return admission.verdict;
@@ -99,13 +105,15 @@ bool Node::Read(std::size_t inMost) {
         const auto error = mCore->OnFrame(frame, mWorld.now);
         if (error != wire::WireError::kNone) {
             if (error != wire::WireError::kRefused) {
-                ADD_FAILURE() << mName << " met an error: " << wire::Text(error);
+                mWorld.troubles.push_back(mName + " met an error: " + std::string(wire::Text(error)));
             }
             mWorld.Break(*this);
             return true;
         }
     }
-    EXPECT_EQ(mReader.Error(), wire::WireError::kNone);
+    if (mReader.Error() != wire::WireError::kNone) {
+        mWorld.troubles.push_back(mName + " cannot read: " + std::string(wire::Text(mReader.Error())));
+    }
     Collect();
     if (part == 0 && mClosedByBroker) {
         Lost();
@@ -114,19 +122,29 @@ bool Node::Read(std::size_t inMost) {
     return part != 0;
 }
 
-bool Node::Deliver() {
-    if (!alive || stopped) {
+bool Node::Deliver() { return BeginDelivery() && EndDelivery(); }
+
+bool Node::BeginDelivery() {
+    if (!alive || stopped || mInHand) {
         return false;
     }
-    const auto delivery = mCore->Receiver().Next();
-    if (!delivery) {
+    mInHand = mCore->Receiver().Next();
+    if (!mInHand) {
         return false;
     }
-    const auto payload = delivery->Payload();
-    received.push_back(delivery->Source().appId + ":" +
+    const auto payload = mInHand->Payload();
+    received.push_back(mInHand->Source().appId + ":" +
                        std::string(reinterpret_cast<const char*>(payload.data()), payload.size()));
-    copies += delivery->frame.Has(wire::FrameFlag::BroadcastCopy) ? 1 : 0;
-    mCore->Receiver().Consumed(*delivery, mWorld.now);
+    copies += mInHand->frame.Has(wire::FrameFlag::BroadcastCopy) ? 1 : 0;
+    return true;
+}
+
+bool Node::EndDelivery() {
+    if (!alive || !mInHand) {
+        return false;
+    }
+    mCore->Receiver().Consumed(*mInHand, mWorld.now);
+    mInHand.reset();
     return true;
 }
 
@@ -152,9 +170,16 @@ std::vector<std::string> Node::FailureTexts() const {
     return texts;
 }
 
-World::World(const wire::Limits& inLimits) : limits(inLimits) { StartBroker(); }
+World::World(const wire::Limits& inLimits, std::size_t inBlock)
+    : limits(inLimits), mBlock(inBlock), mPool(inBlock * 2) {
+    StartBroker();
+}
 
-World::~World() = default;
+World::~World() {
+    for (const std::string& trouble : troubles) {
+        ADD_FAILURE() << trouble;
+    }
+}
 
 Node& World::Add(const std::string& inName, bool inReceives, wire::Interest inInterest) {
     mNodes.push_back(std::make_unique<Node>(*this, inName, inReceives, std::move(inInterest)));
@@ -164,7 +189,9 @@ Node& World::Add(const std::string& inName, bool inReceives, wire::Interest inIn
 Node& World::Join(const std::string& inName, bool inReceives, wire::Interest inInterest) {
     Node& node = Add(inName, inReceives, std::move(inInterest));
     Run();
-    EXPECT_EQ(node.Core().GetState(), ClientCore::State::kJoined);
+    if (node.Core().GetState() != ClientCore::State::kJoined) {
+        troubles.push_back(inName + " does not become a member");
+    }
     return node;
 }
 
@@ -245,7 +272,8 @@ void World::Run() {
     int rounds = 0;
     while (Advance()) {
         if (++rounds > 100'000) {
-            FAIL() << "the world does not come to rest";
+            troubles.emplace_back("the world does not come to rest");
+            return;
         }
     }
 }
@@ -309,9 +337,18 @@ void World::StartBroker() {
 }
 
 void World::Break(Node& ioNode) {
-    const ConnectionId connection = ioNode.mConnection;
-    ioNode.Lost();
-    if (mBroker && mLines.erase(connection) != 0) {
+    BreakAtBroker(ioNode);
+    BreakAtClient(ioNode);
+}
+
+void World::BreakAtClient(Node& ioNode) { ioNode.Lost(); }
+
+void World::BreakAtBroker(Node& ioNode) {
+    const auto line = std::find_if(mLines.begin(), mLines.end(),
+                                   [&](const auto& inLine) { return inLine.second.node == &ioNode; });
+    if (mBroker && line != mLines.end()) {
+        const ConnectionId connection = line->first;
+        mLines.erase(line);
         mBroker->OnDisconnected(connection, now);
         BrokerSettle();
     }

@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ using message5::FailureReason;
 using message5::SendFailure;
 
 class World;
+class Inspector;
 
 /// One process with one client.
 class Node {
@@ -38,12 +40,17 @@ class Node {
     /// verdict.
     message5::Admission::Verdict Send(const std::string& inText, Node* inReceiver = nullptr,
                                       const std::string& inType = "type");
+    message5::Admission::Verdict SendTo(std::optional<wire::MemberId> inReceiver, const std::string& inText,
+                                        const std::string& inType);
 
     // Single steps. Each answers whether anything happened.
     bool Connect();
     bool Write(std::size_t inMost = SIZE_MAX);
     bool Read(std::size_t inMost = SIZE_MAX);
     bool Deliver();
+    /// The two halves of Deliver: the listener is called, and returns.
+    bool BeginDelivery();
+    bool EndDelivery();
 
     /// "sender:text" of every delivered message, in order.
     std::vector<std::string> received;
@@ -61,15 +68,17 @@ class Node {
 
   private:
     friend class World;
+    friend class Inspector;
     void Lost();
     void Collect();
 
     World& mWorld;
     std::string mName;
     broker::ProcessIdentity mProcess;
-    wire::BufferPool mPool{4096};
-    wire::BufferPool mReadPool{4096};
+    wire::BufferPool mPool;
+    wire::BufferPool mReadPool;
     std::unique_ptr<ClientCore> mCore;
+    std::optional<message5::Delivery> mInHand;
     ConnectionId mConnection = 0;
     std::string mToBroker;
     std::string mToClient;
@@ -79,7 +88,8 @@ class Node {
 
 class World {
   public:
-    explicit World(const wire::Limits& inLimits = {});
+    /// inBlock: bytes of the blocks that messages are kept in and read into.
+    explicit World(const wire::Limits& inLimits = {}, std::size_t inBlock = 4096);
     ~World();
 
     /// A new process, not connected yet.
@@ -110,6 +120,10 @@ class World {
     BrokerCore& Broker() { return *mBroker; }
     /// The connection breaks: bytes under way are gone, both sides notice.
     void Break(Node& ioNode);
+    /// As Break, but one side only notices; the other goes on with what it has. At the broker it is the
+    /// oldest connection of the node that ends.
+    void BreakAtClient(Node& ioNode);
+    void BreakAtBroker(Node& ioNode);
     /// The process ends: the broker still reads what was written, then learns of the end.
     void Kill(Node& ioNode);
 
@@ -117,19 +131,23 @@ class World {
     const std::map<wire::MemberId, broker::MemberRecord>& Records() const { return mRecords; }
     /// The reasons of connections that the broker closed, empty ones left out.
     std::vector<std::string> closed;
+    /// What must not happen in any world. Those nobody has taken fail the test when the world ends.
+    std::vector<std::string> troubles;
 
     wire::Limits limits;
     wire::TimePoint now{std::chrono::hours(1)};
 
   private:
     friend class Node;
+    friend class Inspector;
     struct Line {
         Node* node = nullptr;
         std::unique_ptr<wire::FrameReader> reader;
     };
     bool Advance();
 
-    wire::BufferPool mPool{8192};
+    std::size_t mBlock;
+    wire::BufferPool mPool;
     std::unique_ptr<BrokerCore> mBroker;
     std::map<ConnectionId, Line> mLines;
     std::map<wire::MemberId, broker::MemberRecord> mRecords;

@@ -72,7 +72,12 @@ void BrokerCore::OnFrame(ConnectionId inConnection, const wire::Frame& inFrame, 
         return;
     }
     if (inFrame.Kind() == FrameKind::StatusRequest && connection->state != Connection::State::kNew) {
-        mActions.emplace_back(StatusRequested{inConnection});
+        // One at a time: making the text takes a while, and everybody else waits.
+        if (std::exchange(connection->statusRequested, true)) {
+            Fail(*connection, WireError::kOutOfOrder, inNow);
+        } else {
+            mActions.emplace_back(StatusRequested{inConnection});
+        }
     } else if (connection->state == Connection::State::kNew) {
         OnGreeting(*connection, inFrame);
     } else if (connection->state == Connection::State::kWelcomed) {
@@ -149,13 +154,14 @@ void BrokerCore::OnReaderError(ConnectionId inConnection, WireError inError, Tim
     }
 }
 
-void BrokerCore::OnInputSettled(ConnectionId inConnection, bool inIncomplete, TimePoint inNow) {
+void BrokerCore::OnInputSettled(ConnectionId inConnection, std::size_t inHeld, TimePoint inNow) {
     FlushRun();
     Connection* connection = Find(inConnection);
-    if (connection == nullptr) {
+    if (connection == nullptr || connection->state == Connection::State::kClosing) {
         return;
     }
-    if (!inIncomplete) {
+    connection->heldInput = inHeld;
+    if (inHeld == 0) {
         connection->halfFrameSince.reset();
     } else if (!connection->halfFrameSince) {
         connection->halfFrameSince = inNow;
@@ -168,7 +174,7 @@ void BrokerCore::OnDisconnected(ConnectionId inConnection, TimePoint inNow) {
     if (connection == nullptr) {
         return;
     }
-    Detach(*connection, inNow);
+    SendAway(*connection, inNow);
     std::erase(mWritable, inConnection);
     std::erase(mReporting, inConnection);
     mLast = nullptr;
@@ -192,14 +198,14 @@ void BrokerCore::Refuse(Connection& ioConnection, RefuseCode inCode, WireError i
 /// The peer broke a rule: it is told, and its connection ends.
 void BrokerCore::Fail(Connection& ioConnection, WireError inError, TimePoint inNow) {
     FlushRun();
-    Detach(ioConnection, inNow);
+    SendAway(ioConnection, inNow);
     Refuse(ioConnection, RefuseCode::Protocol, inError, wire::Text(inError));
 }
 
 /// The connection ends; the member may return at once, nothing is lost.
 void BrokerCore::Drop(Connection& ioConnection, WireError inError, std::string_view inReason,
                       TimePoint inNow) {
-    Detach(ioConnection, inNow);
+    SendAway(ioConnection, inNow);
     ioConnection.output.Clear();
     Close(ioConnection, inError, inReason, false);
 }
@@ -208,6 +214,7 @@ void BrokerCore::Close(Connection& ioConnection, WireError inError, std::string_
                        bool inFlushFirst) {
     ioConnection.state = Connection::State::kClosing;
     ioConnection.halfFrameSince.reset();
+    ioConnection.heldInput = 0;
     mActions.emplace_back(CloseConnection{ioConnection.id, inError, std::string(inReason), inFlushFirst});
 }
 
@@ -230,7 +237,7 @@ void BrokerCore::Settle(TimePoint inNow) {
     std::vector<Connection*> overflowing;
     for (const ConnectionId id : mWritable) {
         Connection& connection = *Find(id);
-        if (connection.Joined() &&
+        if (connection.state != Connection::State::kClosing &&
             connection.output.ControlBytes() > mLimits.controlQueue + connection.snapshotBytes) {
             overflowing.push_back(&connection);
         }
@@ -248,10 +255,11 @@ void BrokerCore::GuardMemory(TimePoint inNow) {
     for (const auto& [id, connection] : mConnections) {
         connection->output.Compact(mPool);
     }
-    while (mPool.BytesInUse() > mLimits.brokerMemory) {
+    std::size_t leaving = 0;  // input of connections that are about to be closed
+    while (mPool.BytesInUse() > mLimits.brokerMemory + leaving) {
         Connection* fullest = nullptr;
         for (const auto& [id, connection] : mConnections) {
-            if (connection->output.Bytes() > (fullest == nullptr ? 0 : fullest->output.Bytes())) {
+            if (connection->HeldBytes() > (fullest == nullptr ? 0 : fullest->HeldBytes())) {
                 fullest = connection.get();
             }
         }
@@ -261,6 +269,7 @@ void BrokerCore::GuardMemory(TimePoint inNow) {
         if (fullest->state == Connection::State::kClosing) {
             fullest->output.Clear();
         } else {
+            leaving += fullest->heldInput;
             Drop(*fullest, WireError::kMemoryPressure, wire::Text(WireError::kMemoryPressure), inNow);
         }
     }
@@ -287,7 +296,7 @@ void BrokerCore::Tick(TimePoint inNow) {
         }
     }
     for (const wire::MemberId member : expired) {
-        RemoveMember(member, wire::PeerReason::Expired, inNow);
+        RemoveMember(member, wire::PeerReason::Expired);
     }
 }
 
@@ -366,6 +375,7 @@ BrokerStatus BrokerCore::Status() const {
 void BrokerCore::SendStatus(ConnectionId inConnection, std::string_view inJson) {
     Connection* connection = Find(inConnection);
     if (connection != nullptr && connection->state != Connection::State::kClosing) {
+        connection->statusRequested = false;
         wire::WriteStatusReply(connection->output, mPool, inJson);
         MarkWritable(*connection);
     }

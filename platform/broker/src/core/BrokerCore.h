@@ -6,7 +6,7 @@
 ///     new socket:    core.OnConnected(connection, process, now)
 ///     readable:      read all there is; per frame of a wire::FrameReader (Direction::kToBroker):
 ///                    core.OnFrame(connection, frame, now); then core.OnInputSettled(connection,
-///                    reader.Incomplete(), now); on a reader's error: core.OnReaderError(connection, error,
+///                    reader.HeldBytes(), now); on a reader's error: core.OnReaderError(connection, error,
 ///                    now)
 ///     end of input:  after every frame before it: core.OnDisconnected(connection, now)
 ///     process ended: read all of the member's connection first, then core.OnProcessEnded(member, now)
@@ -126,8 +126,9 @@ class BrokerCore {
     /// connections that are being closed are ignored.
     void OnFrame(ConnectionId inConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
     void OnReaderError(ConnectionId inConnection, wire::WireError inError, wire::TimePoint inNow);
-    /// All that was readable has been handed in. inIncomplete: part of a frame is left.
-    void OnInputSettled(ConnectionId inConnection, bool inIncomplete, wire::TimePoint inNow);
+    /// All that was readable has been handed in. inHeld: bytes of memory that the part of a frame that is left
+    /// keeps, 0 if none is left.
+    void OnInputSettled(ConnectionId inConnection, std::size_t inHeld, wire::TimePoint inNow);
     /// The connection does not exist any more, whoever closed it.
     void OnDisconnected(ConnectionId inConnection, wire::TimePoint inNow);
     void OnProcessEnded(wire::MemberId inMember, wire::TimePoint inNow);
@@ -156,6 +157,8 @@ class BrokerCore {
     std::optional<ConnectionId> ConnectionOf(wire::MemberId inMember) const;
 
   private:
+    friend class StateInspector;  // tests
+
     struct Connection;
     struct Member;
     struct Lane;
@@ -179,13 +182,14 @@ class BrokerCore {
     // Members: joining, leaving, being away.
     void OnJoin(Connection& ioConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
     Member* FindReturning(const wire::Join& inJoin, const ProcessIdentity& inProcess) const;
-    Member& AddMember(const wire::Join& inJoin, const ProcessIdentity& inProcess, wire::TimePoint inNow);
+    Member& AddMember(const wire::Join& inJoin, const ProcessIdentity& inProcess);
     std::uint32_t FreeInstance(const std::string& inAppId) const;
     void Introduce(Connection& ioNewcomer, const wire::Join& inJoin, wire::LaneStart inStart);
     void TellOthers(const Member& inMember, const wire::PeerNotice& inNotice);
     void OnLeave(Connection& ioConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
-    void Detach(Connection& ioConnection, wire::TimePoint inNow);
-    void RemoveMember(wire::MemberId inMember, wire::PeerReason inReason, wire::TimePoint inNow);
+    void Detach(Connection& ioConnection);
+    void SendAway(Connection& ioConnection, wire::TimePoint inNow);
+    void RemoveMember(wire::MemberId inMember, wire::PeerReason inReason);
     void SetInterest(Connection& ioConnection, const wire::Interest& inInterest);
 
     // Lanes: routing, acknowledgements, reports.

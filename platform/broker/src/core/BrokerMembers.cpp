@@ -2,6 +2,7 @@
 #include <set>
 
 #include "BrokerState.h"
+#include "wire/Rules.h"
 
 namespace orvane::plexa::broker {
 
@@ -9,10 +10,14 @@ using wire::LaneStart;
 using wire::PeerChange;
 using wire::PeerReason;
 using wire::RefuseCode;
+using wire::Rule;
 using wire::TimePoint;
 using wire::WireError;
 
 void BrokerCore::Restore(const MemberRecord& inRecord, TimePoint inNow) {
+    if (!wire::Holds(Rule::kMembersAreRemembered)) {
+        return;
+    }
     auto member = std::make_unique<Member>();
     member->record = inRecord;
     member->awaySince = inNow;
@@ -46,8 +51,7 @@ std::uint32_t BrokerCore::FreeInstance(const std::string& inAppId) const {
     return instance;
 }
 
-BrokerCore::Member& BrokerCore::AddMember(const wire::Join& inJoin, const ProcessIdentity& inProcess,
-                                          TimePoint inNow) {
+BrokerCore::Member& BrokerCore::AddMember(const wire::Join& inJoin, const ProcessIdentity& inProcess) {
     // The same process under another nonce, and no connection any more: its program was replaced.
     std::vector<wire::MemberId> replaced;
     for (const auto& [id, member] : mMembers) {
@@ -56,7 +60,7 @@ BrokerCore::Member& BrokerCore::AddMember(const wire::Join& inJoin, const Proces
         }
     }
     for (const wire::MemberId id : replaced) {
-        RemoveMember(id, PeerReason::Replaced, inNow);
+        RemoveMember(id, PeerReason::Replaced);
     }
     auto member = std::make_unique<Member>();
     member->record = {mNextMember++, inJoin.nonce, inProcess, FreeInstance(inJoin.appId), inJoin.appId};
@@ -71,6 +75,10 @@ void BrokerCore::OnJoin(Connection& ioConnection, const wire::Frame& inFrame, Ti
         Fail(ioConnection, error, inNow);
         return;
     }
+    if (mNextSlot == wire::kEveryone) {
+        Refuse(ioConnection, RefuseCode::Ending, WireError::kRefused, "the broker has no slot left");
+        return;
+    }
     Member* member = FindReturning(join, ioConnection.process);
     const LaneStart start = member == nullptr ? LaneStart::Open : LaneStart::Resume;
     if (member == nullptr) {
@@ -79,7 +87,7 @@ void BrokerCore::OnJoin(Connection& ioConnection, const wire::Frame& inFrame, Ti
                    "the member is not known any more");
             return;
         }
-        if (mEnding || mNextSlot == wire::kEveryone) {
+        if (mEnding) {
             Refuse(ioConnection, RefuseCode::Ending, WireError::kRefused, "the broker is about to end");
             return;
         }
@@ -87,7 +95,7 @@ void BrokerCore::OnJoin(Connection& ioConnection, const wire::Frame& inFrame, Ti
             Refuse(ioConnection, RefuseCode::Members, WireError::kRefused, "there are too many members");
             return;
         }
-        member = &AddMember(join, ioConnection.process, inNow);
+        member = &AddMember(join, ioConnection.process);
     } else if (member->connection != nullptr) {
         Drop(*member->connection, WireError::kNone, "the member came back on another connection", inNow);
     }
@@ -95,6 +103,11 @@ void BrokerCore::OnJoin(Connection& ioConnection, const wire::Frame& inFrame, Ti
     member->receives = join.receives;
     ioConnection.member = member;
     ioConnection.state = Connection::State::kJoined;
+    if (!wire::Holds(Rule::kSlotsAreNeverReused)) {
+        for (mNextSlot = 1; mBySlot.contains(mNextSlot);) {
+            ++mNextSlot;
+        }
+    }
     ioConnection.slot = mNextSlot++;
     ioConnection.receives = join.receives;
     ioConnection.routed = join.nextLive - 1;
@@ -111,7 +124,9 @@ void BrokerCore::Introduce(Connection& ioNewcomer, const wire::Join& inJoin, Lan
             continue;
         }
         if (other->connection == nullptr) {
-            wire::Write(ioNewcomer.output, mPool, other->Notice(PeerChange::Away));
+            if (wire::Holds(Rule::kAwayIsNotGone)) {
+                wire::Write(ioNewcomer.output, mPool, other->Notice(PeerChange::Away));
+            }
             continue;
         }
         Connection& peer = *other->connection;
@@ -172,7 +187,7 @@ void BrokerCore::OnLeave(Connection& ioConnection, const wire::Frame& inFrame, T
     }
     Member& member = *ioConnection.member;
     if (scope == wire::LeaveScope::Member) {
-        RemoveMember(member.record.member, PeerReason::Left, inNow);
+        RemoveMember(member.record.member, PeerReason::Left);
         return;
     }
     if (ioConnection.receives) {
@@ -183,12 +198,8 @@ void BrokerCore::OnLeave(Connection& ioConnection, const wire::Frame& inFrame, T
     }
 }
 
-/// A joined connection is none any more: its member is away.
-void BrokerCore::Detach(Connection& ioConnection, TimePoint inNow) {
-    if (ioConnection.member == nullptr) {
-        return;
-    }
-    Member& member = *ioConnection.member;
+/// Parts a joined connection from its member; nobody is told.
+void BrokerCore::Detach(Connection& ioConnection) {
     RemoveLanesTo(ioConnection);
     for (const auto& [slot, lane] : ioConnection.lanes) {
         lane->receiver->activeLanes -= lane->inFlight != 0 ? 1 : 0;
@@ -201,14 +212,21 @@ void BrokerCore::Detach(Connection& ioConnection, TimePoint inNow) {
     ioConnection.lastLane = nullptr;
     ioConnection.lanes.clear();
     mBySlot.erase(ioConnection.slot);
+    ioConnection.member->connection = nullptr;
     ioConnection.member = nullptr;
     ioConnection.state = Connection::State::kClosing;
-    member.connection = nullptr;
-    member.awaySince = inNow;
-    TellOthers(member, member.Notice(PeerChange::Away));
 }
 
-void BrokerCore::RemoveMember(wire::MemberId inMember, PeerReason inReason, TimePoint inNow) {
+/// The member of a connection that ends, if it has one, is away.
+void BrokerCore::SendAway(Connection& ioConnection, TimePoint inNow) {
+    if (Member* member = ioConnection.member) {
+        Detach(ioConnection);
+        member->awaySince = inNow;
+        TellOthers(*member, member->Notice(PeerChange::Away));
+    }
+}
+
+void BrokerCore::RemoveMember(wire::MemberId inMember, PeerReason inReason) {
     FlushRun();
     const auto found = mMembers.find(inMember);
     if (found == mMembers.end()) {
@@ -216,7 +234,7 @@ void BrokerCore::RemoveMember(wire::MemberId inMember, PeerReason inReason, Time
     }
     Member& member = *found->second;
     if (Connection* connection = member.connection) {
-        Detach(*connection, inNow);
+        Detach(*connection);
         Close(*connection, WireError::kNone,
               inReason == PeerReason::Left ? "the member left" : "the member's process ended", false);
     }
@@ -225,8 +243,8 @@ void BrokerCore::RemoveMember(wire::MemberId inMember, PeerReason inReason, Time
     mMembers.erase(found);
 }
 
-void BrokerCore::OnProcessEnded(wire::MemberId inMember, TimePoint inNow) {
-    RemoveMember(inMember, PeerReason::Ended, inNow);
+void BrokerCore::OnProcessEnded(wire::MemberId inMember, TimePoint /*inNow*/) {
+    RemoveMember(inMember, PeerReason::Ended);
 }
 
 }  // namespace orvane::plexa::broker

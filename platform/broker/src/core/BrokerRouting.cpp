@@ -1,5 +1,6 @@
 // Lanes: routing, acknowledgements, reports.
 #include "BrokerState.h"
+#include "wire/Rules.h"
 
 namespace orvane::plexa::broker {
 
@@ -30,6 +31,9 @@ BrokerCore::Lane& BrokerCore::AddLane(Connection& ioSender, Connection& ioReceiv
         SetAttached(lane, true);
     } else {
         lane.awaitsPosition = true;
+        if (!wire::Holds(wire::Rule::kReturnedLanesWait)) {
+            SetAttached(lane, true);
+        }
     }
     return lane;
 }
@@ -223,9 +227,12 @@ WireError BrokerCore::OnPosition(Connection& ioReceiver, const wire::Frame& inFr
     if (!lane->awaitsPosition) {
         return WireError::kOutOfOrder;
     }
+    if (position.taken > sender->highest) {
+        return WireError::kBadPosition;
+    }
     lane->awaitsPosition = false;
-    lane->queued = std::max(lane->queued, std::min(position.taken, sender->highest));
-    lane->consumed = std::max(lane->consumed, std::min(position.consumed, sender->highest));
+    lane->queued = std::max(lane->queued, position.taken);
+    lane->consumed = std::max(lane->consumed, position.consumed);
     wire::WritePosition(sender->output, mPool, ioReceiver.slot, destination, position);
     MarkWritable(*sender);
     return WireError::kNone;

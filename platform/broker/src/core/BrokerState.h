@@ -51,9 +51,11 @@ struct BrokerCore::Connection {
     State state = State::kNew;
     wire::TimePoint since{};
     std::optional<wire::TimePoint> halfFrameSince;
+    std::size_t heldInput = 0;  // bytes of memory that half a frame keeps
     wire::OutputQueue output;
     bool writable = false;          // in mWritable
     std::size_t snapshotBytes = 0;  // control bytes that its joining cost, not counted against it
+    bool statusRequested = false;   // and not answered yet
     Member* member = nullptr;
     wire::Slot slot = wire::kNoSlot;
 
@@ -78,6 +80,7 @@ struct BrokerCore::Connection {
 
     bool Wants(std::string_view inType) const { return !interest || interest->contains(inType); }
     bool Joined() const noexcept { return state == State::kJoined; }
+    std::size_t HeldBytes() const noexcept { return output.Bytes() + heldInput; }
     Lane* LaneTo(wire::Slot inReceiver) {
         if (lastLane == nullptr || lastLane->receiver->slot != inReceiver) {
             const auto found = lanes.find(inReceiver);

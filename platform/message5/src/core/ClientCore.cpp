@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "wire/Rules.h"
+
 namespace orvane::plexa::message5 {
 
 using wire::FrameKind;
 using wire::RefuseCode;
+using wire::Rule;
 using wire::TimePoint;
 using wire::WireError;
 
@@ -26,6 +29,10 @@ void ClientCore::OnConnectionLost(TimePoint /*inNow*/) {
     mOutput.Clear();
     mSender.OnConnectionLost();
     mReceiver.OnConnectionLost();
+    if (!wire::Holds(Rule::kPositionsOutliveConnections) ||
+        (!wire::Holds(Rule::kPositionsOutliveExpiry) && mMember == 0)) {
+        mReceiver.ForgetPositions();
+    }
     mRoster.OnConnectionLost();
     mSlot = wire::kNoSlot;
     if (mState != State::kLeft && mState != State::kRefused) {

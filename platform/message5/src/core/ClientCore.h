@@ -96,6 +96,8 @@ class ClientCore {
     const wire::Limits& GetLimits() const noexcept { return mLimits; }
 
   private:
+    friend class StateInspector;  // tests
+
     void WriteWithdrawal();
     wire::WireError OnWelcome(const wire::Frame& inFrame);
     wire::WireError OnRefuse(const wire::Frame& inFrame);

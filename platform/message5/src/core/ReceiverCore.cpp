@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "wire/Rules.h"
+
 namespace orvane::plexa::message5 {
 
 using wire::PeerChange;
@@ -206,8 +208,17 @@ void ReceiverCore::OnJoined() {
 
 void ReceiverCore::OnConnectionLost() {
     for (const auto& [member, origin] : mOrigins) {
-        ForgetSlot(*origin);
+        if (wire::Holds(wire::Rule::kSlotsEndWithTheConnection)) {
+            ForgetSlot(*origin);
+        }
         origin->seen = false;
+    }
+}
+
+void ReceiverCore::ForgetPositions() {
+    for (const auto& [member, origin] : mOrigins) {
+        origin->taken = 0;
+        origin->consumed = 0;
     }
 }
 

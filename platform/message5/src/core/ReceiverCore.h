@@ -102,11 +102,15 @@ class ReceiverCore {
     /// A checked Data frame. Takes it into the inbound queue, or drops a repeated one.
     wire::WireError OnData(const wire::Frame& inFrame);
     void OnConnectionLost();
+    /// What a receiver must not do: that is why it is asked for where a rule is broken on purpose.
+    void ForgetPositions();
     /// Answers a resumed lane with a Position in outQueue.
     void OnPeer(const wire::PeerNotice& inPeer, wire::OutputQueue& outQueue, wire::BufferPool& inPool);
     void OnJoined();
 
   private:
+    friend class StateInspector;  // tests
+
     Origin* FindSlot(wire::Slot inSlot);
     Origin& FindOrAdd(const wire::PeerNotice& inPeer);
     void MarkGone(Origin& ioOrigin);

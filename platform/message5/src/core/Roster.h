@@ -33,6 +33,8 @@ class Roster {
     std::uint64_t Version() const noexcept { return mVersion; }
 
   private:
+    friend class StateInspector;  // tests
+
     struct Member {
         wire::EndPointInfo endPoint;
         bool receives = false;

@@ -108,6 +108,8 @@ class SenderCore {
                              wire::TimePoint inNow);
 
   private:
+    friend class StateInspector;  // tests
+
     /// How a lane stands to the live stream.
     enum class LaneState : std::uint8_t {
         /// Away, or its position is not known yet.

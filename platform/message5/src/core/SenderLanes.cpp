@@ -2,10 +2,12 @@
 #include <algorithm>
 
 #include "SenderLane.h"
+#include "wire/Rules.h"
 
 namespace orvane::plexa::message5 {
 
 using wire::PeerChange;
+using wire::Rule;
 using wire::Sequence;
 using wire::TimePoint;
 
@@ -78,7 +80,7 @@ SenderCore::Lane& SenderCore::AddLane(const wire::PeerNotice& inPeer, Sequence i
     lane->endPoint = inPeer.endPoint;
     lane->floor = inFloor;
     lane->floorBytes = mLog.BroadcastBytesThrough(inFloor);
-    lane->highest = mNextLive - 1;
+    lane->highest = wire::Holds(Rule::kStrangersMayHaveGotAll) ? mNextLive - 1 : inFloor;
     if (mFreeLanes.empty()) {
         lane->index = static_cast<LaneIndex>(mLanes.size());
         mLanes.push_back(nullptr);
@@ -175,10 +177,14 @@ void SenderCore::Unattach(Lane& ioLane) {
 }
 
 void SenderCore::OnConnectionLost() {
+    const bool forgets = !wire::Holds(Rule::kOwedOutlivesJoining) && !mJoined;
     mJoined = false;
     mBlockedSince.reset();
     for (const auto& lane : mLanes) {
         if (lane) {
+            if (forgets) {
+                SetFloor(*lane, mLog.NextSequence() - 1);
+            }
             Unattach(*lane);
             lane->seen = false;
         }
@@ -315,13 +321,19 @@ wire::WireError SenderCore::OnReport(Sequence inRouted, std::span<const wire::Re
             lane->lastProgress = inNow;
         }
     }
+    for (const auto& lane : mLanes) {
+        if (!wire::Holds(Rule::kOnlyConsumedCounts) && lane && lane->state == LaneState::kLive) {
+            Consume(*lane, inRouted, inNow);
+        }
+    }
     mStreamBudget = 0;
     FreeBroadcasts();
     return wire::WireError::kNone;
 }
 
 void SenderCore::FreeBroadcasts() {
-    Sequence through = std::min(mRouted, mLog.NextSequence() - 1);
+    const Sequence known = wire::Holds(Rule::kBroadcastsAreKeptUntilRouted) ? mRouted : mNextLive - 1;
+    Sequence through = std::min(known, mLog.NextSequence() - 1);
     for (const auto& lane : mLanes) {
         if (lane && lane->state != LaneState::kCut) {
             through = std::min(through, lane->floor);
