@@ -1,5 +1,5 @@
-/// The rules that the promise of delivery rests on, each with a name, so that a test can break one of them and
-/// see what is lost without it. In the product every rule holds, and the questions cost nothing.
+/// The rules that the promise of delivery rests on, each with a name, so that a test can break one of them
+/// and see what is lost without it. In the product every rule holds, and the questions cost nothing.
 #pragma once
 
 #include <cstdint>
