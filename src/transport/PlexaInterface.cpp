@@ -2,12 +2,16 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cstddef>
+#include <cstdint>
+#include <exception>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "nuocore/Assertion.h"
+#include "nuocore/Log.h"
 #include "nuocore/Trace.h"
+#include "transport/ExceptionText.h"
 #include "transport/PlexaResult.h"
 
 namespace nuoplexasupport {
@@ -21,6 +25,7 @@ namespace {
 constexpr std::uint32_t kLockTimeoutMilliseconds = 60000;
 constexpr const char* kTraceCategory = "nuoplexasupport::PlexaInterface";
 constexpr int kTraceLevel = 5;
+constexpr const char* kRefreshFunction = "nuoplexasupport::PlexaInterface::EndPointRefreshComplete";
 
 void Assert(bool inHolds, const char* inFunction, const char* inExpression, std::string inMessage = {}) {
     if (!inHolds) {
@@ -28,7 +33,24 @@ void Assert(bool inHolds, const char* inFunction, const char* inExpression, std:
     }
 }
 
+// Says what failed where nobody else hears of it. Without memory for the record there is none.
+void LogFailure(const char* inMessage, const std::exception_ptr& inReason,
+                std::uint64_t inMessagesLost) noexcept {
+    try {
+        nuocore::log::Log({kTraceCategory,
+                           "PlexaInterface",
+                           kRefreshFunction,
+                           inMessage,
+                           {{"messagesLost", VariantValue(inMessagesLost)},
+                            {"reason", VariantValue(ExceptionText(inReason))}}});
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+    }
+}
+
 alignas(PlexaInterface) std::byte sInstance[sizeof(PlexaInterface)];
+
+// Whether the singleton was ready when it ended.
+bool sEndedReady = false;
 
 // A client in a host's static may call in after the singleton's end: it meets a new, unconnected one, which
 // is never destroyed.
@@ -38,9 +60,8 @@ struct InstanceLifetime {
     InstanceLifetime& operator=(const InstanceLifetime&) = delete;
     ~InstanceLifetime() {
         auto* const instance = std::launder(reinterpret_cast<PlexaInterface*>(sInstance));
-        const bool ready = instance->IsReady();
         instance->~PlexaInterface();
-        new (sInstance) PlexaInterface(ready);
+        new (sInstance) PlexaInterface(sEndedReady);
     }
 };
 
@@ -60,6 +81,7 @@ PlexaInterface::~PlexaInterface() {
         sTrace.Trace("Terminate() should be called before destroying PlexaInterface\r\n");
     }
     Terminate();
+    sEndedReady = mReady;
 }
 
 bool PlexaInterface::Initialize(const char* inSAPCode, const char* inClientVersion,
@@ -99,7 +121,13 @@ bool PlexaInterface::IsReady() {
 void PlexaInterface::EndPointRefreshCompleteStatic(void* inThis) {
     Assert(inThis == &Instance(), "nuoplexasupport::PlexaInterface::EndPointRefreshCompleteStatic",
            "&Instance() == inThis");
-    Instance().EndPointRefreshComplete();
+    // Nothing may escape into the dispatcher.
+    try {
+        Instance().EndPointRefreshComplete();
+    } catch (...) {
+        LogFailure("End points could not be refreshed; queued messages wait for the next refresh",
+                   std::current_exception(), 0);
+    }
 }
 
 void PlexaInterface::GetEndPoints() {
@@ -119,23 +147,39 @@ void PlexaInterface::GetEndPoints() {
 }
 
 void PlexaInterface::EndPointRefreshComplete() {
-    constexpr const char* kFunction = "nuoplexasupport::PlexaInterface::EndPointRefreshComplete";
     GetEndPoints();
-    api::IPlexaMessageDispatcher* dispatcher = Dispatcher(kFunction);
-    Assert(dispatcher != nullptr && dispatcher->IsDispatcherReady(), kFunction,
+    api::IPlexaMessageDispatcher* dispatcher = Dispatcher(kRefreshFunction);
+    Assert(dispatcher != nullptr && dispatcher->IsDispatcherReady(), kRefreshFunction,
            "dispatcher && dispatcher->IsDispatcherReady()");
     if (dispatcher == nullptr || !dispatcher->IsDispatcherReady()) {
         return;
     }
     std::vector<PendingPlexaMessage> pending;
     {
-        const ScopedLock lock(mMutex, kFunction, kLockTimeoutMilliseconds);
+        const ScopedLock lock(mMutex, kRefreshFunction, kLockTimeoutMilliseconds);
         pending.swap(mPending);
         mReady = true;
     }
-    for (const PendingPlexaMessage& message : pending) {
-        DeliverSuiteMessage(*dispatcher, message.mMessageType, message.mPayload,
-                            FindEndPoint(message.mDestinationAppId));
+    SendPending(*dispatcher, pending);
+}
+
+void PlexaInterface::SendPending(api::IPlexaMessageDispatcher& inDispatcher,
+                                 const std::vector<PendingPlexaMessage>& inPending) const {
+    std::exception_ptr firstFailure;
+    std::uint64_t lost = 0;
+    for (const PendingPlexaMessage& message : inPending) {
+        // One that can't be sent must not take the rest with it.
+        try {
+            DeliverSuiteMessage(inDispatcher, message.mMessageType, message.mPayload,
+                                FindEndPoint(message.mDestinationAppId));
+        } catch (...) {
+            if (++lost == 1) {
+                firstFailure = std::current_exception();
+            }
+        }
+    }
+    if (lost != 0) {
+        LogFailure("Messages queued before the connection was ready could not be sent", firstFailure, lost);
     }
 }
 

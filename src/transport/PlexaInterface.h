@@ -64,6 +64,9 @@ class PlexaInterface final : public orvane::plexa::api5::IPlexaMessageListener {
   private:
     using EndPointList = std::vector<orvane::plexa::api5::EndPoint>;
 
+    /// Sends what was queued; what fails is logged, and the rest goes on.
+    void SendPending(orvane::plexa::api5::IPlexaMessageDispatcher& inDispatcher,
+                     const std::vector<PendingPlexaMessage>& inPending) const;
     /// The first end point with an app id, or `INVALID_ENDPOINT`.
     orvane::plexa::api5::EndPoint FindEndPoint(std::string inAppId) const;
     static void DeliverSuiteMessage(orvane::plexa::api5::IPlexaMessageDispatcher& inDispatcher,

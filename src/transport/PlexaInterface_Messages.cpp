@@ -33,9 +33,10 @@ std::string FetchText(const Message& inMessage, std::size_t (Message::*inSize)()
     if (size == 0) {
         return {};
     }
-    // A string's own terminator takes the copied one.
-    std::string text(size - 1, '\0');
+    std::string text(size, '\0');
     (inMessage.*inCopy)(text.data());
+    // The last byte is the terminator's, whatever was put there.
+    text.erase(std::min(text.find('\0'), size - 1));
     return text;
 }
 
@@ -48,11 +49,7 @@ std::string FetchSenderAppId(const api::PlexaMessage& inMessage) {
 
 // The same buffer serves a whole walk over the end points.
 bool HasAppId(const api::EndPoint& inEndPoint, const std::string& inAppId, std::string& ioBuffer) {
-    const std::size_t size = inEndPoint.GetAppIdSize();
-    if (size == 0) {
-        return false;
-    }
-    ioBuffer.resize(size);
+    ioBuffer.resize(inEndPoint.GetAppIdSize());
     inEndPoint.GetAppId(ioBuffer.data());
     return std::strcmp(ioBuffer.c_str(), inAppId.c_str()) == 0;
 }

@@ -143,6 +143,19 @@ namespace orvane::plexa::api5 {
 
 using doubles::Message5Double;
 
+namespace {
+
+std::size_t SizeOf(const std::string& inText) {
+    return Message5Double::Get().mSizeAnswer.value_or(inText.size() + 1);
+}
+// Fills exactly what the size query answered; the rest of a text that is too short is garbage.
+void CopyTo(char* outBuffer, const std::string& inText) {
+    std::memset(outBuffer, '?', SizeOf(inText));
+    std::memcpy(outBuffer, inText.c_str(), std::min(SizeOf(inText), inText.size() + 1));
+}
+
+}  // namespace
+
 PlexaMessageErrorCode IPlexaMessageDispatcher::SetConfig(const char* inSAPCode, const char* inClientVersion) {
     Message5Double::Get().Record(std::string("SetConfig ") + inSAPCode + " " + inClientVersion);
     return Message5Double::Get().mSetConfigResult;
@@ -174,8 +187,8 @@ EndPoint::EndPoint(const EndPoint& inOther) = default;
 EndPoint& EndPoint::operator=(const EndPoint& inOther) = default;
 EndPoint::~EndPoint() = default;
 
-std::size_t EndPoint::GetAppIdSize() const { return mAppId.size() + 1; }
-void EndPoint::GetAppId(char* outBuffer) const { std::memcpy(outBuffer, mAppId.c_str(), mAppId.size() + 1); }
+std::size_t EndPoint::GetAppIdSize() const { return SizeOf(mAppId); }
+void EndPoint::GetAppId(char* outBuffer) const { CopyTo(outBuffer, mAppId); }
 std::uint64_t EndPoint::GetInstance() const { return mInstance; }
 std::int32_t EndPoint::GetProcessId() const { return mProcessId; }
 bool EndPoint::operator==(const EndPoint& inOther) const {
@@ -185,10 +198,8 @@ bool EndPoint::operator!=(const EndPoint& inOther) const { return !(*this == inO
 
 PlexaMessage::PlexaMessage(std::string inType) : mType(std::move(inType)) {}
 PlexaMessage::~PlexaMessage() = default;
-std::size_t PlexaMessage::GetMessageTextSize() const { return Envelope().size() + 1; }
-void PlexaMessage::GetMessageText(char* outBuffer) const {
-    std::memcpy(outBuffer, Envelope().c_str(), Envelope().size() + 1);
-}
+std::size_t PlexaMessage::GetMessageTextSize() const { return SizeOf(Envelope()); }
+void PlexaMessage::GetMessageText(char* outBuffer) const { CopyTo(outBuffer, Envelope()); }
 std::size_t PlexaMessage::GetAppIdSize() const { return mSource.GetAppIdSize(); }
 void PlexaMessage::GetAppId(char* outBuffer) const { mSource.GetAppId(outBuffer); }
 void PlexaMessage::SetSource(const EndPoint& inSource) { mSource = inSource; }
@@ -206,23 +217,17 @@ const std::string& PlexaMessage::Envelope() const {
 SuiteMessage::SuiteMessage(const char* inType) : PlexaMessage(inType) {}
 SuiteMessage::~SuiteMessage() = default;
 void SuiteMessage::SetPayload(const char* inPayload) { mPayload = inPayload; }
-std::size_t SuiteMessage::GetPayloadSize() const { return mPayload.size() + 1; }
-void SuiteMessage::GetPayload(char* outBuffer) const {
-    std::memcpy(outBuffer, mPayload.c_str(), mPayload.size() + 1);
-}
+std::size_t SuiteMessage::GetPayloadSize() const { return SizeOf(mPayload); }
+void SuiteMessage::GetPayload(char* outBuffer) const { CopyTo(outBuffer, mPayload); }
 void SuiteMessage::SetDestination(const EndPoint& inDestination) { mDestination = inDestination; }
 const EndPoint& SuiteMessage::GetDestination() const { return mDestination; }
 
 ErrorMessage::ErrorMessage(const char* inType, const char* inError, const char* inFault)
     : PlexaMessage(inType), mError(inError), mFault(inFault) {}
 ErrorMessage::~ErrorMessage() = default;
-std::size_t ErrorMessage::GetErrorSize() const { return mError.size() + 1; }
-void ErrorMessage::GetError(char* outBuffer) const {
-    std::memcpy(outBuffer, mError.c_str(), mError.size() + 1);
-}
-std::size_t ErrorMessage::GetFaultSize() const { return mFault.size() + 1; }
-void ErrorMessage::GetFault(char* outBuffer) const {
-    std::memcpy(outBuffer, mFault.c_str(), mFault.size() + 1);
-}
+std::size_t ErrorMessage::GetErrorSize() const { return SizeOf(mError); }
+void ErrorMessage::GetError(char* outBuffer) const { CopyTo(outBuffer, mError); }
+std::size_t ErrorMessage::GetFaultSize() const { return SizeOf(mFault); }
+void ErrorMessage::GetFault(char* outBuffer) const { CopyTo(outBuffer, mFault); }
 
 }  // namespace orvane::plexa::api5

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ class Message5Double final : public api::IPlexaMessageDispatcher {
     std::vector<bool> mReadyAnswers;  ///< answers of IsDispatcherReady in turn; the last one stays
     std::vector<api::EndPoint> mEndPoints;
     api::EndPoint mSelf{"SELF-1", 1, 10};
+    /// What size queries of texts answer in place of the truth; so many bytes are then copied.
+    std::optional<std::size_t> mSizeAnswer;
     std::function<void()> mOnGetInstance;  ///< runs inside GetInstance
     std::function<void()> mOnSend;         ///< runs inside SendMessage
     std::function<void()> mOnCall;         ///< runs inside every operation

@@ -65,6 +65,51 @@ TEST_F(BrokerKeyFile, WithoutADirectoryOfItsOwnTheHomesIsUsed) {
     EXPECT_EQ(LocateBroker(), 0);
 }
 
+TEST_F(BrokerKeyFile, WithoutAHomeTheSystemsFilesAreLeft) {
+    // A process that has no home must not look into the root folder or its own.
+    const fs::path before = fs::current_path();
+    fs::current_path(mNone.Folder());
+    WriteFile(mNone.Folder() / ".config/orvane/plexa/5.0", "OrvaneIPCBroker=" + MakeBroker().string());
+    ::unsetenv("XDG_CONFIG_HOME");
+    for (const char* home : {"", static_cast<const char*>(nullptr), ".", "relative"}) {
+        if (home != nullptr) {
+            ::setenv("HOME", home, 1);
+        } else {
+            ::unsetenv("HOME");
+        }
+        fs::remove(SystemKey());
+        EXPECT_EQ(LocateBroker(), 6);
+        WriteFile(SystemKey(), "OrvaneIPCBroker=" + MakeBroker().string());
+        EXPECT_EQ(LocateBroker(), 0);
+    }
+    fs::current_path(before);
+}
+
+TEST_F(BrokerKeyFile, ARelativeDirectoryOfTheUsersIsIgnored) {
+    const fs::path before = fs::current_path();
+    fs::current_path(mNone.Folder());
+    WriteFile(UserKey(), "OrvaneIPCBroker=" + MakeBroker().string());
+    ::setenv("XDG_CONFIG_HOME", "config", 1);
+    EXPECT_EQ(LocateBroker(), 6);
+    WriteFile(SystemKey(), "OrvaneIPCBroker=" + MakeBroker().string());
+    EXPECT_EQ(LocateBroker(), 0);
+    fs::current_path(before);
+}
+
+TEST_F(BrokerKeyFile, WithoutAnyVariableTheUsualFoldersAreUsed) {
+    // What stands in the system's own folder is not this test's affair, so only the user's is looked at.
+    for (const char* variable : {"XDG_CONFIG_HOME", "XDG_CONFIG_DIRS"}) {
+        ::unsetenv(variable);
+    }
+    ::setenv("HOME", mNone.Folder().c_str(), 1);
+    WriteFile(mNone.Folder() / ".config/orvane/plexa/5.0", "OrvaneIPCBroker=" + MakeBroker().string());
+    EXPECT_EQ(LocateBroker(), 0);
+    // An empty variable counts as none.
+    ::setenv("XDG_CONFIG_HOME", "", 1);
+    ::setenv("XDG_CONFIG_DIRS", "", 1);
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
 TEST_F(BrokerKeyFile, AnotherFileNameIsRefusedEvenWhenItExists) {
     const fs::path other = mNone.Folder() / "opt/orvaneipcbroker.exe";
     WriteFile(other, "x");

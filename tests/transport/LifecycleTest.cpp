@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <iostream>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -255,57 +253,6 @@ TEST_F(TransportLifecycle, AssertionsNameTheirPlace) {
                             place + "EndPointRefreshCompleteStatic|&Instance() == inThis|",
                             place + "EndPointRefreshComplete|dispatcher && dispatcher->IsDispatcherReady()|",
                             place + "Receive|callback|", place + "Initialize|dispatcher|result: 0"));
-}
-
-// At the end of a process the singleton goes, and what comes later still finds one.
-void ExitConnected() {
-    nuocore::debug::SetTraceSink([](int inLevel, std::string_view inCategory, std::string_view inText) {
-        std::cerr << inLevel << "|" << inCategory << "|" << inText << std::flush;
-    });
-    nuocore::debug::SetTraceRules("nuoplexasupport::PlexaInterface=5");
-    // Registered before the singleton exists, so it runs after the singleton's end.
-    std::atexit([] {
-        for (const std::string& call : Message5Double::Get().Calls()) {
-            std::cerr << call << ";";
-        }
-        PlexaInterface::Instance().Terminate();
-        PlexaInterface::Instance().Send("T", "p", "");
-        std::cerr << "late calls are harmless" << std::endl;
-    });
-    {
-        const BrokerFile broker;
-        PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore);
-    }
-    PlexaInterface::Instance().Send("QUEUED", "p", "");
-    Message5Double::Get().ClearCalls();
-    std::exit(0);  // NOLINT(concurrency-mt-unsafe)
-}
-
-void ExitAfterTerminate() {
-    nuocore::debug::SetTraceSink([](int /*inLevel*/, std::string_view /*inCategory*/,
-                                    std::string_view /*inText*/) { std::cerr << "traced" << std::endl; });
-    nuocore::debug::SetTraceRules("*=9");
-    {
-        const BrokerFile broker;
-        PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore);
-    }
-    PlexaInterface::Instance().Terminate();
-    std::cerr << "terminated" << std::endl;
-    std::exit(0);  // NOLINT(concurrency-mt-unsafe)
-}
-
-TEST(TransportExit, WhileConnectedIsTracedAndDisconnects) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(
-        ExitConnected(), testing::ExitedWithCode(0),
-        "^5\\|nuoplexasupport::PlexaInterface\\|Terminate\\(\\) should be called before destroying "
-        "PlexaInterface\r\nUnregisterEndPointRefreshCallback;DisableListener;RemoveListener;ReleaseInstance;"
-        "late calls are harmless\n$");
-}
-
-TEST(TransportExit, AfterTerminateIsSilent) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(ExitAfterTerminate(), testing::ExitedWithCode(0), "^terminated\n$");
 }
 
 }  // namespace

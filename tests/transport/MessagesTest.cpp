@@ -9,6 +9,7 @@
 #include "doubles/BrokerFile.h"
 #include "doubles/NuocoreWatch.h"
 #include "doubles/PlexaMessage5Double.h"
+#include "transport/Envelopes.h"
 #include "transport/PlexaInterface.h"
 
 namespace nuoplexasupport {
@@ -40,23 +41,6 @@ class OwnText final : public api::PlexaMessage {
   public:
     explicit OwnText(std::string inText) : PlexaMessage(""), mText(std::move(inText)) {}
     std::size_t GetMessageTextSize() const override { return mText.empty() ? 0 : mText.size() + 1; }
-    void GetMessageText(char* outBuffer) const override {
-        std::memcpy(outBuffer, mText.c_str(), mText.size() + 1);
-    }
-
-  private:
-    std::string mText;
-};
-
-// A suite or error message with an envelope as the message library writes it.
-template <typename Message>
-class Enveloped final : public Message {
-  public:
-    template <typename... Arguments>
-    explicit Enveloped(const char* inType, Arguments... inArguments)
-        : Message(inType, inArguments...),
-          mText(std::string("<message><type>") + inType + "</type></message>") {}
-    std::size_t GetMessageTextSize() const override { return mText.size() + 1; }
     void GetMessageText(char* outBuffer) const override {
         std::memcpy(outBuffer, mText.c_str(), mText.size() + 1);
     }
