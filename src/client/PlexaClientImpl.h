@@ -49,12 +49,6 @@ extern std::uint32_t sStartupCount NUOCORE_GUARDED_BY(sRegistryLock);
 /// Whether a `Startup` has tried to bring the transport up.
 extern bool sTransportStarted NUOCORE_GUARDED_BY(sRegistryLock);
 
-// Keys of request ids; of several in one payload the last counts.
-extern const ImmutableString& sRequestIdKey;            // "requestId"
-extern const ImmutableString& sHyphenatedRequestIdKey;  // "request-id"
-extern const ImmutableString& sLowerCaseRequestIdKey;   // "requestid"
-extern const ImmutableString& sRequestContextKey;       // "request-context"
-
 /// Handles a message that the transport received. Runs on the delivery thread.
 void PlexaMessageStaticCallback(const std::string& inMessageType, const std::string& inPayload,
                                 const std::string& inErrorText, const std::string& inSenderAppId);

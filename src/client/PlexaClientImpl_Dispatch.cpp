@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <exception>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -7,10 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "client/ClientFailureLog.h"
+#include "client/MessageNames.h"
 #include "client/PlexaClientImpl.h"
 #include "nuocore/Assertion.h"
 #include "nuocore/JSON.h"
-#include "nuocore/Log.h"
 #include "nuocore/Variant.h"
 #include "nuoplexasupport/Constants.h"
 #include "xml/PlexaXMLSupport.h"
@@ -153,20 +153,11 @@ std::optional<NotificationTypes> FindNotification(const UTF8String& inPayload) {
 // being served.
 template <typename Call>
 void Deliver(const ImmutableString& inMessageType, Call inCall) {
-    UTF8String reason;
     try {
         inCall();
-        return;
-    } catch (const std::exception& exception) {
-        reason = exception.what();
     } catch (...) {
-        reason = "unknown exception";
+        LogClientFailure(inMessageType, kCallback);
     }
-    nuocore::log::Log({"PlexaClientImpl",
-                       kPlexaClientImplFile,
-                       kCallback,
-                       "A client threw in a receive operation",
-                       {{"messageType", VariantValue(inMessageType)}, {"reason", VariantValue(reason)}}});
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <string>
 #include <utility>
 
+#include "client/MessageNames.h"
 #include "client/PlexaClientImpl.h"
 #include "nuocore/Assertion.h"
 #include "nuocore/JSON.h"

@@ -1,8 +1,6 @@
 #include <cstring>
-#include <stdexcept>
-#include <thread>
 
-#include "client/ClientFixture.h"
+#include "client/DispatchFixture.h"
 
 namespace nuoplexasupport {
 namespace {
@@ -11,29 +9,12 @@ using doubles::LockWatch;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kId1 = "11111111-1111-1111-1111-111111111111";
-constexpr const char* kId2 = "22222222-2222-2222-2222-222222222222";
 constexpr const char* kCallback = "nuoplexasupport::`anonymous-namespace'::PlexaMessageStaticCallback|60000";
 constexpr const char* kDoesAnybodyCare =
     "nuoplexasupport::`anonymous-namespace'::DoesAnybodyCareAboutThisMessage|60000";
 const std::string kFailure =
     "..\\..\\src\\PlexaClientImpl|406|"
     "nuoplexasupport::`anonymous-namespace'::PlexaMessageStaticCallback|false|";
-
-class Dispatch : public ClientFixture {
-  protected:
-    boost::shared_ptr<RecordingClient> Subscribed(const char* inName, const char* inType = "T") {
-        auto client = MakeClient(inName);
-        SubscribeToMessage(client, ImmutableString(inType));
-        return client;
-    }
-    static void Await(const WeakClient& inClient, const char* inId, const char* inType = "T") {
-        sResponseMap[ImmutableString(inType)][*Guid::Parse(inId)] = inClient;
-    }
-    static std::string WithId(const char* inKey, const char* inId, const char* inRest = "") {
-        return std::string("{\"") + inKey + "\":\"" + inId + "\"" + inRest + "}";
-    }
-};
 
 TEST_F(Dispatch, AMessageNobodyCaresAboutIsNotEvenLookedAt) {
     Subscribed("a", "OTHER");
@@ -128,103 +109,6 @@ TEST_F(Dispatch, HostilePayloadsTakeTheFailurePath) {
     EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
-TEST_F(Dispatch, AResponseReachesItsClientOnceAndItsEntryIsGone) {
-    const auto a = MakeClient("a");
-    Await(a, kId1);
-    Await(a, kId2);
-    Arrive("T", WithId("requestId", kId1, R"(,"x":"1")"), "E:F");
-    EXPECT_THAT(TakeCalls(), ElementsAre(std::string("a: response T ") + kId1 + R"( {"x":"1"} 'E:F')"));
-    EXPECT_EQ(sResponseMap.size(), 1U);
-    Arrive("T", WithId("requestId", kId1, R"(,"x":"1")"));
-    EXPECT_THAT(TakeCalls(), IsEmpty());
-    Arrive("T", WithId("requestId", kId2));
-    EXPECT_THAT(TakeCalls(), ElementsAre(std::string("a: response T ") + kId2 + " {} ''"));
-    EXPECT_TRUE(sResponseMap.empty());
-}
-
-TEST_F(Dispatch, AnXMLResponseReachesItsClient) {
-    const auto a = MakeClient("a");
-    Await(a, kId1);
-    Arrive("T", std::string("<message><request-id>") + kId1 + "</request-id><x>1</x></message>");
-    EXPECT_THAT(TakeCalls(), ElementsAre(std::string("a: response T ") + kId1 + R"( {"x":"1"} '')"));
-}
-
-TEST_F(Dispatch, TheEntryGoesBeforeTheCall) {
-    const auto a = MakeClient("a");
-    Await(a, kId1);
-    bool empty = false;
-    a->mOnReceive = [&] { empty = sResponseMap.empty(); };
-    Arrive("T", WithId("requestId", kId1));
-    EXPECT_TRUE(empty);
-}
-
-TEST_F(Dispatch, WithoutAnIdAResponseEntryStays) {
-    const auto a = MakeClient("a");
-    Await(a, kId1);
-    Arrive("T", R"({"x":"1"})");
-    Arrive("T", WithId("requestId", "no id at all"));
-    Arrive("T", WithId("requestId", "00000000-0000-0000-0000-000000000000"));
-    Arrive("T", "words");
-    EXPECT_THAT(TakeCalls(), IsEmpty());
-    EXPECT_EQ(sResponseMap[ImmutableString("T")].size(), 1U);
-    EXPECT_THAT(mAssertions.Records(), IsEmpty());
-}
-
-TEST_F(Dispatch, AnUnknownIdLeavesTheEntries) {
-    const auto a = MakeClient("a");
-    Await(a, kId1);
-    Arrive("T", WithId("requestId", kId2));
-    EXPECT_THAT(TakeCalls(), IsEmpty());
-    EXPECT_EQ(sResponseMap[ImmutableString("T")].size(), 1U);
-}
-
-TEST_F(Dispatch, AnEmptyInnerMapLosesItsOuterEntry) {
-    sResponseMap[ImmutableString("T")];
-    Arrive("T", WithId("requestId", kId1));
-    EXPECT_TRUE(sResponseMap.empty());
-}
-
-TEST_F(Dispatch, SubscribersSeeResponsesTooAfterTheAsker) {
-    const auto b = Subscribed("b");
-    const auto a = MakeClient("a");
-    Await(a, kId1);
-    Arrive("T", WithId("requestId", kId1, R"(,"x":"1")"));
-    EXPECT_THAT(TakeCalls(), ElementsAre(std::string("a: response T ") + kId1 + R"( {"x":"1"} '')",
-                                         R"(b: object T {"x":"1"})"));
-}
-
-TEST_F(Dispatch, AResponseForAClientThatHasGoneServesSubscribersOnly) {
-    const auto b = Subscribed("b");
-    Await(MakeClient("gone"), kId1);
-    Arrive("T", WithId("requestId", kId1, R"(,"x":"1")"));
-    EXPECT_THAT(TakeCalls(), ElementsAre(R"(b: object T {"x":"1"})"));
-    EXPECT_TRUE(sResponseMap.empty());
-}
-
-TEST_F(Dispatch, OfSeveralIdsTheLastInOrderCountsAndAllAreRemoved) {
-    const auto a = MakeClient("a");
-    const char* const keys[] = {"requestId", "request-id", "requestid", "request-context"};
-    for (int last = 0; last < 4; ++last) {
-        Await(a, kId2);
-        std::string payload = "{\"x\":\"1\"";
-        // Written in reverse, so that the order of the text plays no part.
-        for (int key = last; key >= 0; --key) {
-            payload += std::string(",\"") + keys[key] + "\":\"" + (key == last ? kId2 : kId1) + "\"";
-        }
-        Arrive("T", payload + "}");
-        EXPECT_THAT(TakeCalls(), ElementsAre(std::string("a: response T ") + kId2 + R"( {"x":"1"} '')"))
-            << payload;
-    }
-}
-
-TEST_F(Dispatch, ALaterKeyThatHoldsNoIdOverridesAnEarlierOne) {
-    const auto a = Subscribed("a");
-    Await(a, kId1);
-    Arrive("T", WithId("requestId", kId1, R"(,"request-context":"none","x":"1")"));
-    EXPECT_THAT(TakeCalls(), ElementsAre(R"(a: object T {"x":"1"})"));
-    EXPECT_EQ(sResponseMap.size(), 1U);
-}
-
 TEST_F(Dispatch, ExpiredSubscribersAreSkippedAndPurged) {
     Subscribed("gone");
     Subscribed("gone too");
@@ -292,81 +176,6 @@ TEST_F(Dispatch, EachDiagnosticOfAnXMLPayloadFiresTwice) {
     Subscribed("gone", "U");
     Arrive("U", "<m><a>1</a><a>2</a></m>");
     EXPECT_THAT(mAssertions.Brief(), ElementsAre(duplicate, duplicate));
-}
-
-TEST_F(Dispatch, ClientsAreCalledWithoutTheLock) {
-    const auto a = Subscribed("a");
-    Await(a, kId1);
-    int calls = 0;
-    a->mOnReceive = [&] {
-        std::thread([&] {
-            SubscribeToMessage({}, ImmutableString("U"));
-            ++calls;
-        }).join();
-    };
-    Arrive("T", WithId("requestId", kId1));
-    EXPECT_EQ(calls, 2);
-}
-
-TEST_F(Dispatch, AClientMayUnsubscribeAndSubscribeInsideItsCall) {
-    const auto a = Subscribed("a");
-    const auto b = Subscribed("b");
-    a->mOnReceive = [&] {
-        UnsubscribeFromMessage(a, ImmutableString("T"));
-        UnsubscribeFromMessage(b, ImmutableString("T"));
-        SubscribeToMessage(a, ImmutableString("U"));
-    };
-    // The list of this message stands: the other client is still served.
-    Arrive("T", "1");
-    EXPECT_THAT(TakeCalls(), ElementsAre("a: raw T '1' from PEER-1", "b: raw T '1' from PEER-1"));
-    Arrive("T", "2");
-    EXPECT_THAT(TakeCalls(), IsEmpty());
-}
-
-TEST_F(Dispatch, ASubscriberMadeByTheResponseSeesTheMessage) {
-    const auto a = MakeClient("a");
-    const auto b = MakeClient("b");
-    Await(a, kId1);
-    a->mOnReceive = [&] { SubscribeToMessage(b, ImmutableString("T")); };
-    Arrive("T", WithId("requestId", kId1, R"(,"x":"1")"));
-    EXPECT_THAT(TakeCalls(), ElementsAre(testing::StartsWith("a: response"), R"(b: object T {"x":"1"})"));
-}
-
-TEST_F(Dispatch, AClientThatThrowsDoesNotKeepOthersFromBeingServed) {
-    const auto a = Subscribed("a");
-    const auto b = Subscribed("b");
-    Await(a, kId1);
-    a->mOnReceive = [] { throw std::runtime_error("from a client"); };
-    EXPECT_NO_THROW(Arrive("T", WithId("requestId", kId1)));
-    EXPECT_EQ(TakeCalls().size(), 3U);
-    a->mOnReceive = [] { throw 5; };  // NOLINT(misc-throw-by-value-catch-by-reference)
-    EXPECT_NO_THROW(Arrive("T", "words"));
-    EXPECT_EQ(TakeCalls().size(), 2U);
-    EXPECT_THAT(mAssertions.Records(), IsEmpty());
-    EXPECT_EQ(mLog.Records().size(), 3U);
-}
-
-TEST_F(Dispatch, AClientLivesUntilItsDeliveryIsOver) {
-    auto a = Subscribed("a");
-    bool destroyed = false;
-    a->mOnDestruction = [&] { destroyed = true; };
-    bool livedInside = false;
-    a->mOnReceive = [&] {
-        a.reset();
-        livedInside = !destroyed;
-    };
-    Arrive("T", "words");
-    EXPECT_TRUE(livedInside);
-    EXPECT_TRUE(destroyed);
-}
-
-TEST_F(Dispatch, TheLastShutdownMayHappenInsideADelivery) {
-    auto a = Subscribed("a");
-    mDouble.Refresh();
-    mDouble.ClearCalls();
-    a->mOnReceive = [&] { a.reset(); };
-    Arrive("T", "words");
-    EXPECT_EQ(mDouble.Calls().back(), "ReleaseInstance");
 }
 
 // A message with its envelope.

@@ -170,9 +170,26 @@ TEST_F(Lifecycle, TheLastShutdownReportsWhatIsLeftInTheLog) {
     }
     EXPECT_THAT(fields, ElementsAre("messageClients=2", "notificationClients=0", "responseClients=1",
                                     "expression=\"" + std::string(kExpression) + "\""));
-    // Reported before the transport goes down, and left as it is.
+    // Left as it is.
     EXPECT_EQ(sMessageSubscriptionClientsMap.size(), 2U);
     EXPECT_EQ(sResponseMap.size(), 1U);
+}
+
+TEST_F(Lifecycle, TheReportIsWrittenBeforeTheTransportGoesDown) {
+    const TraceWatch trace("PlexaClientImpl=4");
+    nuocore::log::SetLogSink(
+        [](const nuocore::log::LogRecord& /*inRecord*/) { doubles::Message5Double::Get().Record("log"); });
+    nuocore::debug::SetTraceSink(
+        [](int /*inLevel*/, std::string_view /*inCategory*/, std::string_view /*inText*/) {
+            doubles::Message5Double::Get().Record("trace");
+        });
+    SubscribeToMessage({}, ImmutableString("T"));
+    Startup();
+    TakeDispatcherCalls();
+    Shutdown();
+    std::vector<std::string> expected = {"log", "trace"};
+    expected.insert(expected.end(), kDown.begin(), kDown.end());
+    EXPECT_EQ(TakeDispatcherCalls(), expected);
 }
 
 TEST_F(Lifecycle, TheReportIsTracedAsOneLine) {

@@ -1,5 +1,3 @@
-#include <thread>
-
 #include "client/ClientFixture.h"
 
 namespace nuoplexasupport {
@@ -77,28 +75,6 @@ TEST_F(Subscriptions, SurviveShutdown) {
     Shutdown();
     Arrive("T", "1");
     EXPECT_THAT(TakeCalls(), ElementsAre("a: raw T '1' from PEER-1"));
-}
-
-TEST_F(Subscriptions, AClientThatEndsWhileItsEntryIsLookedAtEndsWithoutTheLock) {
-    // Unsubscribing another client makes the last owner let go between two looks at the same entry; whoever
-    // turns out to be the last owner then must not run the destructor under the lock.
-    auto a = MakeClient("a");
-    auto* const raw = a.get();
-    SubscribeToMessage(a, ImmutableString("T"));
-    bool lockWasFree = false;
-    raw->mOnDestruction = [&] {
-        std::thread([&] {
-            SubscribeToMessage({}, ImmutableString("U"));
-            lockWasFree = true;
-        }).join();
-    };
-    // The other thread drops the only owner while the registry lock is being waited for; the unsubscribing
-    // thread may then hold the last reference. Whichever way the race goes, the destructor finds the lock
-    // free.
-    std::thread other([&] { a.reset(); });
-    UnsubscribeFromMessage({}, ImmutableString("T"));
-    other.join();
-    EXPECT_TRUE(lockWasFree);
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "Debugger.h"
-#include "RecordBudget.h"
 #include "nuocore/Log.h"
+#include "nuocore/RecordBudget.h"
 #include "nuocore/Strings.h"
 
 namespace nuocore::debug {
@@ -35,8 +35,8 @@ const char* TextOf(const char* inText) noexcept { return inText != nullptr ? inT
 
 bool LogAssertion(const AssertionRecord& inRecord) {
     using serialization::VariantValue;
-    static auto& sBudget = *new RecordBudget;
-    const std::optional<std::uint64_t> leftOut = sBudget.Take(RecordBudget::Clock::now());
+    static auto& sBudget = *new log::RecordBudget;
+    const std::optional<std::uint64_t> leftOut = sBudget.Take(log::RecordBudget::Clock::now());
     if (!leftOut) {
         return false;
     }

@@ -1,5 +1,5 @@
-/// How many records may be written: a burst, and then so many in a second. What senders of broken payloads
-/// can cause must not fill a disk.
+/// How many records of one sort may be written: a burst of 100, and then 20 in a second. What others can
+/// cause as often as they like must not fill a disk.
 #pragma once
 
 #include <algorithm>
@@ -9,9 +9,9 @@
 #include <optional>
 #include <utility>
 
-namespace nuocore::debug {
+namespace nuocore::log {
 
-/// Any thread.
+/// One for each sort of record. Any thread.
 class RecordBudget {
   public:
     using Clock = std::chrono::steady_clock;
@@ -40,4 +40,4 @@ class RecordBudget {
     std::uint64_t mLeftOut = 0;
 };
 
-}  // namespace nuocore::debug
+}  // namespace nuocore::log
