@@ -126,6 +126,29 @@ TEST(FrameReader, AWrongHeaderIsFoundBeforeTheRestOfItsFrameIsThere) {
     EXPECT_LE(pool.BytesInUse(), 1024U) << "no memory for a claimed length";
 }
 
+TEST(FrameReader, ALongFrameReservesItsLengthOnlyWhenASubstantialPartIsThere) {
+    BufferPool pool(64 * 1024);
+    FrameReader reader(pool, kLimits, Direction::kToBroker);
+    const std::string payload(kLimits.maxPayload, 'x');
+    const std::string frame = DataFrame(1, "t", payload);
+    const auto feed = [&](std::size_t inFrom, std::size_t inTo) {
+        std::size_t frames = 0;
+        Feed(reader, std::string_view(frame).substr(inFrom, inTo - inFrom), 1000, [&](const Frame& inFrame) {
+            ++frames;
+            EXPECT_EQ(Payload(inFrame), payload);
+        });
+        return frames;
+    };
+    EXPECT_EQ(feed(0, 32), 0U);
+    reader.Space();
+    EXPECT_LE(pool.BytesInUse(), pool.Standard());
+    reader.Shrink();
+    EXPECT_EQ(reader.HeldBytes(), 64U);
+    EXPECT_EQ(pool.BytesInUse(), 64U);
+    EXPECT_EQ(feed(32, frame.size()), 1U);
+    EXPECT_EQ(reader.HeldBytes(), 0U);
+}
+
 TEST(FrameReader, TellsOfAFrameThatIsNotCompleteYet) {
     BufferPool pool(1024);
     FrameReader reader(pool, kLimits, Direction::kToBroker);

@@ -27,8 +27,13 @@ ReadResult Channel::Read() {
     return ReadResult::kEnd;  // closed, or reset because the peer closed with something unread
 }
 
-void Channel::Rest() noexcept {
-    if (!mReader.Incomplete() && mReader.Error() == wire::WireError::kNone) mReader.Reset();
+void Channel::Rest() {
+    if (mReader.Error() != wire::WireError::kNone) return;
+    if (mReader.Incomplete()) {
+        mReader.Shrink();
+    } else {
+        mReader.Reset();
+    }
 }
 
 WriteResult Channel::Write(wire::OutputQueue& inQueue) {

@@ -38,9 +38,12 @@ class Channel {
     /// Reads once. Then take the frames out of Reader. Throws std::bad_alloc.
     ReadResult Read();
     wire::FrameReader& Reader() noexcept { return mReader; }
-    /// Gives the read buffer back if no part of a frame is in it: an idle client costs no memory, and the
-    /// next one to be served gets a buffer that is still in the processor's cache.
-    void Rest() noexcept;
+    /// Gives the read buffer back, but for the part of a frame that is in it: an idle client costs no memory,
+    /// and the next one to be served gets a buffer that is still in the processor's cache. Throws
+    /// std::bad_alloc.
+    void Rest();
+    /// Gives the read buffer back with all that is in it: nothing is read any more.
+    void StopReading() noexcept { mReader.Reset(); }
     WriteResult Write(wire::OutputQueue& inQueue);
 
   private:

@@ -9,6 +9,9 @@ namespace {
 
 /// Below this share of a standard buffer a read is not worth its system call, and the next buffer is begun.
 constexpr std::size_t kLeastShare = 8;
+/// A frame longer than a standard buffer gets one of its own length when this share of a standard buffer is
+/// there: a header alone reserves little.
+constexpr std::size_t kShareThatCounts = 4;
 
 }  // namespace
 
@@ -21,7 +24,9 @@ std::span<std::byte> FrameReader::Space() {
     if (pending >= kHeaderBytes) {
         const auto& header = *reinterpret_cast<const FrameHeader*>(mBuffer->Data() + mBegin);
         const std::size_t longest = FrameBytes(mLimits.maxTypeText, mLimits.maxPayload);
-        wanted = std::max(wanted, std::min<std::size_t>(header.length(), longest));
+        const std::size_t length = std::min<std::size_t>(header.length(), longest);
+        const bool counts = pending >= mPool.Standard() / kShareThatCounts;
+        wanted = std::max(wanted, counts ? length : std::min(length, mPool.Standard()));
     }
     if (!mBuffer || mBuffer->Capacity() - mBegin < wanted) {
         if (mBuffer && mBuffer->Unshared() && mBuffer->Capacity() >= wanted) {
@@ -61,6 +66,18 @@ void FrameReader::Rest() noexcept {
     if (mBuffer && !Incomplete() && mBuffer->Unshared()) {
         Reset();
     }
+}
+
+void FrameReader::Shrink() {
+    const std::size_t pending = mEnd - mBegin;
+    if (pending == 0 || pending >= mPool.Standard() / kLeastShare || mBuffer->Capacity() < mPool.Standard()) {
+        return;
+    }
+    BufferRef small = mPool.MakeExact(pending);
+    std::memcpy(small->Data(), mBuffer->Data() + mBegin, pending);
+    mBuffer = std::move(small);
+    mBegin = 0;
+    mEnd = pending;
 }
 
 void FrameReader::Reset() noexcept {

@@ -126,8 +126,8 @@ class BrokerCore {
     /// connections that are being closed are ignored.
     void OnFrame(ConnectionId inConnection, const wire::Frame& inFrame, wire::TimePoint inNow);
     void OnReaderError(ConnectionId inConnection, wire::WireError inError, wire::TimePoint inNow);
-    /// All that was readable has been handed in. inHeld: bytes of memory that the part of a frame that is left
-    /// keeps, 0 if none is left.
+    /// All that was readable has been handed in. inHeld: bytes of memory that the part of a frame that is
+    /// left keeps, 0 if none is left.
     void OnInputSettled(ConnectionId inConnection, std::size_t inHeld, wire::TimePoint inNow);
     /// The connection does not exist any more, whoever closed it.
     void OnDisconnected(ConnectionId inConnection, wire::TimePoint inNow);

@@ -33,9 +33,14 @@ class FrameReader {
     WireError Error() const noexcept { return mError; }
     /// Part of a frame is there and the rest is awaited.
     bool Incomplete() const noexcept { return mBegin != mEnd; }
+    /// Bytes of memory that the part of a frame keeps; 0 if there is none.
+    std::size_t HeldBytes() const noexcept { return Incomplete() ? mBuffer->Capacity() : 0; }
     /// Gives the buffer back while nothing of it is used. For connections that may stay quiet: call it when
     /// all that was readable has been handled.
     void Rest() noexcept;
+    /// Moves the beginning of a frame out of a buffer that is much larger, for a peer that may not go on for
+    /// long: what is held then is what was really sent. Throws std::bad_alloc and then leaves it where it is.
+    void Shrink();
     /// Forgets everything, for a new connection.
     void Reset() noexcept;
 
