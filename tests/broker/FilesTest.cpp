@@ -34,21 +34,23 @@ TEST(MembersFile, RemembersWhatWasWrittenAndForgetsWhatWasErased) {
     {
         std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
         members->Write(Record(5));
-        members->Write(Record(6, std::string(1024, 'x')));
+        members->Write(Record(6, std::string(256, 'x')));
         members->Write(Record(7));
         members->Erase(5);
         members->Erase(99);
     }
     const std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
-    ASSERT_EQ(members->Recorded().size(), 2U);
-    const MemberRecord& record = members->Recorded()[0];
+    const std::vector<MemberRecord> records = members->Recorded();
+    ASSERT_EQ(records.size(), 2U);
+    const MemberRecord& record = records[0];
     EXPECT_EQ(record.member, 6U);
     EXPECT_EQ(record.nonce, (wire::Nonce{18, 30}));
     EXPECT_EQ(record.process, (ProcessIdentity{77, 88}));
     EXPECT_EQ(record.instance, 4U);
-    EXPECT_EQ(record.appId, std::string(1024, 'x'));
-    EXPECT_EQ(members->Recorded()[1].member, 7U);
+    EXPECT_EQ(record.appId, std::string(256, 'x'));
+    EXPECT_EQ(records[1].member, 7U);
     EXPECT_FALSE(members->Empty());
+    EXPECT_TRUE(members->Complaints().empty());
 }
 
 TEST(MembersFile, NeverGivesANumberTwiceEvenWhenAllWereErased) {
@@ -81,6 +83,8 @@ TEST(MembersFile, PassesOverADamagedRecord) {
     const std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
     ASSERT_EQ(members->Recorded().size(), 1U);
     EXPECT_EQ(members->Recorded()[0].appId, "second");
+    ASSERT_EQ(members->Complaints().size(), 1U);
+    EXPECT_NE(members->Complaints()[0].find("damaged records (1)"), std::string::npos);
 }
 
 TEST(MembersFile, OfAnotherFormatIsBegunAnew) {
@@ -89,6 +93,8 @@ TEST(MembersFile, OfAnotherFormatIsBegunAnew) {
     std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
     ASSERT_TRUE(members);
     EXPECT_TRUE(members->Recorded().empty());
+    ASSERT_EQ(members->Complaints().size(), 1U);
+    EXPECT_NE(members->Complaints()[0].find("begun anew"), std::string::npos);
     members->Write(Record(5));
     members.reset();
     EXPECT_EQ(MembersFile::Acquire(directory / "members", 8)->Recorded().size(), 1U);
@@ -105,6 +111,83 @@ TEST(MembersFile, ThatIsFullSaysSoAndKeepsTheRest) {
     members->Write(Record(7));
     members.reset();
     EXPECT_EQ(MembersFile::Acquire(directory / "members", 2)->Recorded().size(), 2U);
+}
+
+TEST(MembersFile, KeepsTheWholeRecordsOfOneThatWasCutShort) {
+    const TemporaryDirectory directory;
+    std::uintmax_t wholeSize = 0;
+    {
+        std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 2);
+        members->Write(Record(5));
+        members->Write(Record(6));
+        wholeSize = std::filesystem::file_size(directory / "members");
+    }
+    std::filesystem::resize_file(directory / "members", wholeSize - 10);
+    EXPECT_EQ(MembersFile::Acquire(directory / "members", 2)->Recorded().size(), 1U);
+    std::filesystem::resize_file(directory / "members", 10);
+    const std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 2);
+    EXPECT_TRUE(members->Recorded().empty());
+    EXPECT_EQ(members->Complaints().size(), 1U);
+}
+
+TEST(MembersFile, OfALargerCapacityIsReadToItsEnd) {
+    const TemporaryDirectory directory;
+    {
+        std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+        for (wire::MemberId member = 1; member <= 8; ++member) members->Write(Record(member));
+    }
+    EXPECT_EQ(MembersFile::Acquire(directory / "members", 2)->Recorded().size(), 8U);
+}
+
+TEST(MembersFile, ReservesTheSpaceForAllMembersAtOnce) {
+    const TemporaryDirectory directory;
+    std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+    const std::uintmax_t size = std::filesystem::file_size(directory / "members");
+    for (wire::MemberId member = 1; member <= 8; ++member) members->Write(Record(member));
+    EXPECT_EQ(std::filesystem::file_size(directory / "members"), size);
+}
+
+TEST(MembersFile, ThatWasTakenAwayIsMadeAnewWithTheSameMembersUnlessAnotherWasFaster) {
+    const TemporaryDirectory directory;
+    std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+    members->Write(Record(5));
+    members->Write(Record(6));
+    members->Erase(6);
+    EXPECT_TRUE(members->InPlace());
+    std::filesystem::remove(directory / "members");
+    EXPECT_FALSE(members->InPlace());
+    {
+        std::optional<MembersFile> faster = MembersFile::Acquire(directory / "members", 8);
+        faster->Write(Record(9));
+        EXPECT_FALSE(members->MakeAnew());
+    }
+    ASSERT_TRUE(members->MakeAnew()) << "the other one has gone";
+    EXPECT_TRUE(members->InPlace());
+    members->Write(Record(7));
+    members.reset();
+    const auto records = MembersFile::Acquire(directory / "members", 8)->Recorded();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0].member, 5U);
+    EXPECT_EQ(records[1].member, 7U);
+}
+
+TEST(MembersFile, OfAnotherUserIsRefused) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    const TemporaryDirectory directory;
+    std::ofstream(directory / "members") << "";
+    ASSERT_EQ(::chown((directory / "members").c_str(), 65534, 65534), 0);
+    try {
+        MembersFile::Acquire(directory / "members", 2);
+        FAIL() << "it was used";
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("belongs to user 65534"), std::string::npos) << error.what();
+    }
+}
+
+TEST(MembersFile, ThatIsNoRegularFileIsRefused) {
+    const TemporaryDirectory directory;
+    ASSERT_EQ(::mkfifo((directory / "members").c_str(), 0600), 0);
+    EXPECT_THROW(MembersFile::Acquire(directory / "members", 2), std::runtime_error);
 }
 
 TEST(MembersFile, ThatIsALinkIsRefused) {
@@ -144,6 +227,18 @@ TEST(Listener, RemovesItsOwnPathButNotAnothers) {
     EXPECT_TRUE(second.InPlace());
     second.Unlink();
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(Listener, KnowsWhetherSomebodyListensAtAPath) {
+    const TemporaryDirectory directory;
+    const std::string path = directory / "broker.sock";
+    EXPECT_FALSE(Listener::IsServed(path));
+    {
+        const Listener listener = Listener::Bind(path);
+        EXPECT_TRUE(Listener::IsServed(path));
+    }
+    ASSERT_TRUE(std::filesystem::exists(path));
+    EXPECT_FALSE(Listener::IsServed(path)) << "a stale one";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // How clients become members, and what they are told of each other.
 #include <algorithm>
+#include <csignal>
 #include <functional>
 
 #include <gtest/gtest.h>
@@ -122,6 +123,23 @@ TEST_F(Joining, MemberIsGoneWithItsProcessEvenIfAnotherProcessHoldsItsSocket) {
     EXPECT_EQ(news->peer.change, wire::PeerChange::Gone);
     EXPECT_EQ(news->peer.reason, wire::PeerReason::Ended);
     EXPECT_TRUE(second.IsClosed());
+}
+
+TEST_F(Joining, MemberIsGoneAtOnceWhenItsSocketEndsJustAfterItsProcess) {
+    WireClient first(mSocket);
+    first.Join("first-1");
+    WireClient second(mSocket);
+    second.Join("second-1");
+    EXPECT_EQ(first.Next(wire::FrameKind::Peer)->peer.change, wire::PeerChange::Up);
+    // The broker sees both in one look, the end of the process first.
+    mBroker.Signal(SIGSTOP);
+    second.Process().End();
+    second.Close();
+    mBroker.Signal(SIGCONT);
+    const auto news = EndOfPeer(first);
+    ASSERT_TRUE(news) << "it would be waited for";
+    EXPECT_EQ(news->peer.change, wire::PeerChange::Gone);
+    EXPECT_EQ(news->peer.reason, wire::PeerReason::Ended);
 }
 
 TEST_F(Joining, MemberThatComesBackOnANewConnectionKeepsItsPlace) {

@@ -1,8 +1,10 @@
 #include "Broker.h"
 
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <stdexcept>
+#include <thread>
 
 #include "Activation.h"
 #include "Daemon.h"
@@ -18,9 +20,41 @@ namespace {
 
 constexpr std::string_view kLogName = "broker.log";
 
+/// How long to wait for the one who serves to end, when a service manager has taken over its place.
+constexpr std::chrono::seconds kHandOverTime{10};
+constexpr std::chrono::milliseconds kHandOverInterval{10};
+
 Listener MakeListener(std::optional<int> inActivated, const std::string& inRuntimeDirectory) {
-    if (inActivated) return Listener::Adopt(FileDescriptor(*inActivated));
-    return Listener::Bind(wire::RuntimePath(inRuntimeDirectory, wire::kSocketName));
+    const std::string path = wire::RuntimePath(inRuntimeDirectory, wire::kSocketName);
+    if (inActivated) return Listener::Adopt(FileDescriptor(*inActivated), path);
+    return Listener::Bind(path);
+}
+
+/// None when another broker serves already, which is all that was wanted. With a socket handed over it is
+/// not: then the other one has lost its place to the manager and is about to end.
+std::optional<MembersFile> AcquireMembers(const std::string& inPath, std::size_t inCapacity,
+                                          bool inActivated) {
+    const auto deadline = std::chrono::steady_clock::now() + kHandOverTime;
+    for (;;) {
+        std::optional<MembersFile> members = MembersFile::Acquire(inPath, inCapacity);
+        if (members || !inActivated) return members;
+        if (std::chrono::steady_clock::now() >= deadline) {
+            throw std::runtime_error("another broker serves the directory of the socket handed over; end it");
+        }
+        std::this_thread::sleep_for(kHandOverInterval);
+    }
+}
+
+std::string_view Text(EndReason inReason) {
+    switch (inReason) {
+        case EndReason::kIdle:
+            return "nobody was connected";
+        case EndReason::kSignal:
+            return "asked to by a signal";
+        case EndReason::kReplaced:
+            return "another broker serves the runtime directory";
+    }
+    return "for no reason";
 }
 
 std::string LogFile(const Options& inOptions, const std::string& inRuntimeDirectory) {
@@ -35,11 +69,12 @@ int Serve(const Options& inOptions, std::optional<int> inActivated) {
         throw std::runtime_error(trouble);
     }
     const wire::Limits limits;
-    std::optional<MembersFile> members =
-        MembersFile::Acquire(wire::RuntimePath(directory, wire::kMembersName), limits.members);
-    if (!members) return kExitSuccess;  // another broker serves already, which is all that was wanted
+    std::optional<MembersFile> members = AcquireMembers(wire::RuntimePath(directory, wire::kMembersName),
+                                                        limits.members, inActivated.has_value());
+    if (!members) return kExitSuccess;
 
     const std::shared_ptr<Log> log = OpenLog(LogFile(inOptions, directory), inOptions.logLevel);
+    for (const std::string& complaint : members->Complaints()) log->warn("{}", complaint);
     try {
         FileDescriptor termination = WatchTermination();
         Listener listener = MakeListener(inActivated, directory);
@@ -51,8 +86,7 @@ int Serve(const Options& inOptions, std::optional<int> inActivated) {
         if (inOptions.onDemand) Detach();
         if (inOptions.readyDescriptor >= 0) ReportReady(inOptions.readyDescriptor);
         const EndReason reason = server.Run();
-        log->info("stopped: {}",
-                  reason == EndReason::kIdle ? "nobody was connected" : "asked to by a signal");
+        log->info("stopped: {}", Text(reason));
         return kExitSuccess;
     } catch (const std::exception& error) {
         log->error("stopped: {}", error.what());

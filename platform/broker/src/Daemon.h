@@ -16,7 +16,7 @@ void CloseInheritedDescriptors(std::span<const int> inKept);
 void Detach();
 
 /// Leaves the directory it was started in, lets as many descriptors be opened as the system allows, keeps
-/// files private, ignores SIGPIPE.
+/// files private, gets errors instead of signals from writing (SIGPIPE, SIGXFSZ).
 void SettleProcess();
 
 /// A descriptor that becomes readable when the process is asked to end (SIGTERM, SIGINT), which then doesn't

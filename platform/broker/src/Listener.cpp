@@ -19,18 +19,30 @@ std::system_error Failure(const std::string& inWhat) { return {errno, std::syste
 
 FileDescriptor OpenSpare() { return FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
 
+/// A socket's inode lives as long as the socket: its number is nobody else's meanwhile.
 std::optional<std::uint64_t> InodeAt(const std::string& inPath) {
     struct stat status {};
     if (::lstat(inPath.c_str(), &status) != 0) return std::nullopt;
     return status.st_ino;
 }
 
+/// False when the path is too long.
+bool SetAddress(sockaddr_un& outAddress, const std::string& inPath) {
+    outAddress = {};
+    outAddress.sun_family = AF_UNIX;
+    if (inPath.size() >= sizeof(outAddress.sun_path)) return false;
+    std::memcpy(outAddress.sun_path, inPath.c_str(), inPath.size() + 1);
+    return true;
+}
+
 }  // namespace
 
-Listener::Listener(FileDescriptor inSocket, std::string inPath)
-    : mSocket(std::move(inSocket)), mSpare(OpenSpare()), mPath(std::move(inPath)) {
-    if (!mPath.empty()) mInode = InodeAt(mPath).value_or(0);
-}
+Listener::Listener(FileDescriptor inSocket, std::string inPath, bool inAdopted)
+    : mSocket(std::move(inSocket)),
+      mSpare(OpenSpare()),
+      mPath(std::move(inPath)),
+      mAdopted(inAdopted),
+      mInode(InodeAt(mPath).value_or(0)) {}
 
 Listener Listener::Bind(const std::string& inPath) {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
@@ -38,12 +50,10 @@ Listener Listener::Bind(const std::string& inPath) {
     // Bound under another name first: under its own name it listens from the first moment on.
     const std::string provisional = inPath + "~";
     sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (provisional.size() >= sizeof(address.sun_path)) {
+    if (!SetAddress(address, provisional)) {
         errno = ENAMETOOLONG;
         throw Failure("cannot make the socket " + inPath);
     }
-    std::memcpy(address.sun_path, provisional.c_str(), provisional.size() + 1);
     ::unlink(provisional.c_str());
     if (::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
         ::chmod(provisional.c_str(), S_IRUSR | S_IWUSR) != 0 || ::listen(socket.Get(), SOMAXCONN) != 0 ||
@@ -53,16 +63,25 @@ Listener Listener::Bind(const std::string& inPath) {
         errno = error;
         throw Failure("cannot make the socket " + inPath);
     }
-    return {std::move(socket), inPath};
+    return {std::move(socket), inPath, false};
 }
 
-Listener Listener::Adopt(FileDescriptor inSocket) {
+Listener Listener::Adopt(FileDescriptor inSocket, const std::string& inPath) {
     const int flags = ::fcntl(inSocket.Get(), F_GETFL);
     if (flags < 0 || ::fcntl(inSocket.Get(), F_SETFL, flags | O_NONBLOCK) != 0 ||
         ::fcntl(inSocket.Get(), F_SETFD, FD_CLOEXEC) != 0) {
         throw Failure("cannot use the socket handed over");
     }
-    return {std::move(inSocket), {}};
+    return {std::move(inSocket), inPath, true};
+}
+
+bool Listener::IsServed(const std::string& inPath) noexcept {
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    if (!SetAddress(address, inPath)) return false;
+    // A full queue of connections says that somebody listens, too.
+    return ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ||
+           errno == EAGAIN;
 }
 
 AcceptResult Listener::Accept(FileDescriptor& outConnection) {
@@ -94,7 +113,7 @@ AcceptResult Listener::Accept(FileDescriptor& outConnection) {
     }
 }
 
-bool Listener::InPlace() const noexcept { return Adopted() || InodeAt(mPath) == mInode; }
+bool Listener::InPlace() const noexcept { return InodeAt(mPath) == mInode; }
 
 void Listener::Unlink() noexcept {
     if (!Adopted() && InPlace()) ::unlink(mPath.c_str());

@@ -24,8 +24,11 @@ class Listener {
     /// Makes the socket at inPath in place of what is there; nobody else may be serving it. Readable and
     /// writable for its owner only. Throws std::system_error.
     static Listener Bind(const std::string& inPath);
-    /// Serves a listening socket that somebody else made and removes. Throws std::system_error.
-    static Listener Adopt(FileDescriptor inSocket);
+    /// Serves a listening socket that somebody else made and removes, and which clients find at inPath.
+    /// Throws std::system_error.
+    static Listener Adopt(FileDescriptor inSocket, const std::string& inPath);
+    /// True when somebody, whoever it is, listens at inPath.
+    static bool IsServed(const std::string& inPath) noexcept;
 
     Listener(Listener&&) noexcept = default;
     Listener& operator=(Listener&&) noexcept = default;
@@ -37,18 +40,19 @@ class Listener {
     /// Takes the path away, if it is still this socket's, so that nobody new connects; those who wait can
     /// still be taken in.
     void Unlink() noexcept;
-    /// False when the path was taken away or is another's now. An adopted socket's path is not ours to judge.
+    /// False when the path was taken away or is another's now.
     bool InPlace() const noexcept;
-    bool Adopted() const noexcept { return mPath.empty(); }
+    bool Adopted() const noexcept { return mAdopted; }
 
   private:
-    Listener(FileDescriptor inSocket, std::string inPath);
+    Listener(FileDescriptor inSocket, std::string inPath, bool inAdopted);
 
     FileDescriptor mSocket;
     /// Given up for a moment when there is no other descriptor left, so that a waiting connection can be
     /// taken and closed instead of staying ready for ever.
     FileDescriptor mSpare;
-    std::string mPath;  // empty: adopted
+    std::string mPath;
+    bool mAdopted;
     std::uint64_t mInode = 0;
 };
 

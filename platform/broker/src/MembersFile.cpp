@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <span>
+#include <stdexcept>
 #include <system_error>
 #include <type_traits>
 
@@ -16,7 +17,7 @@ namespace orvane::plexa::broker {
 
 namespace {
 
-constexpr std::uint64_t kMagic = 0x314D58454C504DULL;
+constexpr std::uint64_t kMagic = 0x324D58454C504DULL;
 
 struct Header {
     std::uint64_t magic;
@@ -31,13 +32,15 @@ struct Record {
     std::uint32_t processId;
     std::uint32_t instance;
     std::uint32_t appIdLength;
-    std::array<char, 1024> appId;
+    std::array<char, 256> appId;
     std::uint32_t check;
 };
 static_assert(std::has_unique_object_representations_v<Record>,
               "no padding: every byte is checked and written");
 
 constexpr std::size_t kFirstRecord = 64;
+/// However long a file is, no more records are looked at.
+constexpr std::size_t kMostRecords = 65536;
 static_assert(sizeof(Header) <= kFirstRecord);
 
 std::system_error Failure(const std::string& inPath) {
@@ -53,6 +56,11 @@ std::uint32_t CheckOf(const Record& inRecord) {
     return check;
 }
 
+bool IsEmpty(const Record& inRecord) {
+    const auto bytes = std::as_bytes(std::span(&inRecord, 1));
+    return std::all_of(bytes.begin(), bytes.end(), [](std::byte inByte) { return inByte == std::byte{0}; });
+}
+
 bool IsSound(const Record& inRecord) {
     return inRecord.member != 0 && inRecord.appIdLength <= inRecord.appId.size() &&
            inRecord.check == CheckOf(inRecord);
@@ -66,6 +74,25 @@ bool ReadAt(int inFile, std::size_t inOffset, void* outBytes, std::size_t inLeng
            static_cast<ssize_t>(inLength);
 }
 
+struct stat StatusOf(const FileDescriptor& inFile, const std::string& inPath) {
+    struct stat status {};
+    if (::fstat(inFile.Get(), &status) != 0) throw Failure(inPath);
+    return status;
+}
+
+/// Somebody else's file could be written and locked by somebody else.
+void CheckIsOurs(const FileDescriptor& inFile, const std::string& inPath) {
+    const struct stat status = StatusOf(inFile, inPath);
+    if (!S_ISREG(status.st_mode)) {
+        throw std::runtime_error("the members file " + inPath + " is no regular file; remove it");
+    }
+    if (status.st_uid != ::geteuid()) {
+        throw std::runtime_error("the members file " + inPath + " belongs to user " +
+                                 std::to_string(status.st_uid) + ", not to " + std::to_string(::geteuid()) +
+                                 "; remove it");
+    }
+}
+
 }  // namespace
 
 std::optional<MembersFile> MembersFile::Acquire(const std::string& inPath, std::size_t inCapacity) {
@@ -73,6 +100,7 @@ std::optional<MembersFile> MembersFile::Acquire(const std::string& inPath, std::
         FileDescriptor file(
             ::open(inPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
         if (!file) throw Failure(inPath);
+        CheckIsOurs(file, inPath);
         if (::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
             if (errno == EWOULDBLOCK) return std::nullopt;
             throw Failure(inPath);
@@ -90,33 +118,65 @@ MembersFile::MembersFile(FileDescriptor inFile, std::string inPath, std::size_t 
     : mFile(std::move(inFile)), mPath(std::move(inPath)), mCapacity(inCapacity) {}
 
 void MembersFile::Load() {
+    const auto size = static_cast<std::size_t>(StatusOf(mFile, mPath).st_size);
     Header header{};
-    if (!ReadAt(mFile.Get(), 0, &header, sizeof(header)) || header.magic != kMagic ||
-        header.check != ~header.nextMember) {
-        if (::ftruncate(mFile.Get(), 0) != 0) throw Failure(mPath);
-    } else {
+    const bool known = ReadAt(mFile.Get(), 0, &header, sizeof(header)) && header.magic == kMagic &&
+                       header.check == ~header.nextMember;
+    if (known) {
         mNextMember = std::max<wire::MemberId>(header.nextMember, 1);
+    } else if (size != 0) {
+        mComplaints.push_back(
+            "the members file is of another version or damaged and is begun anew: who was a member has to join anew");
+        if (::ftruncate(mFile.Get(), 0) != 0) throw Failure(mPath);
     }
-    for (std::size_t place = 0; place < mCapacity; ++place) {
+    const std::size_t used = known && size > kFirstRecord ? (size - kFirstRecord) / sizeof(Record) : 0;
+    const std::size_t places = std::max(mCapacity, std::min(used, kMostRecords));
+    std::size_t damaged = 0;
+    for (std::size_t place = 0; place < places; ++place) {
         Record record{};
-        if (!ReadAt(mFile.Get(), OffsetOf(place), &record, sizeof(record)) || !IsSound(record) ||
-            !mPlaces.emplace(record.member, place).second) {
+        const bool read = place < used && ReadAt(mFile.Get(), OffsetOf(place), &record, sizeof(record));
+        if (!read || !IsSound(record) || mEntries.contains(record.member)) {
+            damaged += read && !IsEmpty(record) ? 1 : 0;
             mFreePlaces.insert(place);
             continue;
         }
-        mRecorded.push_back({record.member,
-                             record.nonce,
-                             {record.processId, record.startTime},
-                             record.instance,
-                             std::string(record.appId.data(), record.appIdLength)});
+        mEntries.emplace(record.member, Entry{place,
+                                              {record.member,
+                                               record.nonce,
+                                               {record.processId, record.startTime},
+                                               record.instance,
+                                               std::string(record.appId.data(), record.appIdLength)}});
         mNextMember = std::max(mNextMember, record.member + 1);
     }
+    if (damaged != 0) {
+        mComplaints.push_back("the members file has damaged records (" + std::to_string(damaged) +
+                              "), which are passed over: these members have to join anew");
+    }
+    Reserve();
+}
+
+/// A disk that fills up later then keeps nobody from being remembered.
+void MembersFile::Reserve() {
+    const int error = ::posix_fallocate(mFile.Get(), 0, static_cast<off_t>(OffsetOf(mCapacity)));
+    if (error == 0) {
+        WriteHeader();
+    } else {
+        mComplaints.push_back("no space can be reserved for the members file: " +
+                              std::system_category().message(error));
+    }
+}
+
+std::vector<MemberRecord> MembersFile::Recorded() const {
+    std::vector<MemberRecord> records;
+    records.reserve(mEntries.size());
+    for (const auto& [member, entry] : mEntries) records.push_back(entry.record);
+    return records;
 }
 
 void MembersFile::Write(const MemberRecord& inRecord) {
     Record record{};
-    const auto known = mPlaces.find(inRecord.member);
-    if ((known == mPlaces.end() && mFreePlaces.empty()) || inRecord.appId.size() > record.appId.size()) {
+    const auto known = mEntries.find(inRecord.member);
+    if ((known == mEntries.end() && mFreePlaces.empty()) || inRecord.appId.size() > record.appId.size()) {
         errno = ENOSPC;
         throw Failure(mPath);
     }
@@ -132,19 +192,31 @@ void MembersFile::Write(const MemberRecord& inRecord) {
     record.appIdLength = static_cast<std::uint32_t>(inRecord.appId.size());
     std::copy(inRecord.appId.begin(), inRecord.appId.end(), record.appId.begin());
     record.check = CheckOf(record);
-    const std::size_t place = known != mPlaces.end() ? known->second : *mFreePlaces.begin();
+    const std::size_t place = known != mEntries.end() ? known->second.place : *mFreePlaces.begin();
     WriteAt(OffsetOf(place), &record, sizeof(record));
-    mPlaces[inRecord.member] = place;
+    mEntries.insert_or_assign(inRecord.member, Entry{place, inRecord});
     mFreePlaces.erase(place);
 }
 
 void MembersFile::Erase(wire::MemberId inMember) {
-    const auto known = mPlaces.find(inMember);
-    if (known == mPlaces.end()) return;
+    const auto known = mEntries.find(inMember);
+    if (known == mEntries.end()) return;
     const Record empty{};
-    WriteAt(OffsetOf(known->second), &empty, sizeof(empty));
-    mFreePlaces.insert(known->second);
-    mPlaces.erase(known);
+    WriteAt(OffsetOf(known->second.place), &empty, sizeof(empty));
+    mFreePlaces.insert(known->second.place);
+    mEntries.erase(known);
+}
+
+bool MembersFile::MakeAnew() {
+    std::optional<MembersFile> anew = Acquire(mPath, mCapacity);
+    if (!anew) return false;
+    // A broker that served meanwhile and was killed has left these; they join anew with this one.
+    for (const MemberRecord& record : anew->Recorded()) anew->Erase(record.member);
+    anew->mNextMember = std::max(anew->mNextMember, mNextMember);
+    anew->WriteHeader();
+    for (const auto& [member, entry] : mEntries) anew->Write(entry.record);
+    *this = std::move(*anew);
+    return true;
 }
 
 void MembersFile::WriteHeader() {

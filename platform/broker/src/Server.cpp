@@ -1,6 +1,7 @@
 #include "Server.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 
 #include <sys/epoll.h>
@@ -37,18 +38,31 @@ Server::Server(ServerParts inParts, const wire::Limits& inLimits, Log& inLog)
     mTerminationToken =
         mPoller.Add(mParts.termination.Get(), EPOLLIN, [this](std::uint32_t) { mTerminated = true; });
     WatchListener();
+    if (!mPlaceWatch.Begin(mParts.runtimeDirectory)) {
+        mLog.warn("the runtime directory is looked at now and then, because it cannot be watched: {}",
+                  std::system_category().message(errno));
+    }
+    if (mPlaceWatch.Descriptor() >= 0) {
+        mPlaceToken =
+            mPoller.Add(mPlaceWatch.Descriptor(), EPOLLIN, [this](std::uint32_t) { mPlaceChanged = true; });
+    }
 }
 
 Server::~Server() {
     mPoller.Remove(mListenerToken);
     mPoller.Remove(mTerminationToken);
+    mPoller.Remove(mPlaceToken);
 }
 
 EndReason Server::Run() {
     for (;;) {
         const std::optional<wire::TimePoint> idleDeadline = IdleDeadline();
         if (idleDeadline && *idleDeadline <= mNow && Leave()) return EndReason::kIdle;
-        RunRound(Earlier(idleDeadline, mAcceptAgain));
+        if (!KeepPlace()) {
+            WindUp();
+            return EndReason::kReplaced;
+        }
+        RunRound(Earlier(idleDeadline, Earlier(mAcceptAgain, mLookAgain)));
         ResumeAccepting();
         if (mTerminated) {
             WindUp();
@@ -71,6 +85,16 @@ void Server::RunRound(std::optional<wire::TimePoint> inDeadline) {
 void Server::WatchListener() {
     mListenerToken =
         mPoller.Add(mParts.listener.Descriptor(), EPOLLIN, [this](std::uint32_t) { OnConnecting(); });
+}
+
+void Server::ReplaceListener() {
+    Listener anew = Listener::Bind(wire::RuntimePath(mParts.runtimeDirectory, wire::kSocketName));
+    // Who waits at the old one is let in before it is closed.
+    OnConnecting();
+    mPoller.Remove(mListenerToken);
+    mParts.listener = std::move(anew);
+    WatchListener();
+    mAcceptAgain.reset();
 }
 
 void Server::OnConnecting() {
@@ -120,22 +144,21 @@ bool Server::Leave() {
         mParts.members.Unlink();
         return true;
     }
-    if (!mParts.listener.Adopted()) {
-        mPoller.Remove(mListenerToken);
-        mParts.listener = Listener::Bind(wire::RuntimePath(mParts.runtimeDirectory, wire::kSocketName));
-        WatchListener();
-    }
+    if (!mParts.listener.Adopted()) ReplaceListener();
     mIdleSince.reset();
     return false;
 }
 
 void Server::WindUp() {
-    mParts.listener.Unlink();
     mPoller.Remove(mListenerToken);
     mPoller.Remove(mTerminationToken);
+    mPoller.Remove(mPlaceToken);
     mSwitchboard.WindUp();
     const wire::TimePoint deadline = mNow + kWindUpTime;
     while (!mSwitchboard.AllWritten() && mNow < deadline) RunRound(deadline);
+    // As long as the lock is held nobody else can serve, so nobody is to find the socket missing and start a
+    // broker in vain: who comes now waits at it, and looks again when it is closed.
+    mParts.listener.Unlink();
 }
 
 std::string Server::DescribeStatus() const {

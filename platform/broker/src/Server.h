@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "DirectoryWatch.h"
 #include "Listener.h"
 #include "Log.h"
 #include "MembersFile.h"
@@ -20,6 +21,8 @@ enum class EndReason : std::uint8_t {
     kIdle,
     /// SIGTERM or SIGINT.
     kSignal,
+    /// Another broker, or a service manager, has taken the place where clients look.
+    kReplaced,
 };
 
 /// What a server is handed; it opens nothing itself but connections.
@@ -41,16 +44,19 @@ class Server {
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Returns when the server has ended; the socket is then gone, and after kIdle the members file too.
+    /// Returns when the server has ended; its socket is then gone, and after kIdle the members file too.
     /// Throws std::system_error when the system fails it.
     EndReason Run();
 
   private:
     void WatchListener();
+    void ReplaceListener();
     void OnConnecting();
     void ResumeAccepting();
     std::optional<wire::TimePoint> IdleDeadline();
     bool Leave();
+    bool KeepPlace();
+    bool RestorePlace();
     void WindUp();
     void RunRound(std::optional<wire::TimePoint> inDeadline);
     std::string DescribeStatus() const;
@@ -69,6 +75,14 @@ class Server {
     /// When accepting goes on, after the system could take nobody in.
     std::optional<wire::TimePoint> mAcceptAgain;
     std::optional<wire::TimePoint> mLastTurnAwayLogged;
+
+    // Whether clients find this broker, and no other beside it.
+    DirectoryWatch mPlaceWatch;
+    Poller::Token mPlaceToken = 0;
+    bool mPlaceChanged = true;
+    /// When the place is looked at although nobody has told of a change.
+    std::optional<wire::TimePoint> mLookAgain;
+    std::string mPlaceTrouble;
 };
 
 }  // namespace orvane::plexa::broker

@@ -16,10 +16,11 @@ constexpr std::size_t kReadBytes = std::size_t{256} << 10U;
 /// How much may still be read from a process that has ended; more than a socket holds.
 constexpr std::size_t kLastInputBytes = std::size_t{16} << 20U;
 
-/// Grows from broker to broker also when no file tells what the last one gave out.
+/// Grows from broker to broker also when no file tells what the last one gave out. This clock cannot be set
+/// back, and whoever might mistake a number for an older one has been started since it began.
 wire::MemberId FirstMember(const MembersFile& inMembers) {
-    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-    const auto clock = std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count();
+    const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+    const auto clock = std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count();
     return std::max(inMembers.NextMember(), static_cast<wire::MemberId>(clock));
 }
 
@@ -87,11 +88,10 @@ void Switchboard::TurnAway(FileDescriptor inSocket, const Credentials& inPeer, w
 }
 
 void Switchboard::OnEvents(ConnectionId inConnection, std::uint32_t inEvents) {
-    Line* line = Find(inConnection);
+    Line* const line = Find(inConnection);
     if ((inEvents & EPOLLOUT) != 0) {
-        Flush(*line);
-        line = Find(inConnection);
-        if (line == nullptr) return;
+        line->blocked = false;
+        mUnblocked.push_back(inConnection);
     }
     if ((inEvents & ~std::uint32_t{EPOLLOUT}) == 0) return;
     // With reading switched off, all that is left to happen is the peer's end.
@@ -107,16 +107,16 @@ ReadResult Switchboard::ReadOnce(Line& inLine) {
         mCore.OnFrame(inLine.id, frame, mNow);
         progress = true;
     }
+    inLine.channel.Rest();
     if (reader.Error() != wire::WireError::kNone) {
         mCore.OnReaderError(inLine.id, reader.Error(), mNow);
     } else if (result == ReadResult::kEnd && reader.Incomplete()) {
         ReportFault(inLine, wire::Text(wire::WireError::kEndInsideFrame));
     } else if (result != ReadResult::kFull) {
         // A stream may end inside a frame at every single read; only the same frame may not take for ever.
-        if (progress) mCore.OnInputSettled(inLine.id, false, mNow);
-        mCore.OnInputSettled(inLine.id, reader.Incomplete(), mNow);
+        if (progress) mCore.OnInputSettled(inLine.id, 0, mNow);
+        mCore.OnInputSettled(inLine.id, reader.HeldBytes(), mNow);
     }
-    inLine.channel.Rest();
     return result;
 }
 
@@ -153,6 +153,8 @@ void Switchboard::Disconnect(ConnectionId inConnection) {
     if (found == mLines.end()) return;
     mPoller.Remove(found->second->token);
     mLog.debug("connection {} of process {} closed", inConnection, found->second->process.identity.processId);
+    // Whoever holds the socket of an ended process may have closed it before the end was dealt with.
+    if (found->second->endedMember) mCore.OnProcessEnded(*found->second->endedMember, mNow);
     mCore.OnDisconnected(inConnection, mNow);
     mLines.erase(found);
 }
@@ -163,9 +165,11 @@ void Switchboard::ReadLastInput() {
         if (line == nullptr || line->closing) continue;
         for (std::size_t left = kLastInputBytes; left >= kReadBytes; left -= kReadBytes) {
             const ReadResult result = ReadOnce(*line);
-            if (result == ReadResult::kNothing || result == ReadResult::kEnd) break;
+            if (result == ReadResult::kNothing || result == ReadResult::kEnd ||
+                line->channel.Reader().Error() != wire::WireError::kNone) {
+                break;
+            }
         }
-        if (line->endedMember) mCore.OnProcessEnded(*line->endedMember, mNow);
         Disconnect(id);
     }
 }
@@ -198,7 +202,9 @@ void Switchboard::FinishRound() {
     CompactBlocked();
     for (;;) {
         PerformActions();
-        const std::vector<ConnectionId> writable = mCore.TakeWritable();
+        std::vector<ConnectionId> writable = mCore.TakeWritable();
+        writable.insert(writable.end(), mUnblocked.begin(), mUnblocked.end());
+        mUnblocked.clear();
         if (writable.empty()) break;
         for (const ConnectionId id : writable) {
             Line* line = Find(id);

@@ -103,6 +103,9 @@ class Switchboard {
     ConnectionId mLastConnection = 0;
     std::unordered_map<ConnectionId, std::unique_ptr<Line>> mLines;
     std::map<wire::MemberId, WatchedProcess> mWatched;
+    /// Lines whose sockets take something again. They are written at the end of the round, when everything
+    /// that has to come before is done.
+    std::vector<ConnectionId> mUnblocked;
     /// Lines that are closed once what can still be read from them has been read.
     std::vector<ConnectionId> mEnding;
     /// Lines that are closed once what waits for them is written.

@@ -75,6 +75,7 @@ void Switchboard::Perform(const CloseConnection& inAction) {
         return;
     }
     line->closing = true;
+    line->channel.StopReading();
     line->closeBy = mNow + kClosePatience;
     mClosing.push_back(line->id);
     Flush(*line);
@@ -91,8 +92,7 @@ void Switchboard::ReportFault(const Line& inLine, std::string_view inReason) {
 }
 
 void Switchboard::RestoreMembers() {
-    // A copy: what cannot be restored is erased meanwhile.
-    for (const MemberRecord& record : std::vector<MemberRecord>(mMembers.Recorded())) {
+    for (const MemberRecord& record : mMembers.Recorded()) {
         std::optional<HeldProcess> process = HoldProcess(static_cast<pid_t>(record.process.processId));
         if (process && process->identity == record.process) {
             mLog.info("member {} is expected back: \"{}\", process {}", record.member, Escaped(record.appId),
