@@ -467,7 +467,7 @@ TEST_F(BrokerRules, AMemberThatLeavesOrEndsIsGoneWithoutBeingAwayFirst) {
 }
 
 TEST_F(BrokerRules, APositionBeyondWhatWasSentEndsTheConnection) {
-    mCore->Restore({70, {70, 0}, {7, 70}, 1, "app"}, mNow);
+    mCore->Restore({70, {7, 0}, {7, 70}, 1, "app"}, mNow);
     Join(1);
     const auto returned = Join(7);
     wire::WritePosition(mQueue, mPool, wire::kNoSlot, 1, {1, 0});
