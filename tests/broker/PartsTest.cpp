@@ -10,9 +10,11 @@
 #include "Options.h"
 #include "Poller.h"
 #include "Process.h"
+#include "RunningClock.h"
 #include "StatusText.h"
 
 using namespace orvane::plexa::broker;
+namespace wire = orvane::plexa::wire;
 
 namespace {
 
@@ -143,7 +145,9 @@ TEST(StatusText, TellsMembersAndTotals) {
     facts.processId = 12;
     facts.uptime = std::chrono::seconds(34);
     facts.connections = {5, 6, 7};
-    facts.memoryLimit = 1000;
+    facts.limits.brokerMemory = 1000;
+    facts.core.memoryInUse = 900;
+    facts.core.mostControlBytes = 50;
     MemberStatus member;
     member.member = 8;
     member.endPoint = {"app \"quoted\"", 2, 99};
@@ -167,6 +171,43 @@ TEST(StatusText, TellsMembersAndTotals) {
     EXPECT_EQ(status.at_pointer("/totals/messages"), 21);
     EXPECT_EQ(status.at_pointer("/totals/refused"), 6);
     EXPECT_EQ(status.at_pointer("/memory/limit"), 1000);
+    EXPECT_EQ(status.at_pointer("/bounds/broker memory/limit"), 1000);
+    EXPECT_EQ(status.at_pointer("/bounds/broker memory/in_use"), 900);
+    EXPECT_EQ(status.at_pointer("/bounds/control queue/in_use"), 50);
+    EXPECT_EQ(status.at_pointer("/bounds/members/in_use"), 1);
+    EXPECT_EQ(status.at_pointer("/bounds/away/limit_ms"), 30000);
+}
+
+TEST(RunningClock, StandsStillWhileTheBrokerDoesNotRun) {
+    using std::chrono::seconds;
+    const wire::TimePoint start{seconds(1000)};
+    RunningClock clock(start);
+    EXPECT_EQ(clock.Advance(start + seconds(1), start + seconds(30)), start + seconds(1));
+    const wire::TimePoint late = clock.Advance(start + seconds(100), start + seconds(30));
+    EXPECT_LT(late, start + seconds(30)) << "who was to be back by then gets a chance to be heard";
+    EXPECT_GT(late, start + seconds(20));
+    EXPECT_EQ(clock.At(start + seconds(101)), late + seconds(1));
+    EXPECT_EQ(clock.Advance(start + seconds(105), clock.At(start + seconds(105))), late + seconds(5));
+}
+
+TEST(RunningClock, NeverGoesBackAndGoesOnThoughTheBrokerIsAlwaysLate) {
+    using std::chrono::seconds;
+    const wire::TimePoint start{seconds(1000)};
+    RunningClock clock(start);
+    wire::TimePoint last = start;
+    for (int i = 1; i <= 10; ++i) {
+        const wire::TimePoint now = clock.Advance(start + seconds(10) * i, last);
+        EXPECT_GE(now, last);
+        last = now;
+    }
+    EXPECT_GT(last, start + seconds(30));
+}
+
+TEST(RunningClock, BelievesAWaitWithoutAnEnd) {
+    using std::chrono::seconds;
+    const wire::TimePoint start{seconds(1000)};
+    RunningClock clock(start);
+    EXPECT_EQ(clock.Advance(start + seconds(500), std::nullopt), start + seconds(500));
 }
 
 TEST(StatusText, IsCutToFitAndStaysJson) {

@@ -11,6 +11,7 @@
 #include "Log.h"
 #include "MembersFile.h"
 #include "Server.h"
+#include "Settings.h"
 #include "Version.h"
 #include "wire/RuntimeDirectory.h"
 
@@ -57,9 +58,33 @@ std::string_view Text(EndReason inReason) {
     return "for no reason";
 }
 
-std::string LogFile(const Options& inOptions, const std::string& inRuntimeDirectory) {
-    if (!inOptions.logFile.empty() || !inOptions.onDemand) return inOptions.logFile;
-    return wire::RuntimePath(inRuntimeDirectory, kLogName);
+std::shared_ptr<Log> MakeLog(const Options& inOptions, const std::string& inRuntimeDirectory) {
+    if (!inOptions.logFile.empty() || !inOptions.onDemand) {
+        return OpenLog(inOptions.logFile, inOptions.logLevel);
+    }
+    try {
+        return OpenLog(wire::RuntimePath(inRuntimeDirectory, kLogName), inOptions.logLevel);
+    } catch (const spdlog::spdlog_ex& error) {
+        // Nobody has asked for this file: without it messages can be carried all the same.
+        std::shared_ptr<Log> log = OpenLog({}, inOptions.logLevel);
+        log->warn("cannot log to a file: {}", error.what());
+        return log;
+    }
+}
+
+/// A file that nobody named is no reason not to start.
+Settings LoadSettings(const std::string& inPath) {
+    std::optional<ConfigurationFile> file;
+    std::string trouble;
+    try {
+        file = ReadConfigurationFile(inPath, ProcessEnvironment);
+    } catch (const std::runtime_error& error) {
+        if (!inPath.empty()) throw;
+        trouble = error.what();
+    }
+    Settings settings = ReadSettings(file, ProcessEnvironment);
+    if (!trouble.empty()) settings.complaints.push_back(trouble);
+    return settings;
 }
 
 int Serve(const Options& inOptions, std::optional<int> inActivated) {
@@ -68,12 +93,13 @@ int Serve(const Options& inOptions, std::optional<int> inActivated) {
     if (const std::string trouble = wire::EnsureRuntimeDirectory(directory, ::geteuid()); !trouble.empty()) {
         throw std::runtime_error(trouble);
     }
-    const wire::Limits limits;
+    const auto [limits, complaints] = LoadSettings(inOptions.configurationFile);
     std::optional<MembersFile> members = AcquireMembers(wire::RuntimePath(directory, wire::kMembersName),
                                                         limits.members, inActivated.has_value());
     if (!members) return kExitSuccess;
 
-    const std::shared_ptr<Log> log = OpenLog(LogFile(inOptions, directory), inOptions.logLevel);
+    const std::shared_ptr<Log> log = MakeLog(inOptions, directory);
+    for (const std::string& complaint : complaints) log->warn("{}", complaint);
     for (const std::string& complaint : members->Complaints()) log->warn("{}", complaint);
     try {
         FileDescriptor termination = WatchTermination();

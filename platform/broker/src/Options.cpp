@@ -64,11 +64,16 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, std::ostrea
                    "How much to log: debug, info, warn, error, off (default: info)")
         ->transform(CLI::CheckedTransformer(kLevels, CLI::ignore_case).description(""))
         ->type_name("LEVEL");
+    app.add_option(
+        "--config", options.configurationFile,
+        "Read bounds from this file (default: orvane/plexa/broker.conf in the first XDG configuration "
+        "directory that has it); environment variables PLEXA_LIMIT_... count more");
     app.add_option("--log-file", options.logFile, "Log to this file; it is rotated at 1 MiB");
 
     try {
         app.parse(static_cast<int>(inArguments.size()), inArguments.data());
         options.runtimeDirectory = Absolute(options.runtimeDirectory);
+        options.configurationFile = Absolute(options.configurationFile);
         options.logFile = Absolute(options.logFile);
     } catch (const CLI::ParseError& error) {
         const int code = app.exit(error, outOutput, outErrors);

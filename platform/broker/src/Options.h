@@ -28,6 +28,8 @@ struct Options {
     /// Where one byte is written once clients can connect; -1: nowhere.
     int readyDescriptor = -1;
     spdlog::level::level_enum logLevel = spdlog::level::info;
+    /// Absolute path; empty: where the environment says, if it is there.
+    std::string configurationFile;
     /// Absolute path; empty: stderr, or "broker.log" in the runtime directory when started on demand.
     std::string logFile;
 };

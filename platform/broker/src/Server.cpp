@@ -34,6 +34,7 @@ Server::Server(ServerParts inParts, const wire::Limits& inLimits, Log& inLog)
       mLog(inLog),
       mSwitchboard(mLimits, mPoller, mParts.members, mLog, [this] { return DescribeStatus(); }),
       mStarted(std::chrono::steady_clock::now()),
+      mClock(mStarted),
       mNow(mStarted) {
     mTerminationToken =
         mPoller.Add(mParts.termination.Get(), EPOLLIN, [this](std::uint32_t) { mTerminated = true; });
@@ -74,9 +75,9 @@ EndReason Server::Run() {
 void Server::RunRound(std::optional<wire::TimePoint> inDeadline) {
     const std::optional<wire::TimePoint> deadline = Earlier(inDeadline, mSwitchboard.NextDeadline());
     std::optional<wire::Duration> timeout;
-    if (deadline) timeout = *deadline - std::chrono::steady_clock::now();
+    if (deadline) timeout = *deadline - mClock.At(std::chrono::steady_clock::now());
     mPoller.Wait(timeout);
-    mNow = std::chrono::steady_clock::now();
+    mNow = mClock.Advance(std::chrono::steady_clock::now(), deadline);
     mSwitchboard.BeginRound(mNow);
     mPoller.Dispatch();
     mSwitchboard.FinishRound();
@@ -165,9 +166,10 @@ std::string Server::DescribeStatus() const {
     StatusFacts facts;
     facts.runtimeDirectory = mParts.runtimeDirectory;
     facts.processId = static_cast<std::uint32_t>(::getpid());
-    facts.uptime = std::chrono::duration_cast<std::chrono::seconds>(mNow - mStarted);
+    facts.uptime =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - mStarted);
     facts.connections = mSwitchboard.Totals();
-    facts.memoryLimit = mLimits.brokerMemory;
+    facts.limits = mLimits;
     facts.core = mSwitchboard.Status();
     return StatusText(facts, mLimits.maxControlPayload);
 }

@@ -11,6 +11,7 @@
 #include "Log.h"
 #include "MembersFile.h"
 #include "Poller.h"
+#include "RunningClock.h"
 #include "Switchboard.h"
 #include "wire/Limits.h"
 
@@ -67,6 +68,7 @@ class Server {
     Poller mPoller;
     Switchboard mSwitchboard;
     const wire::TimePoint mStarted;
+    RunningClock mClock;
     wire::TimePoint mNow;
     Poller::Token mListenerToken = 0;
     Poller::Token mTerminationToken = 0;

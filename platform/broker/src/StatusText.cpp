@@ -1,7 +1,12 @@
 #include "StatusText.h"
 
+#include <array>
+#include <string_view>
+#include <utility>
+
 #include <boost/json.hpp>
 
+#include "Settings.h"
 #include "Version.h"
 
 namespace orvane::plexa::broker {
@@ -33,6 +38,26 @@ boost::json::object Describe(const MemberStatus& inMember) {
     };
 }
 
+/// How near each bound is, where that is a matter of amount.
+boost::json::object DescribeBounds(const StatusFacts& inFacts) {
+    const std::array<std::pair<std::string_view, std::size_t>, 4> amounts = {{
+        {"broker memory", inFacts.core.memoryInUse},
+        {"control queue", inFacts.core.mostControlBytes},
+        {"connections", inFacts.core.mostConnections},
+        {"members", inFacts.core.members.size()},
+    }};
+    boost::json::object bounds;
+    for (const BoundSetting& setting : BoundSettings()) {
+        const bool isTime = setting.range.kind == wire::SettingRange::Kind::kTime;
+        boost::json::object bound{{isTime ? "limit_ms" : "limit", ValueOf(setting, inFacts.limits)}};
+        for (const auto& [name, amount] : amounts) {
+            if (name == setting.name) bound["in_use"] = amount;
+        }
+        bounds[setting.name] = std::move(bound);
+    }
+    return bounds;
+}
+
 }  // namespace
 
 std::string StatusText(const StatusFacts& inFacts, std::size_t inMaxBytes) {
@@ -50,7 +75,8 @@ std::string StatusText(const StatusFacts& inFacts, std::size_t inMaxBytes) {
           {"connections", inFacts.connections.accepted},
           {"refused", inFacts.connections.refused},
           {"faulty", inFacts.connections.faulty}}},
-        {"memory", {{"in_use", inFacts.core.memoryInUse}, {"limit", inFacts.memoryLimit}}},
+        {"memory", {{"in_use", inFacts.core.memoryInUse}, {"limit", inFacts.limits.brokerMemory}}},
+        {"bounds", DescribeBounds(inFacts)},
     };
     boost::json::array members;
     std::size_t length = boost::json::serialize(status).size() + 16;

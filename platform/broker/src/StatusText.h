@@ -14,7 +14,7 @@ struct StatusFacts {
     std::uint32_t processId = 0;
     std::chrono::seconds uptime{0};
     ConnectionTotals connections;
-    std::size_t memoryLimit = 0;
+    wire::Limits limits;
     BrokerStatus core;
 };
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "nuocore/StringConversion.h"
+#include "wire/Setting.h"
 
 namespace orvane::plexa::message5 {
 
@@ -17,24 +18,10 @@ constexpr std::string_view kKeyName = "OrvaneIPCBroker=";
 /// Stored paths are refused from this many UTF-16 units on, the terminator counted in, on every system.
 constexpr std::size_t kStoredPathLimit = 130;
 
-/// The user's configuration directory, then the system's. Relative ones are to be ignored.
 std::vector<std::string> ConfigurationFolders(const IBrokerSearchSystem& inSystem) {
-    std::string all = inSystem.Environment("XDG_CONFIG_HOME").value_or("");
-    if (all.empty()) {
-        all = inSystem.Environment("HOME").value_or("") + "/.config";
-    }
-    const std::string shared = inSystem.Environment("XDG_CONFIG_DIRS").value_or("");
-    all.append(":").append(shared.empty() ? "/etc/xdg" : shared);
-
-    std::vector<std::string> folders;
-    for (std::string_view rest = all; !rest.empty();) {
-        const std::string_view folder = rest.substr(0, rest.find(':'));
-        rest.remove_prefix(std::min(rest.size(), folder.size() + 1));
-        if (folder.starts_with('/')) {
-            folders.emplace_back(folder);
-        }
-    }
-    return folders;
+    return wire::ConfigurationFolders(inSystem.Environment("XDG_CONFIG_HOME").value_or(""),
+                                      inSystem.Environment("HOME").value_or(""),
+                                      inSystem.Environment("XDG_CONFIG_DIRS").value_or(""));
 }
 
 std::optional<std::string> StoredPath(std::string_view inKeyFile) {

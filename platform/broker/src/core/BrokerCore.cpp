@@ -365,6 +365,13 @@ BrokerStatus BrokerCore::Status() const {
         }
     }
     status.connections = mConnections.size();
+    std::map<std::pair<std::uint32_t, std::uint64_t>, std::size_t> ofProcess;
+    for (const auto& [id, connection] : mConnections) {
+        const ProcessIdentity& process = connection->process;
+        status.mostConnections =
+            std::max(status.mostConnections, ++ofProcess[{process.processId, process.startTime}]);
+        status.mostControlBytes = std::max(status.mostControlBytes, connection->output.ControlBytes());
+    }
     status.messagesRouted = mMessagesRouted;
     status.bytesRouted = mBytesRouted;
     status.messagesDropped = mMessagesDropped;

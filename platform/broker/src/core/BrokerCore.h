@@ -100,6 +100,10 @@ struct MemberStatus {
 struct BrokerStatus {
     std::vector<MemberStatus> members;
     std::size_t connections = 0;
+    /// The most that any one process has.
+    std::size_t mostConnections = 0;
+    /// The most that waits for any one client.
+    std::size_t mostControlBytes = 0;
     std::uint64_t messagesRouted = 0;
     std::uint64_t bytesRouted = 0;
     /// Messages for connections that are no more.
