@@ -115,6 +115,36 @@ TEST_F(ClientRules, AnotherMembersNumberIsAnError) {
     EXPECT_EQ(Say(wire::Joined{10, 4, 1}), WireError::kBadIdentity);
 }
 
+TEST_F(ClientRules, ANoticeAboutTheClientItselfIsAnError) {
+    Join();
+    auto self = Peer(6);
+    self.member = 9;
+    EXPECT_EQ(Say(self), WireError::kBadIdentity);
+    self = Peer(3);
+    EXPECT_EQ(Say(self), WireError::kBadIdentity) << "its slot";
+}
+
+TEST_F(ClientRules, TheFirstWindowIsWhatTheBrokerGrants) {
+    ASSERT_EQ(Say(wire::Welcome{1, 0, static_cast<std::uint32_t>(mLimits.maxPayload), 1000}),
+              WireError::kNone);
+    Say(Peer(5));
+    Say(wire::Joined{9, 3, 1});
+    mCore.Output().Clear();
+    for (int i = 0; i != 100; ++i) mCore.Sender().Send(50, "type", {});
+    mCore.Flush(mNow);
+    EXPECT_LE(mCore.Output().Bytes(), 1000U + 32U) << "and the notice that the lane fell behind";
+    EXPECT_GT(mCore.Output().Bytes(), 900U);
+    Data(5, 1);
+    Data(5, 2);
+    mCore.Receiver().Consumed(*mCore.Receiver().Next(), mNow);
+    EXPECT_FALSE(mCore.Receiver().AcksDue(mNow));
+    for (wire::Sequence i = 3; i != 7; ++i) {
+        Data(5, i);
+        mCore.Receiver().Consumed(*mCore.Receiver().Next(), mNow);
+    }
+    EXPECT_TRUE(mCore.Receiver().AcksDue(mNow)) << "an eighth of that window";
+}
+
 TEST_F(ClientRules, ABrokerThatTakesLessThanPromisedIsNotJoined) {
     EXPECT_EQ(Say(wire::Welcome{1, 0, 100, 65536}), WireError::kBadTable);
 }
@@ -197,6 +227,24 @@ TEST_F(ClientRules, MuchThatWasConsumedIsAcknowledgedAtOnce) {
         mCore.Receiver().Consumed(*mCore.Receiver().Next(), mNow);
     }
     EXPECT_TRUE(mCore.Receiver().AcksDue(mNow));
+}
+
+TEST_F(ClientRules, ASourceThatComesBackWhileItsMessagesAreDeliveredIsRemembered) {
+    Join();
+    Data(5, 1);
+    auto gone = Peer(5);
+    gone.change = wire::PeerChange::Gone;
+    gone.slot = wire::kNoSlot;
+    Say(gone);
+    auto back = Peer(5);
+    back.slot = 6;
+    back.lane = wire::LaneStart::Resume;
+    Say(back);
+    mCore.Receiver().Consumed(*mCore.Receiver().Next(), mNow);
+    EXPECT_EQ(Data(6, 1), WireError::kNone);
+    EXPECT_EQ(mCore.Receiver().Statistics().repeated, 1U);
+    EXPECT_EQ(Data(6, 2), WireError::kNone);
+    EXPECT_EQ(mCore.Receiver().Next()->Source().appId, "peer");
 }
 
 TEST_F(ClientRules, ASourceThatHasGoneCanStillBeNamedWhileItsMessagesAreDelivered) {

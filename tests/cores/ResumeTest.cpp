@@ -263,7 +263,7 @@ TEST(Resume, WhatAnUnheardOfReceiverMayHaveGotIsNeverCalledNotDelivered) {
     world.Run();
     while (sender.Send(std::string(100, 'x')) == message5::Admission::Verdict::kAccept) {
     }
-    world.Pass(6s);
+    world.Pass(5s);
     ASSERT_THAT(sender.failures, testing::Not(IsEmpty()));
     EXPECT_EQ(sender.failures.front().kind, FailureKind::kNotConfirmed);
     EXPECT_EQ(sender.failures.back().kind, FailureKind::kNotDelivered);

@@ -81,6 +81,8 @@ WireError ClientCore::OnWelcome(const wire::Frame& inFrame) {
     if (welcome.maxPayload < mLimits.maxPayload) {
         return WireError::kBadTable;
     }
+    mSender.SetFirstWindow(welcome.firstWindow);
+    mReceiver.SetFirstWindow(welcome.firstWindow);
     wire::Join join;
     join.appId = mSettings.appId;
     join.member = mMember;
@@ -127,7 +129,7 @@ WireError ClientCore::OnPeer(const wire::Frame& inFrame, TimePoint inNow) {
     if (error != WireError::kNone) {
         return error;
     }
-    if (peer.slot != wire::kNoSlot && peer.slot == mSlot) {
+    if (peer.member == mMember || (peer.slot != wire::kNoSlot && peer.slot == mSlot)) {
         return WireError::kBadIdentity;
     }
     mRoster.OnPeer(peer);
@@ -217,9 +219,9 @@ void ClientCore::StopReceiving() {
 /// listener's hands.
 void ClientCore::WriteWithdrawal() {
     if (mState == State::kJoined && mReceiver.Withdrawn() && !mReceiver.InHand() && !mWithdrawalTold) {
-        mWithdrawalTold = true;
         mReceiver.WriteAcks(mOutput, mPool);
         wire::WriteLeave(mOutput, mPool, wire::LeaveScope::Receiver);
+        mWithdrawalTold = true;
     }
 }
 

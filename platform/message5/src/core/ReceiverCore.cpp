@@ -20,7 +20,8 @@ constexpr int kBusyDelays = 10;
 
 }  // namespace
 
-ReceiverCore::ReceiverCore(const wire::Limits& inLimits) : mLimits(inLimits) {}
+ReceiverCore::ReceiverCore(const wire::Limits& inLimits)
+    : mLimits(inLimits), mFirstWindow(inLimits.firstWindow) {}
 
 ReceiverCore::~ReceiverCore() = default;
 
@@ -66,6 +67,7 @@ std::optional<Delivery> ReceiverCore::Next() {
 
 std::size_t ReceiverCore::Next(std::vector<Delivery>& outDeliveries, std::size_t inMost) {
     const std::size_t count = std::min(inMost, mInbound.size());
+    outDeliveries.reserve(outDeliveries.size() + count);
     const auto end = mInbound.begin() + static_cast<std::ptrdiff_t>(count);
     std::move(mInbound.begin(), end, std::back_inserter(outDeliveries));
     mInbound.erase(mInbound.begin(), end);
@@ -79,7 +81,7 @@ void ReceiverCore::PutDown(const Delivery& inDelivery) {
     mActive -= --inDelivery.origin->queued == 0 ? 1 : 0;
 }
 
-void ReceiverCore::Consumed(const Delivery& inDelivery, TimePoint inNow) {
+void ReceiverCore::Consumed(const Delivery& inDelivery, TimePoint inNow) noexcept {
     Origin& origin = *inDelivery.origin;
     PutDown(inDelivery);
     // With nothing queued, everything taken has been consumed, also what a new lane counted as taken from its
@@ -113,8 +115,7 @@ void ReceiverCore::Withdraw() {
 
 std::size_t ReceiverCore::AckThreshold(const Origin& inOrigin) const {
     const std::size_t share = mLimits.receiverWindows / std::max<std::size_t>(mActive, 1);
-    const std::size_t window =
-        inOrigin.acknowledged ? std::min(share, mLimits.maxWindow) : mLimits.firstWindow;
+    const std::size_t window = inOrigin.acknowledged ? std::min(share, mLimits.maxWindow) : mFirstWindow;
     return window / kAcksPerWindow;
 }
 
@@ -137,10 +138,13 @@ void ReceiverCore::WriteAcks(wire::OutputQueue& outQueue, wire::BufferPool& inPo
     }
     std::vector<wire::AckEntry> entries;
     entries.reserve(mChanged.size());
-    for (Origin* origin : mChanged) {
+    for (const Origin* origin : mChanged) {
         entries.emplace_back(
             origin->slot, static_cast<std::uint32_t>(std::min<std::size_t>(origin->unreported, UINT32_MAX)),
             origin->consumed);
+    }
+    wire::WriteAcks(outQueue, inPool, entries);
+    for (Origin* origin : mChanged) {
         origin->unreported = 0;
         origin->changed = false;
         origin->acknowledged = true;
@@ -148,17 +152,18 @@ void ReceiverCore::WriteAcks(wire::OutputQueue& outQueue, wire::BufferPool& inPo
     mChanged.clear();
     mThresholdReached = false;
     mChangedSince.reset();
-    wire::WriteAcks(outQueue, inPool, entries);
 }
 
 Origin& ReceiverCore::FindOrAdd(const wire::PeerNotice& inPeer) {
-    auto& origin = mOrigins[inPeer.member];
-    if (!origin) {
-        origin = std::make_unique<Origin>();
-        origin->member = inPeer.member;
-        origin->endPoint = inPeer.endPoint;
+    const auto found = mOrigins.find(inPeer.member);
+    if (found != mOrigins.end()) {
+        return *found->second;
     }
-    return *origin;
+    mChanged.reserve(mOrigins.size() + 1);
+    auto origin = std::make_unique<Origin>();
+    origin->member = inPeer.member;
+    origin->endPoint = inPeer.endPoint;
+    return *(mOrigins.emplace(inPeer.member, std::move(origin)).first->second);
 }
 
 void ReceiverCore::OnPeer(const wire::PeerNotice& inPeer, wire::OutputQueue& outQueue,
@@ -182,6 +187,7 @@ void ReceiverCore::OnPeer(const wire::PeerNotice& inPeer, wire::OutputQueue& out
         return;
     }
     Origin& origin = FindOrAdd(inPeer);
+    origin.gone = false;  // though it was told to be, and its messages are still being delivered
     origin.seen = true;
     ForgetSlot(origin);
     origin.slot = inPeer.slot;

@@ -73,9 +73,10 @@ class ReceiverCore {
     /// Consumed with it.
     std::optional<Delivery> Next();
     /// As Next, up to inMost at once, appended to outDeliveries. For each, Consumed is called once, in order.
+    /// Throws std::bad_alloc and then has done nothing.
     std::size_t Next(std::vector<Delivery>& outDeliveries, std::size_t inMost);
     /// Every listener has returned. inDelivery's origin must not be used afterwards.
-    void Consumed(const Delivery& inDelivery, wire::TimePoint inNow);
+    void Consumed(const Delivery& inDelivery, wire::TimePoint inNow) noexcept;
     /// A delivery that will not be made (the receiver is leaving): it does not count as consumed.
     void Discard(const Delivery& inDelivery);
     /// Drops the inbound queue unconsumed and takes nothing any more.
@@ -92,7 +93,8 @@ class ReceiverCore {
     bool AcksDue(wire::TimePoint inNow) const;
     /// When AcksDue will be true though nothing else happens.
     std::optional<wire::TimePoint> NextDeadline() const;
-    /// Appends one Ack frame with everything pending; nothing if there is none.
+    /// Appends one Ack frame with everything pending; nothing if there is none. Throws std::bad_alloc and
+    /// then has done nothing.
     void WriteAcks(wire::OutputQueue& outQueue, wire::BufferPool& inPool);
     const ReceiverStatistics& Statistics() const noexcept { return mStatistics; }
 
@@ -101,6 +103,8 @@ class ReceiverCore {
 
     /// A checked Data frame. Takes it into the inbound queue, or drops a repeated one.
     wire::WireError OnData(const wire::Frame& inFrame);
+    /// What the broker grants each lane at first, in bytes.
+    void SetFirstWindow(std::size_t inWindow) noexcept { mFirstWindow = inWindow; }
     void OnConnectionLost();
     /// What a receiver must not do: that is why it is asked for where a rule is broken on purpose.
     void ForgetPositions();
@@ -128,7 +132,8 @@ class ReceiverCore {
     std::size_t mInboundBytes = 0;  // handed out ones included
     std::size_t mInHand = 0;        // handed out, not yet consumed
     std::size_t mActive = 0;        // origins with something queued
-    std::vector<Origin*> mChanged;  // with something to acknowledge
+    std::vector<Origin*> mChanged;  // with something to acknowledge; has room for all
+    std::size_t mFirstWindow;
     bool mThresholdReached = false;
     bool mWithdrawn = false;
     std::optional<wire::TimePoint> mChangedSince;

@@ -1,6 +1,7 @@
 /// Messages that cannot be delivered as promised, as the sender is told of them. Plain values.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -48,6 +49,9 @@ struct SendFailure {
     /// The receiver; empty for a refused broadcast.
     wire::EndPointInfo receiver;
     std::string type;
+
+    /// What it takes in memory.
+    std::size_t Bytes() const noexcept { return sizeof(SendFailure) + receiver.appId.size() + type.size(); }
 };
 
 /// "Not delivered" or "Delivery not confirmed".

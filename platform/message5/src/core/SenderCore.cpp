@@ -12,8 +12,16 @@ using wire::LimitName;
 using wire::Sequence;
 using wire::TimePoint;
 
+namespace {
+
+/// Who acts so much of a limit late has stood still itself, and waits so much longer: first it must hear what
+/// came meanwhile.
+constexpr int kLateShare = 10;
+
+}  // namespace
+
 SenderCore::SenderCore(const wire::Limits& inLimits, wire::BufferPool& inPool)
-    : mLimits(inLimits), mPool(inPool), mLog(inPool) {}
+    : mLimits(inLimits), mPool(inPool), mLog(inPool), mFirstWindow(inLimits.firstWindow) {}
 
 SenderCore::~SenderCore() = default;
 
@@ -45,13 +53,16 @@ Admission SenderCore::Admit(std::optional<wire::MemberId> inReceiver, std::size_
     if (FindRoom(receiver, length, inMayWait, inNow, limit)) {
         return {};
     }
-    if (inMayWait) {
-        if (!mRefusedSince) {
-            mRefusedSince = inNow;
+    if (inMayWait && !mRefusing) {
+        const wire::Duration late = mLimits.stall / kLateShare;
+        mWaitsUntil = mWaitsUntil.value_or(inNow + mLimits.stall);
+        if (inNow > *mWaitsUntil + late) {
+            mWaitsUntil = inNow + late;
         }
-        if (inNow < *mRefusedSince + mLimits.stall) {
-            return {Verdict::kWait, *mRefusedSince + mLimits.stall, FailureReason::kLimit, limit};
+        if (inNow < *mWaitsUntil) {
+            return {Verdict::kWait, *mWaitsUntil, FailureReason::kLimit, limit};
         }
+        mRefusing = true;
     }
     return {Verdict::kRefuse, {}, FailureReason::kLimit, limit};
 }
@@ -63,20 +74,38 @@ bool SenderCore::FindRoom(const Lane* inReceiver, std::size_t inLength, bool inM
         mLog.Compact();
     }
     if (mLog.HeldBytesWith(inLength) > limit && !mLog.Empty()) {
-        if (!mLogFullSince) {
-            mLogFullSince = inNow;
-        }
+        NoteFullLog(inNow);
         outLimit = inMayWait ? LimitName::kLog : LimitName::kLogReserve;
         return false;
     }
-    if (inMayWait) {
-        mLogFullSince.reset();
-        if (!HasArrears(inReceiver, inLength, inNow)) {
-            outLimit = LimitName::kArrears;
-            return false;
-        }
+    if (mLogWasFull && !LogPinned()) {
+        ForgetFullLog();
+    }
+    if (inMayWait && !HasArrears(inReceiver, inLength, inNow)) {
+        outLimit = LimitName::kArrears;
+        return false;
     }
     return true;
+}
+
+/// Only who owes something then is to blame, and stays so until it moves: that others move in what is left of
+/// the log is no excuse.
+void SenderCore::NoteFullLog(TimePoint inNow) {
+    mLogWasFull = true;
+    for (const auto& lane : mLanes) {
+        if (lane && lane->state != LaneState::kCut && OwedBytes(*lane) != 0 && !lane->pinsSince) {
+            lane->pinsSince = inNow;
+        }
+    }
+}
+
+void SenderCore::ForgetFullLog() noexcept {
+    mLogWasFull = false;
+    for (const auto& lane : mLanes) {
+        if (lane) {
+            lane->pinsSince.reset();
+        }
+    }
 }
 
 bool SenderCore::HasArrears(const Lane* inReceiver, std::size_t inLength, TimePoint inNow) {
@@ -119,19 +148,36 @@ void SenderCore::Send(std::optional<wire::MemberId> inReceiver, std::string_view
             Fail(FailureKind::kNotDelivered, FailureReason::kCutOff, &lane->endPoint, inType);
             return;
         }
-        lane->unicasts.Append(mLog.Append(lane->index, inType, inPayload));
+        lane->unicasts.Append(mLog.NextSequence());
+        try {
+            mLog.Append(lane->index, inType, inPayload);
+        } catch (...) {
+            lane->unicasts.DropLast();
+            throw;
+        }
         lane->unicastBytes += length;
     } else {
-        mLog.Append(wire::kEveryone, inType, inPayload);
-        if (mCutLanes != 0) {
-            for (const auto& lane : mLanes) {
-                if (lane && lane->state == LaneState::kCut) {
-                    Fail(FailureKind::kNotDelivered, FailureReason::kCutOff, &lane->endPoint, inType);
-                }
-            }
+        const std::size_t failures = mFailures.size();
+        try {
+            FailForCutLanes(inType);
+            mLog.Append(wire::kEveryone, inType, inPayload);
+        } catch (...) {
+            mFailures.resize(failures);
+            throw;
         }
     }
     mArrearsBudget -= std::min(mArrearsBudget, length);
+}
+
+void SenderCore::FailForCutLanes(std::string_view inType) {
+    if (mCutLanes == 0) {
+        return;
+    }
+    for (const auto& lane : mLanes) {
+        if (lane && lane->state == LaneState::kCut) {
+            Fail(FailureKind::kNotDelivered, FailureReason::kCutOff, &lane->endPoint, inType);
+        }
+    }
 }
 
 void SenderCore::Refuse(std::optional<wire::MemberId> inReceiver, std::string_view inType,
@@ -151,7 +197,8 @@ std::vector<SendFailure> SenderCore::TakeFailures() { return std::exchange(mFail
 
 void SenderCore::NoteProgress() noexcept {
     ++mProgress;
-    mRefusedSince.reset();
+    mWaitsUntil.reset();
+    mRefusing = false;
 }
 
 void SenderCore::FailOwed(Lane& ioLane, FailureReason inReason, Sequence inThrough, bool inBroadcastsToo) {
@@ -170,28 +217,39 @@ void SenderCore::FailOwed(Lane& ioLane, FailureReason inReason, Sequence inThrou
              entry->frame.Type());
         at = next;
         broadcast = broadcast == next ? NextBroadcast(at) : broadcast;
+        SetFloor(ioLane, at);  // told once, whatever happens next
     }
     SetFloor(ioLane, inThrough);
     NoteProgress();
 }
 
-std::optional<TimePoint> SenderCore::CutTime(const Lane& inLane) const {
+std::optional<TimePoint> SenderCore::StandsStillSince(const Lane& inLane) const {
+    const bool pins = inLane.pinsSince && LogPinned();
     if (!mJoined || inLane.state == LaneState::kCut || OwedBytes(inLane) == 0 ||
-        (!mLogFullSince && !inLane.fullSince)) {
+        (!pins && !inLane.fullSince)) {
         return std::nullopt;
     }
-    const TimePoint full =
-        std::min(mLogFullSince.value_or(TimePoint::max()), inLane.fullSince.value_or(TimePoint::max()));
-    return std::max(full, inLane.lastProgress) + mLimits.stall;
+    TimePoint full = inLane.fullSince.value_or(TimePoint::max());
+    full = pins ? std::min(full, *inLane.pinsSince) : full;
+    return std::max(full, inLane.lastProgress);
+}
+
+std::optional<TimePoint> SenderCore::CutTime(const Lane& inLane) const {
+    const auto since = StandsStillSince(inLane);
+    return since ? std::optional(std::max(*since + mLimits.stall, inLane.reprieve)) : std::nullopt;
 }
 
 void SenderCore::Tick(TimePoint inNow) {
+    const wire::Duration late = mLimits.stall / kLateShare;
     for (const auto& lane : mLanes) {
-        if (lane) {
-            const auto due = CutTime(*lane);
-            if (due && *due <= inNow) {
-                Cut(*lane);
-            }
+        const auto due = lane ? CutTime(*lane) : std::nullopt;
+        if (!due || *due > inNow) {
+            continue;
+        }
+        if (inNow > *due + late && *due != lane->reprieve) {
+            lane->reprieve = inNow + late;
+        } else {
+            Cut(*lane);
         }
     }
     FreeBroadcasts();
@@ -222,6 +280,7 @@ void SenderCore::Cut(Lane& ioLane) {
     ioLane.detachPending = ioLane.detachPending || ioLane.state == LaneState::kLive;
     ioLane.state = LaneState::kCut;
     ioLane.fullSince.reset();
+    ioLane.pinsSince.reset();
     ++mCutLanes;
 }
 

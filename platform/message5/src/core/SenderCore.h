@@ -92,6 +92,8 @@ class SenderCore {
     wire::Sequence NextLive() const noexcept { return mNextLive; }
     /// For JOIN as a new member: the lowest sequence that may still come.
     wire::Sequence CarriedFrom() const;
+    /// What the broker grants each lane at first, in bytes.
+    void SetFirstWindow(std::size_t inWindow) noexcept { mFirstWindow = inWindow; }
     /// The connection is gone, written bytes with it.
     void OnConnectionLost();
     /// The broker forgot this member: what was ever written fails, the rest is carried over to the new
@@ -147,6 +149,11 @@ class SenderCore {
     bool FindRoom(const Lane* inReceiver, std::size_t inLength, bool inMayWait, wire::TimePoint inNow,
                   wire::LimitName& outLimit);
     bool HasArrears(const Lane* inReceiver, std::size_t inLength, wire::TimePoint inNow);
+    void NoteFullLog(wire::TimePoint inNow);
+    void ForgetFullLog() noexcept;
+    bool LogPinned() const noexcept { return mLog.HeldBytes() > mLimits.log / 2; }
+    /// Since when inLane has stood still with its arrears or the log full; nothing if it doesn't.
+    std::optional<wire::TimePoint> StandsStillSince(const Lane& inLane) const;
     std::optional<wire::TimePoint> CutTime(const Lane& inLane) const;
     void Cut(Lane& ioLane);
     void Revive(Lane& ioLane);
@@ -154,6 +161,7 @@ class SenderCore {
     void FailOwed(Lane& ioLane, FailureReason inReason, wire::Sequence inThrough, bool inBroadcastsToo);
     void Fail(FailureKind inKind, FailureReason inReason, const wire::EndPointInfo* inReceiver,
               std::string_view inType);
+    void FailForCutLanes(std::string_view inType);
     void NoteProgress() noexcept;
 
     // The way out.
@@ -183,8 +191,10 @@ class SenderCore {
     std::size_t mArrearsBudget = 0;  // likewise for each lane's arrears
     std::size_t mCutLanes = 0;
     std::optional<wire::TimePoint> mBlockedSince;  // a broadcast waits for a lane's window
-    std::optional<wire::TimePoint> mRefusedSince;  // somebody was told to wait, and nothing has moved since
-    std::optional<wire::TimePoint> mLogFullSince;
+    std::optional<wire::TimePoint> mWaitsUntil;    // somebody was told to wait, and nothing has moved since
+    bool mRefusing = false;                        // that wait is over
+    bool mLogWasFull = false;
+    std::size_t mFirstWindow;
     // Where the stream was at two moments at least Limits::broadcastWait apart.
     struct Mark {
         wire::TimePoint time{};

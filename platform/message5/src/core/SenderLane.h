@@ -32,6 +32,8 @@ struct SenderCore::Lane {
 
     wire::TimePoint lastProgress{};
     std::optional<wire::TimePoint> fullSince;  // its arrears are full
+    std::optional<wire::TimePoint> pinsSince;  // the log is full, partly of what it owes
+    wire::TimePoint reprieve{};                // it is not cut off before this
 };
 
 }  // namespace orvane::plexa::message5

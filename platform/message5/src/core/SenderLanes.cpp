@@ -82,13 +82,13 @@ SenderCore::Lane& SenderCore::AddLane(const wire::PeerNotice& inPeer, Sequence i
     lane->floorBytes = mLog.BroadcastBytesThrough(inFloor);
     lane->highest = wire::Holds(Rule::kStrangersMayHaveGotAll) ? mNextLive - 1 : inFloor;
     if (mFreeLanes.empty()) {
-        lane->index = static_cast<LaneIndex>(mLanes.size());
+        mFreeLanes.reserve(mLanes.size() + 1);  // freeing one must not fail
         mLanes.push_back(nullptr);
-    } else {
-        lane->index = mFreeLanes.back();
-        mFreeLanes.pop_back();
+        mFreeLanes.push_back(static_cast<LaneIndex>(mLanes.size() - 1));
     }
+    lane->index = mFreeLanes.back();
     mByMember[lane->member] = lane->index;
+    mFreeLanes.pop_back();
     mArrearsBudget = 0;
     return *(mLanes[lane->index] = std::move(lane));
 }
@@ -120,8 +120,8 @@ void SenderCore::OnPeer(const wire::PeerNotice& inPeer, TimePoint inNow) {
     }
     if (lane == nullptr) {
         lane = &AddLane(inPeer, mRouted);
-        lane->lastProgress = inNow;
     }
+    lane->lastProgress = inNow;  // it gets the time to come back
     lane->seen = true;
     Unattach(*lane);
 }
@@ -138,7 +138,7 @@ void SenderCore::BringUp(const wire::PeerNotice& inPeer, TimePoint inNow) {
     }
     lane->endPoint = inPeer.endPoint;
     lane->seen = true;
-    lane->window = mLimits.firstWindow;
+    lane->window = mFirstWindow;
     lane->lastProgress = inNow;
     SetSlot(*lane, inPeer.slot);
     if (open) {
@@ -265,6 +265,7 @@ void SenderCore::Consume(Lane& ioLane, Sequence inConsumed, TimePoint inNow) {
         SetFloor(ioLane, inConsumed);
         ioLane.lastProgress = inNow;
         ioLane.fullSince.reset();
+        ioLane.pinsSince.reset();
         NoteProgress();
     }
 }

@@ -23,6 +23,14 @@ class SequenceRanges {
             mRanges.push_back({inSequence, inSequence});
         }
     }
+    /// Takes the last Append back.
+    void DropLast() {
+        if (mRanges.back().first == mRanges.back().last) {
+            mRanges.pop_back();
+        } else {
+            --mRanges.back().last;
+        }
+    }
     bool Empty() const noexcept { return mRanges.empty(); }
     const Range& Front() const { return mRanges.front(); }
     /// Every range, in order.
