@@ -32,8 +32,7 @@ enum PlexaRequestIDKeyType : std::int32_t {
 /// connection is ready are queued, without a bound.
 ///
 /// Without a broker's file on this machine an assertion is raised, and messages stay queued. Throws what the
-/// system runs out of
-/// (`std::bad_alloc`, `std::system_error`); the call then counts for nothing.
+/// system runs out of (`std::bad_alloc`, `std::system_error`); the call then counts for nothing.
 ///
 /// Once ready, a process is never "not ready" again: after the last `Shutdown` a new `Startup` doesn't
 /// reconnect, and messages are dropped. So a host holds one `Startup` for its whole life.
@@ -58,14 +57,17 @@ NUOPLEXASUPPORT_API void UnsubscribeFromMessage(const boost::weak_ptr<IPlexaClie
 /// Sends a payload text as it is, up to its first NUL. `inTarget` is the app id of the receiver; with "", or
 /// an app id that isn't on the bus, the message goes to every other process. True means that the message was
 /// handed to the transport, false (after an assertion) that this failed; a null target fails. Delivery
-/// failures are reported at the message library, not here.
+/// failures are reported at the message library, not here. Nor is it reported here that the message library
+/// refuses a payload of more than 1 MiB or a type of more than 4096 bytes: the result is true, and nothing is
+/// sent.
 NUOPLEXASUPPORT_API bool SendPlexaMessage(const ImmutableString& inMessageType, const UTF8String& inPayload,
                                           const char* inTarget);
 
 /// Sends a dictionary as XML with the given root tag, or as JSON, which has no root tag; an unknown flavor
 /// raises an assertion and sends JSON. Results and target as above. XML has no form for numbers and arrays:
 /// put scalars in as strings. Throws `boost::bad_any_cast` when the value under `kXMLToJSONKey_Attributes` is
-/// no object, `nuocore::serialization::JSONError` when JSON can't express a value, `std::bad_alloc`.
+/// no object, `std::length_error` when XML would have more than 512 levels,
+/// `nuocore::serialization::JSONError` when JSON would or can't express a value, `std::bad_alloc`.
 NUOPLEXASUPPORT_API bool SendPlexaMessage(const ImmutableString& inMessageType,
                                           const VariantObject& inPayload,
                                           PlexaSerializationFlavor inSerializationFlavor,

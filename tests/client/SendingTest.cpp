@@ -205,6 +205,25 @@ TEST_F(Sending, ADictionaryThatContainsItselfThrowsInEitherFlavor) {
     EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_XML, "r", ""));
 }
 
+TEST_F(Sending, ADictionaryHasAtMostFiveHundredAndTwelveLevels) {
+    VariantObject object;
+    for (int levels = 1; levels < 512; ++levels) {
+        VariantObject outer;
+        outer["a"] = nuocore::serialization::MakeValue(std::move(object));
+        object = std::move(outer);
+    }
+    EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_XML, "r", ""));
+    EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), object, kPlexaSerializationFlavor_JSON, "r", ""));
+    EXPECT_EQ(TakeSends().size(), 2U);
+    VariantObject deeper;
+    deeper["a"] = nuocore::serialization::MakeValue(object);
+    EXPECT_THROW(SendPlexaMessage(ImmutableString("T"), deeper, kPlexaSerializationFlavor_XML, "r", ""),
+                 std::length_error);
+    EXPECT_THROW(SendPlexaMessage(ImmutableString("T"), deeper, kPlexaSerializationFlavor_JSON, "r", ""),
+                 nuocore::serialization::JSONError);
+    EXPECT_THAT(TakeSends(), IsEmpty());
+}
+
 TEST_F(ClientFixture, MessagesSentBeforeReadyAreTrueAndQueued) {
     Startup();
     EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), "payload", ""));
