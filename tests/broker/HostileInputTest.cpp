@@ -1,12 +1,15 @@
 // Clients that break the rules: each loses its own connection, with the reason in the log, and nobody else
 // notices.
+#include <array>
 #include <cstring>
 #include <functional>
 #include <ostream>
 
 #include <gtest/gtest.h>
+#include <boost/json.hpp>
 
 #include "BrokerProcess.h"
+#include "Eventually.h"
 #include "WireClient.h"
 
 namespace {
@@ -21,6 +24,47 @@ std::string RawFrame(wire::FrameKind inKind, std::string_view inPayload,
     if (inSpoil) inSpoil(header);
     return bytes;
 }
+
+/// The frame that one of the wire's functions writes.
+template <typename Writer>
+std::string FrameOf(Writer inWrite) {
+    wire::BufferPool pool(4096);
+    wire::OutputQueue queue;
+    inWrite(queue, pool);
+    iovec piece{};
+    queue.Gather({&piece, 1});
+    return {static_cast<const char*>(piece.iov_base), piece.iov_len};
+}
+
+std::string JoinFrame(const std::function<void(wire::Join&)>& inSpoil) {
+    wire::Join join;
+    join.appId = "offender-1";
+    inSpoil(join);
+    return FrameOf([&](auto& outQueue, auto& inPool) { wire::Write(outQueue, inPool, join); });
+}
+
+/// A JOIN whose fields all lie in the same place.
+std::string OverlappingJoinFrame() {
+    std::string frame = JoinFrame([](wire::Join&) {});
+    const auto number = [&](std::size_t inAt) {
+        std::int32_t value = 0;
+        std::memcpy(&value, frame.data() + inAt, sizeof(value));
+        return value;
+    };
+    const std::size_t table = wire::kHeaderBytes + static_cast<std::size_t>(number(wire::kHeaderBytes));
+    const std::size_t places = table - static_cast<std::size_t>(number(table));
+    std::uint16_t bytes = 0;
+    std::memcpy(&bytes, frame.data() + places, sizeof(bytes));
+    constexpr std::uint16_t kPlace = 4;
+    for (std::size_t at = places + 4; at != places + bytes; at += sizeof(kPlace)) {
+        std::memcpy(frame.data() + at, &kPlace, sizeof(kPlace));
+    }
+    return frame;
+}
+
+// Whoever joins first gets the first slot: the witness, another one, the offender.
+constexpr wire::Slot kWitness = 1;
+constexpr wire::Slot kOffender = 3;
 
 enum class Moment { kAtOnce, kGreeted, kJoined };
 
@@ -93,6 +137,35 @@ const std::vector<Offence> kOffences = {
      [] { return RawFrame(wire::FrameKind::Ack, std::string(9, '\0')); }, wire::WireError::kBadBody},
     {"MessageNumberedZero", Moment::kJoined, [] { return MessageFrame(0, wire::kEveryone, "t", "p"); },
      wire::WireError::kBadSequence},
+    {"JoinWhoseFieldsOverlap", Moment::kGreeted, OverlappingJoinFrame, wire::WireError::kBadTable},
+    {"JoinWithoutAnAppId", Moment::kGreeted,
+     [] { return JoinFrame([](wire::Join& outJoin) { outJoin.appId.clear(); }); },
+     wire::WireError::kBadAppId},
+    {"JoinWithTooManyTypes", Moment::kGreeted,
+     [] { return JoinFrame([](wire::Join& outJoin) { outJoin.interest.emplace(1025, "t"); }); },
+     wire::WireError::kBadInterest},
+    {"JoinThatCarriesWhatIsStillToCome", Moment::kGreeted,
+     [] { return JoinFrame([](wire::Join& outJoin) { outJoin.carriedFrom = 2; }); },
+     wire::WireError::kBadSequence},
+    {"AcknowledgementOfWhatWasNeverSent", Moment::kJoined,
+     [] {
+         return FrameOf([](auto& outQueue, auto& inPool) {
+             const std::array entries = {wire::AckEntry(kWitness, 8, 1000)};
+             wire::WriteAcks(outQueue, inPool, entries);
+         });
+     },
+     wire::WireError::kBadPosition},
+    {"PositionThatNobodyAskedFor", Moment::kJoined,
+     [] {
+         return FrameOf([](auto& outQueue, auto& inPool) {
+             wire::WritePosition(outQueue, inPool, wire::kNoSlot, kWitness, {0, 0});
+         });
+     },
+     wire::WireError::kOutOfOrder},
+    {"MessageToItself", Moment::kJoined, [] { return MessageFrame(1, kOffender, "t", "p"); },
+     wire::WireError::kBadAddress},
+    {"LeaveOfNoKind", Moment::kJoined,
+     [] { return RawFrame(wire::FrameKind::Leave, std::string(8, '\x07')); }, wire::WireError::kBadBody},
     {"SecondGreeting", Moment::kJoined,
      [] { return RawFrame(wire::FrameKind::Hello, std::string(16, '\0')); }, wire::WireError::kOutOfOrder},
 };
@@ -139,6 +212,37 @@ TEST_F(HostileEnding, InsideAFrameIsLogged) {
     offender.SendBytes(MessageFrame(1, wire::kEveryone, "t", "payload").substr(0, 36));
     offender.Close();
     EXPECT_TRUE(mBroker.Logs(std::string(wire::Text(wire::WireError::kEndInsideFrame))));
+}
+
+TEST_F(HostileEnding, AsksForTheStatusByTheThousandEndTheConnectionBeforeTheyAreAnswered) {
+    WireClient witness(mBroker.SocketPath());
+    witness.Join("witness-1");
+    WireClient offender(mBroker.SocketPath());
+    offender.Greet();
+    std::string asks;
+    for (int i = 0; i != 5000; ++i) asks += RawFrame(wire::FrameKind::StatusRequest, "");
+    offender.SendBytes(asks);
+    std::size_t answers = 0;
+    while (const auto frame = offender.Next()) answers += frame->kind == wire::FrameKind::StatusReply ? 1 : 0;
+    EXPECT_LE(answers, 1U);
+    EXPECT_TRUE(offender.IsClosed());
+    EXPECT_NE(witness.Status(), "");
+}
+
+TEST_F(HostileEnding, HeadersOfLargeFramesReserveNoMemory) {
+    WireClient witness(mBroker.SocketPath());
+    witness.Join("witness-1");
+    const std::string header = MessageFrame(1, witness.Slot(), "t", std::string(1000000, 'x')).substr(0, 40);
+    std::vector<std::unique_ptr<WireClient>> offenders;
+    for (int i = 0; i != 40; ++i) {
+        offenders.push_back(std::make_unique<WireClient>(mBroker.SocketPath()));
+        offenders.back()->Join("offender-1");
+        offenders.back()->SendBytes(header);
+    }
+    EXPECT_TRUE(Eventually([&] {
+        const boost::json::value status = boost::json::parse(witness.Status());
+        return status.at_pointer("/memory/in_use").to_number<std::size_t>() < (std::size_t{1} << 20U);
+    }));
 }
 
 TEST_F(HostileEnding, UnknownKindFromOneHundredTwentyEightUpIsSkipped) {
