@@ -41,6 +41,21 @@ TEST_F(Dispatch, AClientMayUnsubscribeAndSubscribeInsideItsCall) {
     EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
+TEST_F(Dispatch, AClientMaySendAndAskInsideItsCall) {
+    const auto a = Subscribed("a");
+    mDouble.Refresh();
+    mDouble.ClearCalls();
+    a->mOnReceive = [&] {
+        SendPlexaMessage(ImmutableString("U"), "sent inside", "");
+        SendClientRequest(a, ImmutableString("ASK"), ImmutableString("ANSWER"), *Guid::Parse(kId1), {},
+                          kPlexaSerializationFlavor_JSON, kPlexaRequestIDKeyType_RequestId, "");
+    };
+    Arrive("T", "words");
+    EXPECT_THAT(TakeSends(), ElementsAre("type=U payload=sent inside source=SELF-1",
+                                         "type=ASK payload=" + WithId("requestId", kId1) + " source=SELF-1"));
+    EXPECT_EQ(sResponseMap.count(ImmutableString("ANSWER")), 1U);
+}
+
 TEST_F(Dispatch, ASubscriberMadeByTheResponseSeesTheMessage) {
     const auto a = MakeClient("a");
     const auto b = MakeClient("b");

@@ -71,6 +71,14 @@ TEST_F(Dispatch, SubscribersSeeResponsesTooAfterTheAsker) {
                                          R"(b: object T {"x":"1"})"));
 }
 
+TEST_F(Dispatch, AnAskerThatIsSubscribedIsServedTwice) {
+    const auto a = Subscribed("a");
+    Await(a, kId1);
+    Arrive("T", WithId("requestId", kId1, R"(,"x":"1")"));
+    EXPECT_THAT(TakeCalls(), ElementsAre(std::string("a: response T ") + kId1 + R"( {"x":"1"} '')",
+                                         R"(a: object T {"x":"1"})"));
+}
+
 TEST_F(Dispatch, AResponseForAClientThatHasGoneServesSubscribersOnly) {
     const auto b = Subscribed("b");
     Await(MakeClient("gone"), kId1);

@@ -114,6 +114,7 @@ TEST_F(Dispatch, ExpiredSubscribersAreSkippedAndPurged) {
     Subscribed("gone too");
     const auto a = Subscribed("a");
     Subscribed("other", "OTHER");
+    EXPECT_EQ(sMessageSubscriptionClientsMap.count(ImmutableString("T")), 3U);
     Arrive("T", "words");
     EXPECT_THAT(TakeCalls(), ElementsAre("a: raw T 'words' from PEER-1"));
     EXPECT_EQ(sMessageSubscriptionClientsMap.count(ImmutableString("T")), 1U);

@@ -3,13 +3,11 @@
 #include <thread>
 
 #include "client/ClientFixture.h"
-#include "nuocore/JSON.h"
 
 namespace nuoplexasupport {
 namespace {
 
 using doubles::LockWatch;
-using doubles::TraceWatch;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -17,9 +15,6 @@ const std::vector<std::string> kUp = {"SetConfig QRTX 20.0", "GetInstance", "Reg
                                       "AddListener", "EnableListener"};
 const std::vector<std::string> kDown = {"UnregisterEndPointRefreshCallback", "DisableListener",
                                         "RemoveListener", "ReleaseInstance"};
-constexpr const char* kExpression =
-    "!sMessageSubscriptionClientsMap.empty() || !sNotificationSubscriptionClientsMap.empty() || !sResponseMap.empty()";
-
 class Lifecycle : public ClientFixture {
   protected:
     std::vector<std::string> TakeDispatcherCalls() {
@@ -148,84 +143,30 @@ TEST_F(Lifecycle, AStartupThatThrowsInAClientsConstructorLeavesNothingBehind) {
     EXPECT_EQ(TakeDispatcherCalls(), kDown);
 }
 
-TEST_F(Lifecycle, TheLastShutdownReportsWhatIsLeftInTheLog) {
-    auto client = MakeClient("a");
-    SubscribeToMessage(client, ImmutableString("T"));
-    SubscribeToMessage(client, ImmutableString("U"));
-    SendClientRequest(client, ImmutableString("T"), ImmutableString("R"), Guid(), {},
-                      kPlexaSerializationFlavor_JSON, kPlexaRequestIDKeyType_RequestId, "");
-    SendClientRequest(client, ImmutableString("T"), ImmutableString("R"), Guid(), {},
-                      kPlexaSerializationFlavor_JSON, kPlexaRequestIDKeyType_RequestId, "");
-    client.reset();
-
-    ASSERT_EQ(mLog.Records().size(), 1U);
-    const nuocore::log::LogRecord record = mLog.Records().front();
-    EXPECT_EQ(record.mCategory, "PlexaClientImpl");
-    EXPECT_EQ(record.mFile, "..\\..\\src\\PlexaClientImpl");
-    EXPECT_EQ(record.mFunction, "nuoplexasupport::Shutdown");
-    EXPECT_EQ(record.mMessage, "All clients did not unregister at shutdown");
-    std::vector<std::string> fields;
-    for (const auto& [name, value] : record.mFields) {
-        fields.push_back(name + "=" + std::string(nuocore::serialization::GetJSONUTF8String(value, false)));
-    }
-    EXPECT_THAT(fields, ElementsAre("messageClients=2", "notificationClients=0", "responseClients=1",
-                                    "expression=\"" + std::string(kExpression) + "\""));
-    // Left as it is.
-    EXPECT_EQ(sMessageSubscriptionClientsMap.size(), 2U);
-    EXPECT_EQ(sResponseMap.size(), 1U);
+TEST_F(Lifecycle, TheBrokersNamesAreHandedOverInUTF8) {
+    nuocore::config::SetProductConfig(
+        {"PR\xC3\x9C"
+         "F",
+         "20.\xE2\x82\xAC", "", false});
+    Startup();
+    EXPECT_EQ(TakeDispatcherCalls().front(),
+              "SetConfig PR\xC3\x9C"
+              "F 20.\xE2\x82\xAC");
 }
 
-TEST_F(Lifecycle, TheReportIsWrittenBeforeTheTransportGoesDown) {
-    const TraceWatch trace("PlexaClientImpl=4");
-    nuocore::log::SetLogSink(
-        [](const nuocore::log::LogRecord& /*inRecord*/) { doubles::Message5Double::Get().Record("log"); });
-    nuocore::debug::SetTraceSink(
-        [](int /*inLevel*/, std::string_view /*inCategory*/, std::string_view /*inText*/) {
-            doubles::Message5Double::Get().Record("trace");
-        });
-    SubscribeToMessage({}, ImmutableString("T"));
+TEST_F(Lifecycle, WithoutABrokerFileMessagesAreQueuedAndTheLastShutdownTerminatesAllTheSame) {
+    const doubles::BrokerFile none(false);
     Startup();
-    TakeDispatcherCalls();
+    EXPECT_EQ(mAssertions.Records().size(), 1U);
+    EXPECT_TRUE(SendPlexaMessage(ImmutableString("T"), "payload", ""));
+    const LockWatch locks;
     Shutdown();
-    std::vector<std::string> expected = {"log", "trace"};
-    expected.insert(expected.end(), kDown.begin(), kDown.end());
-    EXPECT_EQ(TakeDispatcherCalls(), expected);
-}
-
-TEST_F(Lifecycle, TheReportIsTracedAsOneLine) {
-    const TraceWatch trace("PlexaClientImpl=4");
-    sNotificationSubscriptionClientsMap.emplace(std::pair(ImmutableString("T"), ImmutableString("S")),
-                                                std::pair(WeakClient(), ImmutableString("N")));
-    Startup();
-    Shutdown();
-    EXPECT_THAT(trace.Lines(), ElementsAre("4|PlexaClientImpl|All clients did not unregister at shutdown, "
-                                           "messageClients: 0, notificationClients: 1, responseClients: 0, "
-                                           "expression: \"" +
-                                           std::string(kExpression) + "\"\r\n"));
-}
-
-TEST_F(Lifecycle, NeitherLogNorTraceAreWrittenWhileOff) {
-    const TraceWatch trace("PlexaClientImpl=3");
-    nuocore::log::SetLoggingEnabled(false);
-    SubscribeToMessage({}, ImmutableString("T"));
-    Startup();
-    Shutdown();
-    EXPECT_THAT(trace.Lines(), IsEmpty());
-    EXPECT_THAT(mLog.Records(), IsEmpty());
-    nuocore::log::SetLoggingEnabled(true);
-    Startup();
-    Shutdown();
-    EXPECT_EQ(mLog.Records().size(), 1U);
-}
-
-TEST_F(Lifecycle, WithoutTransportTheReportIsWrittenToo) {
-    nuocore::config::SetProductConfig({});
-    SubscribeToMessage({}, ImmutableString("T"));
-    Startup();
-    Shutdown();
-    EXPECT_EQ(mLog.Records().size(), 1U);
+    EXPECT_THAT(locks.Acquisitions(), ElementsAre("nuoplexasupport::Shutdown|60000",
+                                                  "nuoplexasupport::PlexaInterface::Terminate|60000"));
     EXPECT_THAT(TakeDispatcherCalls(), IsEmpty());
 }
+
+TEST_F(Lifecycle, TheRegistryLockHasNoName) { EXPECT_EQ(sRegistryLock.GetName(), nullptr); }
 
 }  // namespace
 }  // namespace nuoplexasupport

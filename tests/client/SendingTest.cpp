@@ -177,6 +177,19 @@ TEST_F(Sending, ALaterRequestWithTheSameTypeAndIdTakesTheResponse) {
                 ElementsAre(R"(second: response ANSWER 01234567-89ab-cdef-0123-456789abcdef {"x":"1"} '')"));
 }
 
+TEST_F(Sending, AnAnswerUnderTheKeyOfItsRequestReachesTheAsker) {
+    const auto client = MakeClient("a");
+    for (int key = 0; key < 4; ++key) {
+        const Guid id;
+        Request("{}", kPlexaSerializationFlavor_JSON, static_cast<PlexaRequestIDKeyType>(key), id, client);
+        const std::string sent = TakeSends().at(0);
+        const std::size_t begin = sent.find('{');
+        Arrive("ANSWER", sent.substr(begin, sent.find('}') + 1 - begin));
+        EXPECT_THAT(TakeCalls(),
+                    ElementsAre("a: response ANSWER " + std::string(id.AsUTF8String()) + " {} ''"));
+    }
+}
+
 TEST_F(Sending, MessagesAfterShutdownAreTrueAndDropped) {
     Shutdown();
     TakeSends();

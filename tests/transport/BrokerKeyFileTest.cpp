@@ -1,4 +1,5 @@
 // The search on this system: real environment, real files.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "doubles/BrokerFile.h"
+#include "doubles/NuocoreWatch.h"
 #include "transport/BrokerLocation.h"
 
 namespace nuoplexasupport {
@@ -33,7 +35,15 @@ class BrokerKeyFile : public testing::Test {
     BrokerFile mNone{false};
 };
 
-TEST_F(BrokerKeyFile, NothingAnywhereGivesSix) { EXPECT_EQ(LocateBroker(), 6); }
+TEST_F(BrokerKeyFile, NothingAnywhereGivesSixWithoutAWord) {
+    const doubles::TraceWatch trace("*=9");
+    const doubles::LogWatch log;
+    const doubles::AssertionWatch assertions;
+    EXPECT_EQ(LocateBroker(), 6);
+    EXPECT_THAT(trace.Lines(), testing::IsEmpty());
+    EXPECT_THAT(log.Records(), testing::IsEmpty());
+    EXPECT_THAT(assertions.Records(), testing::IsEmpty());
+}
 
 TEST_F(BrokerKeyFile, EitherStandardLocationIsFound) {
     for (const char* variable : {"CommonProgramFiles(x86)", "CommonProgramFiles"}) {

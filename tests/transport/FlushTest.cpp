@@ -1,33 +1,24 @@
 // What goes wrong while messages that were queued are sent.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
-#include "doubles/BrokerFile.h"
-#include "doubles/NuocoreWatch.h"
-#include "doubles/PlexaMessage5Double.h"
-#include "transport/PlexaInterface.h"
+#include "transport/TransportFixture.h"
 
 namespace nuoplexasupport {
 namespace {
 
-namespace api = orvane::plexa::api5;
-using doubles::Message5Double;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-void Ignore(const std::string& /*inType*/, const std::string& /*inPayload*/, const std::string& /*inError*/,
-            const std::string& /*inAppId*/) {}
-
-class Flush : public testing::Test {
+class Flush : public TransportFixture {
   protected:
     Flush() {
-        mTransport.Initialize("QRTX", "1.0", &Ignore);
+        Initialize();
         for (const char* type : {"A", "B", "C", "D"}) {
             mTransport.Send(type, "p", "");
         }
@@ -60,11 +51,7 @@ class Flush : public testing::Test {
         return texts;
     }
 
-    doubles::BrokerFile mBroker;
-    doubles::AssertionWatch mAssertions;
     doubles::LogWatch mLog;
-    Message5Double& mDouble = Message5Double::Get();
-    PlexaInterface& mTransport = PlexaInterface::Instance();
 };
 
 TEST_F(Flush, OneMessageThatCannotBeSentDoesNotTakeTheRestWithIt) {
@@ -95,6 +82,17 @@ TEST_F(Flush, OfManyFailuresTheFirstIsLoggedAndTheRestCounted) {
     EXPECT_THAT(
         Logged(),
         ElementsAre("Messages queued before the connection was ready could not be sent|4|std::bad_alloc"));
+}
+
+TEST_F(Flush, IsOvertakenByWhatOtherThreadsSendMeanwhile) {
+    bool first = true;
+    mDouble.mOnSend = [&] {
+        if (std::exchange(first, false)) {
+            std::thread([&] { mTransport.Send("X", "p", ""); }).join();
+        }
+    };
+    mDouble.Refresh();
+    EXPECT_THAT(TakeSends(), ElementsAre("A", "X", "B", "C", "D"));
 }
 
 TEST_F(Flush, WaitsForTheNextRefreshWhenTheEndPointsCannotBeHad) {

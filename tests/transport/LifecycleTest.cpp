@@ -1,49 +1,23 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "doubles/BrokerFile.h"
-#include "doubles/NuocoreWatch.h"
-#include "doubles/PlexaMessage5Double.h"
-#include "transport/PlexaInterface.h"
+#include "transport/TransportFixture.h"
 
 namespace nuoplexasupport {
 namespace {
 
 namespace api = orvane::plexa::api5;
-using doubles::AssertionWatch;
 using doubles::BrokerFile;
 using doubles::LockWatch;
-using doubles::Message5Double;
 using doubles::TraceWatch;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-void Ignore(const std::string& /*inType*/, const std::string& /*inPayload*/, const std::string& /*inError*/,
-            const std::string& /*inAppId*/) {}
+using TransportLifecycle = TransportFixture;
 
 const std::vector<std::string> kInitializeCalls = {
     "SetConfig QRTX 1.0", "GetInstance", "RegisterEndPointRefreshCallback", "AddListener", "EnableListener"};
 const std::vector<std::string> kTerminateCalls = {"UnregisterEndPointRefreshCallback", "DisableListener",
                                                   "RemoveListener", "ReleaseInstance"};
-
-class TransportLifecycle : public testing::Test {
-  protected:
-    static bool Initialize() { return PlexaInterface::Instance().Initialize("QRTX", "1.0", &Ignore); }
-    static std::vector<std::string> TakeCalls() {
-        std::vector<std::string> calls = Message5Double::Get().Calls();
-        Message5Double::Get().ClearCalls();
-        return calls;
-    }
-
-    BrokerFile mBroker;
-    AssertionWatch mAssertions;
-    Message5Double& mDouble = Message5Double::Get();
-    PlexaInterface& mTransport = PlexaInterface::Instance();
-};
 
 TEST_F(TransportLifecycle, WithoutABrokerFileNothingIsConfigured) {
     const BrokerFile none(false);
@@ -111,84 +85,16 @@ TEST_F(TransportLifecycle, ASecondInitializeComplainsAndOverwrites) {
     EXPECT_THAT(mAssertions.Brief(), ElementsAre("!mDispatcher"));
 }
 
-TEST_F(TransportLifecycle, ARefreshWhileReadyMakesReady) {
+TEST_F(TransportLifecycle, ASecondInitializeOverwritesWithNoDispatcherToo) {
     Initialize();
+    mDouble.Refresh();
+    mDouble.mGivesDispatcher = false;
+    EXPECT_FALSE(Initialize());
+    EXPECT_THAT(mAssertions.Brief(), ElementsAre("dispatcher|result: 0", "!mDispatcher"));
     TakeCalls();
-    const LockWatch locks;
-    mDouble.Refresh();
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetEndPointList", "ReleaseEndPointList", "IsDispatcherReady",
-                                         "IsDispatcherReady"));
-    EXPECT_THAT(locks.Acquisitions(),
-                ElementsAre("nuoplexasupport::PlexaInterface::GetEndPoints|60000",
-                            "nuoplexasupport::PlexaInterface::EndPointRefreshComplete|60000",
-                            "nuoplexasupport::PlexaInterface::EndPointRefreshComplete|60000"));
-    EXPECT_TRUE(mTransport.IsReady());
-    EXPECT_EQ(mDouble.ArraysOut(), 0U);
-    EXPECT_THAT(mAssertions.Records(), IsEmpty());
-}
-
-TEST_F(TransportLifecycle, ARefreshWhileNotReadyRefreshesTheEndPointsOnly) {
-    Initialize();
-    mDouble.mReadyAnswers = {false};
-    TakeCalls();
-    mDouble.Refresh();
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetEndPointList", "ReleaseEndPointList", "IsDispatcherReady",
-                                         "IsDispatcherReady"));
-    EXPECT_FALSE(mTransport.IsReady());
-    EXPECT_THAT(mAssertions.Brief(), ElementsAre("dispatcher && dispatcher->IsDispatcherReady()"));
-}
-
-TEST_F(TransportLifecycle, ReadinessIsAskedTwiceAndTheSecondAnswerDecides) {
-    Initialize();
-    mDouble.mReadyAnswers = {true, false};
-    mDouble.Refresh();
-    EXPECT_FALSE(mTransport.IsReady());
-    EXPECT_THAT(mAssertions.Brief(), IsEmpty());
-    mDouble.mReadyAnswers = {false, true};
-    mDouble.Refresh();
-    EXPECT_TRUE(mTransport.IsReady());
-    EXPECT_THAT(mAssertions.Brief(), ElementsAre("dispatcher && dispatcher->IsDispatcherReady()"));
-}
-
-TEST_F(TransportLifecycle, ARefreshForAnotherContextRefreshesTheSingleton) {
-    Initialize();
-    int other = 0;
-    mDouble.Refresh(&other);
-    EXPECT_TRUE(mTransport.IsReady());
-    EXPECT_THAT(mAssertions.Brief(), ElementsAre("&Instance() == inThis"));
-}
-
-TEST_F(TransportLifecycle, ARefreshWithoutADispatcherIsReportedAndHarmless) {
-    PlexaInterface::EndPointRefreshCompleteStatic(&mTransport);
+    mTransport.Send("T", "p", "");
+    mTransport.Terminate();
     EXPECT_THAT(TakeCalls(), IsEmpty());
-    EXPECT_FALSE(mTransport.IsReady());
-    EXPECT_THAT(mAssertions.Brief(), ElementsAre("dispatcher && dispatcher->IsDispatcherReady()"));
-}
-
-TEST_F(TransportLifecycle, AFailingEndPointListKeepsTheCacheAndIsNotGivenBack) {
-    Initialize();
-    mDouble.mEndPoints = {api::EndPoint("PEER-1", 1, 20)};
-    mDouble.Refresh();
-    mDouble.mEndPoints = {api::EndPoint("OTHER-1", 1, 30)};
-    mDouble.mGetEndPointListResult = api::kPlexaMessageErrorCode_Unknown;
-    TakeCalls();
-    mDouble.Refresh();
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetEndPointList", "IsDispatcherReady", "IsDispatcherReady"));
-    mTransport.Send("T", "p", "PEER-1");
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetSelfEndPoint",
-                                         "SendMessage type=T payload=p source=SELF-1 destination=PEER-1"));
-}
-
-TEST_F(TransportLifecycle, AnEmptyEndPointListIsGivenBackOnlyWhenThereIsAnArray) {
-    Initialize();
-    mDouble.mEndPoints = {api::EndPoint("PEER-1", 1, 20)};
-    mDouble.Refresh();
-    mDouble.mGivesNullArray = true;
-    TakeCalls();
-    mDouble.Refresh();
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetEndPointList", "IsDispatcherReady", "IsDispatcherReady"));
-    mTransport.Send("T", "p", "PEER-1");
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetSelfEndPoint", "SendMessage type=T payload=p source=SELF-1"));
 }
 
 TEST_F(TransportLifecycle, TerminateUndoesInReverseOrderAndStaysReady) {
@@ -211,14 +117,16 @@ TEST_F(TransportLifecycle, TerminateWithoutInitializeDoesNothing) {
     EXPECT_FALSE(mTransport.IsReady());
 }
 
-TEST_F(TransportLifecycle, ASecondInitializeAfterTerminateIsReadyAtOnce) {
+TEST_F(TransportLifecycle, ASecondInitializeAfterTerminateIsReadyAtOnceAndKnowsTheEndPoints) {
     Initialize();
+    mDouble.mEndPoints = {api::EndPoint("PEER-1", 1, 20)};
     mDouble.Refresh();
     mTransport.Terminate();
     EXPECT_TRUE(Initialize());
     TakeCalls();
-    mTransport.Send("T", "p", "");
-    EXPECT_THAT(TakeCalls(), ElementsAre("GetSelfEndPoint", "SendMessage type=T payload=p source=SELF-1"));
+    mTransport.Send("T", "p", "PEER-1");
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetSelfEndPoint",
+                                         "SendMessage type=T payload=p source=SELF-1 destination=PEER-1"));
     EXPECT_THAT(mAssertions.Records(), IsEmpty());
 }
 
@@ -235,6 +143,25 @@ TEST_F(TransportLifecycle, NoDispatcherOperationRunsUnderTheMutex) {
     mTransport.Terminate();
     EXPECT_EQ(static_cast<std::size_t>(probes), mDouble.Calls().size());
     EXPECT_EQ(probes, 15);
+}
+
+const char* sMutexName = "not asked";
+
+TEST_F(TransportLifecycle, TheMutexHasNoName) {
+    const LockWatch locks;
+    nuocore::thread::SetLockObserver([](const nuocore::thread::RecursiveMutex& inMutex, const char*,
+                                        std::uint32_t) { sMutexName = inMutex.GetName(); });
+    static_cast<void>(mTransport.IsReady());
+    EXPECT_EQ(sMutexName, nullptr);
+}
+
+TEST_F(TransportLifecycle, ReceivingStandsInTheFirstSlot) {
+    // As a message library built by another compiler calls it.
+    void** const table = *reinterpret_cast<void***>(&mTransport);
+    const api::SuiteMessage message("T");
+    reinterpret_cast<void (*)(api::IPlexaMessageListener*, const api::PlexaMessage*)>(table[0])(&mTransport,
+                                                                                                &message);
+    EXPECT_THAT(mAssertions.Brief(), ElementsAre("callback"));
 }
 
 TEST_F(TransportLifecycle, AssertionsNameTheirPlace) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "doubles/BrokerFile.h"
@@ -33,6 +34,13 @@ void Receive(const std::string& inType, const std::string& inPayload, const std:
     Received().push_back(inType + "|" + inPayload + "|" + inError + "|" + inAppId);
     if (inPayload == "throw") {
         throw std::runtime_error("from the callback");
+    }
+    if (inPayload == "throw 5") {
+        throw 5;  // NOLINT(misc-throw-by-value-catch-by-reference)
+    }
+    if (inPayload == "probe") {
+        // Under the mutex another thread would wait for ever.
+        std::thread([] { static_cast<void>(PlexaInterface::Instance().IsReady()); }).join();
     }
 }
 
@@ -187,7 +195,8 @@ TEST_F(TransportMessages, TheTypeIsReadFromTheMessagesOwnText) {
     mDouble.Deliver(OwnText("<message><other/></message>"));
     mDouble.Deliver(OwnText("<other><type>T</type></other>"));
     mDouble.Deliver(OwnText("<message/>"));
-    EXPECT_THAT(Received(), ElementsAre("a < b|||", "|||", "|||", "|||"));
+    mDouble.Deliver(OwnText("<message><type> T\n</type></message>"));
+    EXPECT_THAT(Received(), ElementsAre("a < b|||", "|||", "|||", "|||", " T\n|||"));
 }
 
 TEST_F(TransportMessages, EqualTextsAreReadAlikeEachTime) {
@@ -215,10 +224,19 @@ TEST_F(TransportMessages, WithATextThatIsNoXMLAreDroppedInSilence) {
 
 TEST_F(TransportMessages, AnExceptionFromTheCallbackEndsInReceive) {
     Enveloped<api::SuiteMessage> message("T");
-    message.SetPayload("throw");
-    EXPECT_NO_THROW(mDouble.Deliver(message));
-    EXPECT_THAT(Received(), ElementsAre("T|throw||"));
+    for (const char* payload : {"throw", "throw 5"}) {
+        message.SetPayload(payload);
+        EXPECT_NO_THROW(mDouble.Deliver(message));
+    }
+    EXPECT_THAT(Received(), ElementsAre("T|throw||", "T|throw 5||"));
     EXPECT_THAT(mAssertions.Records(), IsEmpty());
+}
+
+TEST_F(TransportMessages, TheCallbackRunsWithoutTheMutex) {
+    Enveloped<api::SuiteMessage> message("T");
+    message.SetPayload("probe");
+    mDouble.Deliver(message);
+    EXPECT_THAT(Received(), ElementsAre("T|probe||"));
 }
 
 TEST_F(TransportMessages, WithoutACallbackAreReported) {
