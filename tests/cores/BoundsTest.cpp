@@ -256,6 +256,20 @@ TEST(Bounds, AReceiverThatStandsStillWithFullArrearsIsCutOff) {
     EXPECT_TRUE(scene.sender.Core().Sender().NothingOwed());
 }
 
+TEST(Bounds, AReceiverIsNotCutOffWhileItsSenderWritesNothing) {
+    World world(CutOff::Limits());
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    int accepted = 0;
+    while (sender.Send(Text(1000), &receiver) == Verdict::kAccept) {
+        ++accepted;
+    }
+    world.Elapse(5s);
+    EXPECT_THAT(sender.failures, IsEmpty());
+    world.Run();
+    EXPECT_THAT(receiver.received, SizeIs(accepted));
+}
+
 TEST(Bounds, WhatIsSentToACutOffReceiverFailsAtOnceAndOthersGetTheirs) {
     CutOff scene;
     scene.sender.failures.clear();

@@ -69,6 +69,25 @@ TEST(Leaving, ALeaveThatTheBrokerDidNotSurviveIsSaidAgain) {
     EXPECT_THAT(sender.FailureTexts(), ElementsAre("Not delivered|R: it has left"));
 }
 
+TEST(Leaving, AReceiverThatLeavesBeforeItCouldSayHowFarItCameMayHaveHandledWhatItOwes) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    sender.Send("1", &receiver);
+    world.Hand(sender);
+    world.BrokerWrite(receiver);
+    receiver.Read();
+    receiver.Deliver();
+    world.KillBroker();
+    world.StartBroker();
+    world.Exchange(receiver);
+    world.Exchange(sender);
+    receiver.Core().StopReceiving();  // it has not read yet that the sender is back
+    world.Run();
+    EXPECT_THAT(receiver.received, ElementsAre("S:1"));
+    EXPECT_THAT(sender.FailureTexts(), ElementsAre("Delivery not confirmed|R: it has left"));
+}
+
 TEST(Leaving, TwoThatLeaveTogetherDoNotWaitForEachOther) {
     World world;
     Node& first = world.Join("A");
@@ -115,6 +134,18 @@ TEST(Leaving, AMemberThatLeftIsForgottenByAll) {
     EXPECT_THAT(world.closed, IsEmpty()) << "leaving is no fault";
 }
 
+TEST(Leaving, AMemberThatLeavesAtOnceStillConfirmsWhatItHandled) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    sender.Send("1", &receiver);
+    world.Run();
+    receiver.Core().Leave();
+    world.Run();
+    EXPECT_THAT(receiver.received, ElementsAre("S:1"));
+    EXPECT_THAT(sender.failures, IsEmpty());
+}
+
 TEST(Leaving, WhoeverLeavesWithMessagesUnconfirmedIsTold) {
     World world;
     Node& sender = world.Join("S");
@@ -144,6 +175,18 @@ TEST(Leaving, ABroadcastThatNeverFoundABrokerFailsWhenItsSenderLeaves) {
     EXPECT_EQ(message5::FaultText(failures[0]),
               "every end point: this process is leaving and cannot wait any longer");
     EXPECT_TRUE(sender.Core().Sender().NothingOwed());
+}
+
+TEST(Leaving, ABroadcastIsReportedIfItsSenderLeavesBeforeItHeardWhomTheBrokerFound) {
+    World world;
+    Node& sender = world.Join("S");
+    sender.Send("1");
+    world.Hand(sender);
+    world.KillBroker();
+    sender.Core().Leave();
+    const auto failures = sender.Core().Sender().TakeFailures();
+    ASSERT_THAT(failures, SizeIs(1));
+    EXPECT_EQ(failures[0].kind, FailureKind::kNotConfirmed);
 }
 
 TEST(Leaving, AProcessThatEndsIsGoneEvenIfSomebodyHoldsItsConnectionOpen) {

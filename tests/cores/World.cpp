@@ -348,6 +348,7 @@ void World::BreakAtBroker(Node& ioNode) {
                                    [&](const auto& inLine) { return inLine.second.node == &ioNode; });
     if (mBroker && line != mLines.end()) {
         const ConnectionId connection = line->first;
+        ioNode.mClosedByBroker = connection == ioNode.mConnection;
         mLines.erase(line);
         mBroker->OnDisconnected(connection, now);
         BrokerSettle();

@@ -228,6 +228,7 @@ void ClientCore::WriteWithdrawal() {
 void ClientCore::Leave() {
     mSender.Abandon(FailureReason::kLeaving);
     if (mState == State::kJoined) {
+        mReceiver.WriteAcks(mOutput, mPool);  // for the reason WriteWithdrawal has
         wire::WriteLeave(mOutput, mPool, wire::LeaveScope::Member);
     }
     mState = State::kLeft;

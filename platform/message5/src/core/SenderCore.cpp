@@ -203,6 +203,9 @@ void SenderCore::NoteProgress() noexcept {
 
 void SenderCore::FailOwed(Lane& ioLane, FailureReason inReason, Sequence inThrough, bool inBroadcastsToo) {
     const Sequence everWritten = std::max(ioLane.highest, Written(ioLane));
+    // Who left before it could say how far it had come on this connection may have handled more than is
+    // known.
+    const bool confirmed = inReason == FailureReason::kLeft && ioLane.state != LaneState::kUnattached;
     Sequence at = ioLane.floor;
     Sequence broadcast = inBroadcastsToo ? NextBroadcast(at) : 0;
     for (;;) {
@@ -211,7 +214,7 @@ void SenderCore::FailOwed(Lane& ioLane, FailureReason inReason, Sequence inThrou
         if (next == 0 || next > inThrough) {
             break;
         }
-        const bool certain = inReason == FailureReason::kLeft || next > everWritten;
+        const bool certain = confirmed || next > everWritten;
         const auto entry = mLog.NextAfter(next - 1);
         Fail(certain ? FailureKind::kNotDelivered : FailureKind::kNotConfirmed, inReason, &ioLane.endPoint,
              entry->frame.Type());
@@ -225,7 +228,9 @@ void SenderCore::FailOwed(Lane& ioLane, FailureReason inReason, Sequence inThrou
 
 std::optional<TimePoint> SenderCore::StandsStillSince(const Lane& inLane) const {
     const bool pins = inLane.pinsSince && LogPinned();
-    if (!mJoined || inLane.state == LaneState::kCut || OwedBytes(inLane) == 0 ||
+    // With nothing on the way it isn't the receiver that stands still, and it could never move again either.
+    const bool idle = inLane.state != LaneState::kUnattached && InFlight(inLane) == 0;
+    if (!mJoined || inLane.state == LaneState::kCut || idle || OwedBytes(inLane) == 0 ||
         (!pins && !inLane.fullSince)) {
         return std::nullopt;
     }
@@ -293,16 +298,19 @@ void SenderCore::Revive(Lane& ioLane) {
 }
 
 void SenderCore::Abandon(FailureReason inReason) {
+    FreeBroadcasts();
     const Sequence last = mLog.NextSequence() - 1;
-    bool owed = false;
+    Sequence owedByNone = last;
     for (const auto& lane : mLanes) {
         if (lane && lane->state != LaneState::kCut) {
-            owed = true;
+            owedByNone = std::min(owedByNone, lane->floor);
             FailOwed(*lane, inReason, last, true);
         }
     }
-    for (Sequence next = owed ? 0 : NextBroadcast(mNextLive - 1); next != 0; next = NextBroadcast(next)) {
-        Fail(FailureKind::kNotDelivered, inReason, nullptr, mLog.NextAfter(next - 1)->frame.Type());
+    // Kept without being owed: the broker has not told yet whom it found.
+    for (Sequence next = NextBroadcast(0); next != 0 && next <= owedByNone; next = NextBroadcast(next)) {
+        Fail(next < mNextLive ? FailureKind::kNotConfirmed : FailureKind::kNotDelivered, inReason, nullptr,
+             mLog.NextAfter(next - 1)->frame.Type());
     }
     mLog.FreeBroadcasts(mBroadcastsFreed, last);
     mBroadcastsFreed = last;
