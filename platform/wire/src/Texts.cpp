@@ -52,7 +52,7 @@ std::string_view Text(WireError inError) noexcept {
         case WireError::kControlOverflow:
             return "too many control bytes waited to be read";
         case WireError::kMemoryPressure:
-            return "the broker's memory was full, mostly of what waited for this receiver";
+            return "the broker's memory was full, mostly of what waited for this client or came from it";
         case WireError::kRefused:
             return "the broker refused the connection";
     }
