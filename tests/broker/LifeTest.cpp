@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -15,6 +16,7 @@
 #include "BrokerProcess.h"
 #include "Eventually.h"
 #include "Listener.h"
+#include "MembersFile.h"
 #include "WireClient.h"
 
 namespace {
@@ -97,6 +99,25 @@ TEST(Life, SignalEndsItGracefullyWhatWaitsIsWrittenAndMembersAreRemembered) {
     EXPECT_EQ(broker.Wait(), 0);
     EXPECT_FALSE(std::filesystem::exists(directory / "broker.sock"));
     EXPECT_TRUE(std::filesystem::exists(directory / "members"));
+}
+
+TEST(Life, WhoSeesItsConnectionEndFindsThePlaceFreeForTheNextBroker) {
+    const TemporaryDirectory directory;
+    BrokerProcess::Setup setup;
+    setup.prepare = [] { ::setenv("PLEXA_LIMIT_CONNECTIONS", "1000", 1); };
+    const BrokerProcess broker(directory.Path(), setup);
+    // Many, so that closing them all takes a while.
+    const auto process = std::make_shared<Identity>();
+    std::vector<std::unique_ptr<WireClient>> clients;
+    std::vector<pollfd> ends;
+    for (int i = 0; i != 800; ++i) {
+        clients.push_back(std::make_unique<WireClient>(broker.SocketPath(), process));
+        clients.back()->Greet();
+        ends.push_back({clients.back()->Descriptor(), POLLIN | POLLRDHUP, 0});
+    }
+    broker.Signal(SIGTERM);
+    ASSERT_GT(::poll(ends.data(), ends.size(), 20000), 0);
+    EXPECT_TRUE(orvane::plexa::broker::MembersFile::Acquire(directory / "members", 8));
 }
 
 TEST(Life, SignalEndsItEvenIfAReceiverStandsStill) {

@@ -41,6 +41,8 @@ class MembersFile {
     /// Makes the file anew at its path, with the same members and nobody else; false when another process was
     /// faster. Throws like Acquire.
     bool MakeAnew();
+    /// Gives the lock back and writes no more: from here on another broker may serve.
+    void Release() noexcept { mFile.Close(); }
     /// Takes the path away, if it is still this file's.
     void Unlink() noexcept;
 

@@ -160,6 +160,8 @@ void Server::WindUp() {
     // As long as the lock is held nobody else can serve, so nobody is to find the socket missing and start a
     // broker in vain: who comes now waits at it, and looks again when it is closed.
     mParts.listener.Unlink();
+    // Before the connections end: whoever sees that may start the next broker at once.
+    mParts.members.Release();
 }
 
 std::string Server::DescribeStatus() const {
