@@ -54,7 +54,7 @@ bool IsUTF8Of(std::string_view inBytes, std::u16string_view inText) {
 void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8String& inTag,
                  boost::shared_ptr<VariantValue> inValue) {
     auto& objectMap = boost::any_cast<VariantObject&>(*inParent);
-    const auto [place, isNew] = objectMap.try_emplace(inTag);
+    const auto [place, isNew] = objectMap.emplace(inTag, nullptr);  // compares less than try_emplace
     if (!isNew) {
         nuocore::debug::RaiseAssertion(
             {"PlexaXMLSupport", 0, kEndElement, "objectMap.count(tag) == 0",
@@ -63,14 +63,17 @@ void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8Stri
     place->second = std::move(inValue);
 }
 
-VariantObject AttributesObject(const nuocore::xml::AttributeMap& inAttributes) {
+boost::shared_ptr<VariantValue> AttributesValue(const nuocore::xml::AttributeMap& inAttributes) {
+    if (inAttributes.empty()) {
+        return {};
+    }
     VariantObject object;
     for (const auto& [name, value] : inAttributes) {
         // In ascending order, so the next one mostly goes to the end.
         object.emplace_hint(object.end(), nuocore::string::UTF16to8(name),
                             MakeValue(nuocore::string::UTF16to8(value)));
     }
-    return object;
+    return MakeValue(std::move(object));
 }
 
 }  // namespace
@@ -80,7 +83,7 @@ PlexaMessageXMLParseHandler::PlexaMessageXMLParseHandler() : mResult(MakeValue(V
 PlexaMessageXMLParseHandler::~PlexaMessageXMLParseHandler() = default;
 
 void PlexaMessageXMLParseHandler::ExpectNothingOpen(const char* inFunction) const {
-    Assert(mTagStack.empty(), inFunction, "mTagStack.empty()");
+    Assert(mTagStack.Size() == 0, inFunction, "mTagStack.empty()");
     Assert(mObjectStack.empty(), inFunction, "mObjectStack.empty()");
     Assert(mLatestCharacters.str().empty(), inFunction, "mLatestCharacters.str().empty()");
 }
@@ -100,27 +103,16 @@ void PlexaMessageXMLParseHandler::Characters(const UTF16String& inText) {
 
 void PlexaMessageXMLParseHandler::PushTag(const UTF16String& inName,
                                           const nuocore::xml::AttributeMap& inAttributes) {
-    if (mSpareTags.empty()) {
-        mTagStack.emplace_back();
-    } else {
-        mTagStack.push_back(std::move(mSpareTags.back()));
-        mSpareTags.pop_back();
-    }
-    TagStackEntry& entry = mTagStack.back();
+    TagStackEntry& entry = mTagStack.Push();
     entry.mTag.clear();
     nuocore::string::AppendUTF16to8(inName, entry.mTag);
-    entry.mAttributes = inAttributes;
-}
-
-void PlexaMessageXMLParseHandler::PopTag() {
-    mSpareTags.push_back(std::move(mTagStack.back()));
-    mTagStack.pop_back();
+    entry.mAttributes = AttributesValue(inAttributes);
 }
 
 void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
                                                const nuocore::xml::AttributeMap& inAttributes) {
     PushTag(inName, inAttributes);
-    const std::size_t open = mTagStack.size() - mObjectStack.size();
+    const std::size_t open = mTagStack.Size() - mObjectStack.size();
     if (open >= 2 || !inAttributes.empty()) {
         if (mObjectStack.empty()) {
             // Only the root's dictionary, even when the new element has attributes: a first child of a root
@@ -139,12 +131,12 @@ void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
 }
 
 void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
-    Assert(IsUTF8Of(mTagStack.back().mTag, inName), kEndElement,
+    Assert(IsUTF8Of(mTagStack.Top().mTag, inName), kEndElement,
            "nuocore::string::UTF16to8(inName) == mTagStack.back().mTag");
     // Without any dictionary the root element closes, and had neither attributes nor children: its text is
     // dropped.
     if (!mObjectStack.empty()) {
-        if (mTagStack.size() == mObjectStack.size() + 1) {
+        if (mTagStack.Size() == mObjectStack.size() + 1) {
             EndLeaf();
         } else if (mObjectStack.size() < 2) {
             EndRoot();
@@ -152,22 +144,22 @@ void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
             EndDictionary();
         }
     }
-    PopTag();
+    mTagStack.Pop();
     mLatestCharacters.Clear();
 }
 
 void PlexaMessageXMLParseHandler::EndLeaf() {
-    SetInParent(mObjectStack.back(), mTagStack.back().mTag, MakeValue(UTF8String(mLatestCharacters.view())));
+    SetInParent(mObjectStack.back(), mTagStack.Top().mTag, MakeValue(UTF8String(mLatestCharacters.view())));
 }
 
 void PlexaMessageXMLParseHandler::EndRoot() {
-    Assert(mTagStack.size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
+    Assert(mTagStack.Size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
     mObjectStack.pop_back();
 }
 
 void PlexaMessageXMLParseHandler::EndDictionary() {
-    const TagStackEntry& entry = mTagStack.back();
-    Assert(mTagStack.size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
+    TagStackEntry& entry = mTagStack.Top();
+    Assert(mTagStack.Size() == mObjectStack.size(), kEndElement, "mTagStack.size() == mObjectStack.size()");
     if (!mLatestCharacters.str().empty()) {
         std::string message = "Unsupported tag found in Plexa XML payload. <";
         message.append(entry.mTag)
@@ -180,13 +172,15 @@ void PlexaMessageXMLParseHandler::EndDictionary() {
         nuocore::debug::RaiseAssertion(
             {"PlexaXMLSupport", 0, kEndElement, "mLatestCharacters.str().empty()", std::move(message)});
     }
-    const boost::shared_ptr<VariantValue> value = std::move(mObjectStack.back());
+    boost::shared_ptr<VariantValue> value = std::move(mObjectStack.back());
     mObjectStack.pop_back();
-    auto& objectMap = boost::any_cast<VariantObject&>(*value);
-    if (!entry.mAttributes.empty()) {
-        objectMap[kXMLToJSONKey_Attributes] = MakeValue(AttributesObject(entry.mAttributes));
+    if (entry.mAttributes != nullptr) {
+        auto& object = boost::any_cast<VariantObject&>(*value);
+        // Its key mostly comes before all others.
+        object.emplace_hint(object.begin(), kXMLToJSONKey_Attributes, nullptr)->second =
+            std::move(entry.mAttributes);
     }
-    SetInParent(mObjectStack.back(), entry.mTag, value);
+    SetInParent(mObjectStack.back(), entry.mTag, std::move(value));
 }
 
 }  // namespace nuoplexasupport

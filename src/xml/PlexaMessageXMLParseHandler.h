@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <cstddef>
 #include <vector>
 
 #include "nuocore/Strings.h"
@@ -31,22 +32,38 @@ class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHand
   private:
     struct TagStackEntry {
         UTF8String mTag;
-        nuocore::xml::AttributeMap mAttributes;
+        boost::shared_ptr<VariantValue> mAttributes;  // a dictionary; none for an element without attributes
+    };
+
+    // Closed elements' entries stay, and the next ones use their memory.
+    class TagStack {
+      public:
+        [[nodiscard]] std::size_t Size() const { return mSize; }
+        [[nodiscard]] TagStackEntry& Top() { return mEntries[mSize - 1]; }
+        // The new entry still holds what it was last used for.
+        TagStackEntry& Push() {
+            if (mSize == mEntries.size()) {
+                mEntries.emplace_back();
+            }
+            return mEntries[mSize++];
+        }
+        void Pop() { --mSize; }
+
+      private:
+        std::vector<TagStackEntry> mEntries;
+        std::size_t mSize = 0;
     };
 
     void ExpectNothingOpen(const char* inFunction) const;
     void PushTag(const UTF16String& inName, const nuocore::xml::AttributeMap& inAttributes);
-    void PopTag();
     void EndLeaf();
     void EndRoot();
     void EndDictionary();
 
     boost::shared_ptr<VariantValue> mResult;
-    std::vector<TagStackEntry> mTagStack;
+    TagStack mTagStack;
     std::vector<boost::shared_ptr<VariantValue>> mObjectStack;
     nuocore::oUTF8StringStream mLatestCharacters;
-
-    std::vector<TagStackEntry> mSpareTags;  // closed elements' entries, whose memory the next ones use
 };
 
 }  // namespace nuoplexasupport

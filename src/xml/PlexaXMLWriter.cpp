@@ -15,23 +15,6 @@ using nuocore::oUTF8StringStream;
 
 namespace {
 
-void Write(std::string_view inText, oUTF8StringStream& ioStream) {
-    ioStream.Append(inText.data(), inText.size());
-}
-
-void WriteMarker(std::string_view inMarker, std::string inMessage, oUTF8StringStream& ioStream) {
-    nuocore::debug::RaiseAssertion(
-        {"PlexaXMLSupport", 0, "nuoplexasupport::GetXMLUTF8String", "false", std::move(inMessage)});
-    Write(inMarker, ioStream);
-}
-
-void WriteUnwritable(const char* inKind, std::string_view inMarker, oUTF8StringStream& ioStream) {
-    WriteMarker(
-        inMarker,
-        std::string(inKind) + " variant type in GetXMLUTF8String with no well defined expected output",
-        ioStream);
-}
-
 // A pointer that is missing is written like an empty value.
 const VariantValue& ValueOf(const boost::shared_ptr<VariantValue>& inValue) {
     static const VariantValue kEmpty;
@@ -67,122 +50,155 @@ constexpr std::array<bool, 256> kEndsRun = [] {
 
 // How deep dictionaries may be nested: as deep as in JSON. One that contains itself must not end in a crash.
 constexpr int kMaxDepth = 512;
-thread_local int sDepth = 0;
 
-class Level {
+// Writes straight to the end of a stream.
+class Writer {
   public:
-    Level() {
-        if (sDepth == kMaxDepth) {
-            throw std::length_error("Cannot write XML: more than 512 levels");
-        }
-        ++sDepth;
-    }
-    Level(const Level&) = delete;
-    Level& operator=(const Level&) = delete;
-    ~Level() { --sDepth; }
+    explicit Writer(oUTF8StringStream& ioStream) : mStream(ioStream) {}
+
+    void WriteElement(const UTF8String& inTag, const VariantValue& inValue);
+    void WriteContent(const VariantValue& inValue);
+    void WriteEscaped(const char* inText);
+
+  private:
+    void Write(std::string_view inText) { mStream.Append(inText.data(), inText.size()); }
+    void WriteAttributes(const VariantObject& inAttributes);
+    void WriteEntries(const VariantObject& inObject, VariantObject::const_iterator inSkipped);
+    void WriteOther(const VariantValue& inValue);
+    void WriteMarker(std::string_view inMarker, std::string inMessage);
+    void WriteUnwritable(const char* inKind, std::string_view inMarker);
+
+    oUTF8StringStream& mStream;
+    int mDepth = 0;
 };
 
-// Writes the entries of an object but for `inSkipped`.
-void WriteEntries(const VariantObject& inObject, VariantObject::const_iterator inSkipped,
-                  oUTF8StringStream& ioStream) {
-    for (auto entry = inObject.begin(); entry != inObject.end(); ++entry) {
-        if (entry != inSkipped) {
-            WriteXMLElement(entry->first, ValueOf(entry->second), ioStream);
-        }
-    }
-}
-
-void WriteAttributes(const VariantObject& inAttributes, oUTF8StringStream& ioStream) {
-    for (const auto& [name, value] : inAttributes) {
-        Write(" ", ioStream);
-        WriteXMLEscaped(name.c_str(), ioStream);
-        Write("=\"", ioStream);
-        GetXMLUTF8String(ValueOf(value), ioStream);
-        Write("\"", ioStream);
-    }
-}
-
-void WriteEndTag(const UTF8String& inTag, oUTF8StringStream& ioStream) {
-    Write("</", ioStream);
-    WriteXMLEscaped(inTag.c_str(), ioStream);
-    Write(">", ioStream);
-}
-
-}  // namespace
-
-void WriteXMLEscaped(const char* inText, oUTF8StringStream& ioStream) {
+void Writer::WriteEscaped(const char* inText) {
     for (;;) {
         const char* end = inText;
         while (!kEndsRun[static_cast<unsigned char>(*end)]) {
             ++end;
         }
-        ioStream.Append(inText, static_cast<std::size_t>(end - inText));
+        Write({inText, static_cast<std::size_t>(end - inText)});
         if (*end == '\0') {
             return;
         }
-        Write(EntityOf(static_cast<unsigned char>(*end)), ioStream);
+        Write(EntityOf(static_cast<unsigned char>(*end)));
         inText = end + 1;
     }
 }
 
-void WriteXMLElement(const UTF8String& inTag, const VariantValue& inValue, oUTF8StringStream& ioStream) {
-    const Level level;
-    Write("<", ioStream);
-    WriteXMLEscaped(inTag.c_str(), ioStream);
-
+void Writer::WriteElement(const UTF8String& inTag, const VariantValue& inValue) {
+    if (mDepth == kMaxDepth) {
+        throw std::length_error("Cannot write XML: more than 512 levels");
+    }
+    ++mDepth;
+    Write("<");
+    WriteEscaped(inTag.c_str());
     const auto* object = boost::any_cast<VariantObject>(&inValue);
     const auto attributes =
         object != nullptr ? object->find(kXMLToJSONKey_Attributes) : VariantObject::const_iterator();
-    if (object == nullptr || attributes == object->end()) {
-        Write(">", ioStream);
-        GetXMLUTF8String(inValue, ioStream);
-        WriteEndTag(inTag, ioStream);
-        return;
+    const bool hasAttributes = object != nullptr && attributes != object->end();
+    if (hasAttributes) {
+        WriteAttributes(boost::any_cast<const VariantObject&>(ValueOf(attributes->second)));
     }
+    if (hasAttributes && object->size() == 1) {
+        Write("/>");
+    } else {
+        Write(">");
+        if (object != nullptr) {
+            WriteEntries(*object, attributes);
+        } else {
+            WriteContent(inValue);
+        }
+        Write("</");
+        WriteEscaped(inTag.c_str());
+        Write(">");
+    }
+    --mDepth;
+}
 
-    WriteAttributes(boost::any_cast<const VariantObject&>(ValueOf(attributes->second)), ioStream);
-    if (object->size() == 1) {
-        Write("/>", ioStream);
-        return;
+void Writer::WriteAttributes(const VariantObject& inAttributes) {
+    for (const auto& [name, value] : inAttributes) {
+        Write(" ");
+        WriteEscaped(name.c_str());
+        Write("=\"");
+        WriteContent(ValueOf(value));
+        Write("\"");
     }
-    Write(">", ioStream);
-    WriteEntries(*object, attributes, ioStream);
-    WriteEndTag(inTag, ioStream);
+}
+
+// Writes the entries of an object but for `inSkipped`.
+void Writer::WriteEntries(const VariantObject& inObject, VariantObject::const_iterator inSkipped) {
+    for (auto entry = inObject.begin(); entry != inObject.end(); ++entry) {
+        if (entry != inSkipped) {
+            WriteElement(entry->first, ValueOf(entry->second));
+        }
+    }
+}
+
+// The kinds exclude each other, so the frequent ones are asked for first.
+void Writer::WriteContent(const VariantValue& inValue) {
+    if (const auto* text = boost::any_cast<UTF8String>(&inValue)) {
+        WriteEscaped(text->c_str());
+    } else if (const auto* object = boost::any_cast<VariantObject>(&inValue)) {
+        WriteEntries(*object, object->end());
+    } else {
+        WriteOther(inValue);
+    }
+}
+
+void Writer::WriteOther(const VariantValue& inValue) {
+    const std::type_info& type = inValue.type();
+    if (type == typeid(VariantArray)) {
+        WriteUnwritable("array", "<ERROR_ARRAY/>");
+    } else if (type == typeid(std::int64_t)) {
+        WriteUnwritable("int64_t", "<ERROR_INT64_T/>");
+    } else if (type == typeid(std::uint64_t)) {
+        WriteUnwritable("uint64_t", "<ERROR_UINT64_T/>");
+    } else if (type == typeid(double)) {
+        WriteUnwritable("double", "<ERROR_DOUBLE/>");
+    } else if (type == typeid(UTF16String)) {
+        WriteEscaped(nuocore::string::UTF16to8(boost::any_cast<const UTF16String&>(inValue)).c_str());
+    } else if (type == typeid(bool)) {
+        Write(boost::any_cast<bool>(inValue) ? "true" : "false");
+    } else if (type == typeid(ImmutableString)) {
+        WriteEscaped(boost::any_cast<const ImmutableString&>(inValue).CStr());
+    } else if (type == typeid(Guid)) {
+        WriteEscaped(boost::any_cast<const Guid&>(inValue).AsUTF8String().c_str());
+    } else if (!inValue.empty()) {
+        WriteMarker("<ERROR/>", std::string("unexpected variant type in GetXMLUTF8String: ") + type.name());
+    }
+}
+
+void Writer::WriteUnwritable(const char* inKind, std::string_view inMarker) {
+    WriteMarker(inMarker, std::string(inKind) +
+                              " variant type in GetXMLUTF8String with no well defined expected output");
+}
+
+void Writer::WriteMarker(std::string_view inMarker, std::string inMessage) {
+    nuocore::debug::RaiseAssertion(
+        {"PlexaXMLSupport", 0, "nuoplexasupport::GetXMLUTF8String", "false", std::move(inMessage)});
+    Write(inMarker);
+}
+
+}  // namespace
+
+void WriteXMLEscaped(const char* inText, oUTF8StringStream& ioStream) {
+    Writer(ioStream).WriteEscaped(inText);
+}
+
+void WriteXMLElement(const UTF8String& inTag, const VariantValue& inValue, oUTF8StringStream& ioStream) {
+    Writer(ioStream).WriteElement(inTag, inValue);
 }
 
 void GetXMLUTF8String(const VariantValue& inValue, oUTF8StringStream& ioStream) {
-    const std::type_info& type = inValue.type();
-    if (type == typeid(VariantObject)) {
-        const auto& object = boost::any_cast<const VariantObject&>(inValue);
-        WriteEntries(object, object.end(), ioStream);
-    } else if (type == typeid(VariantArray)) {
-        WriteUnwritable("array", "<ERROR_ARRAY/>", ioStream);
-    } else if (type == typeid(std::int64_t)) {
-        WriteUnwritable("int64_t", "<ERROR_INT64_T/>", ioStream);
-    } else if (type == typeid(std::uint64_t)) {
-        WriteUnwritable("uint64_t", "<ERROR_UINT64_T/>", ioStream);
-    } else if (type == typeid(double)) {
-        WriteUnwritable("double", "<ERROR_DOUBLE/>", ioStream);
-    } else if (type == typeid(UTF8String)) {
-        WriteXMLEscaped(boost::any_cast<const UTF8String&>(inValue).c_str(), ioStream);
-    } else if (type == typeid(UTF16String)) {
-        WriteXMLEscaped(nuocore::string::UTF16to8(boost::any_cast<const UTF16String&>(inValue)).c_str(),
-                        ioStream);
-    } else if (type == typeid(bool)) {
-        Write(boost::any_cast<bool>(inValue) ? "true" : "false", ioStream);
-    } else if (type == typeid(ImmutableString)) {
-        WriteXMLEscaped(boost::any_cast<const ImmutableString&>(inValue).CStr(), ioStream);
-    } else if (type == typeid(Guid)) {
-        WriteXMLEscaped(boost::any_cast<const Guid&>(inValue).AsUTF8String().c_str(), ioStream);
-    } else if (!inValue.empty()) {
-        WriteMarker("<ERROR/>", std::string("unexpected variant type in GetXMLUTF8String: ") + type.name(),
-                    ioStream);
-    }
+    Writer(ioStream).WriteContent(inValue);
 }
 
 UTF8String CreateXMLPayload(const VariantValue& inValue, const UTF8String& inRootTag) {
+    constexpr std::string_view kHeader = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
     oUTF8StringStream stream;
-    Write("<?xml version=\"1.0\" encoding=\"utf-8\" ?>", stream);
+    stream.Append(kHeader.data(), kHeader.size());
     WriteXMLElement(inRootTag, inValue, stream);
     return std::move(stream).str();
 }

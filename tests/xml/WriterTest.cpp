@@ -159,6 +159,19 @@ TEST_F(Writer, AnAttributeEntryThatIsNoObjectThrows) {
     EXPECT_THROW(WrittenUnder("a", Object({{"__attributes__", std::int64_t{1}}})), boost::bad_any_cast);
 }
 
+TEST_F(Writer, AStreamKeepsWhatWasWrittenBeforeAFailure) {
+    nuocore::oUTF8StringStream stream;
+    const VariantValue value = Object({{"a", Text("1")}, {"b", Object({{"__attributes__", Text("x")}})}});
+    EXPECT_THROW(WriteXMLElement("message", value, stream), boost::bad_any_cast);
+    EXPECT_EQ(stream.str(), "<message><a>1</a><b");
+}
+
+TEST_F(Writer, AMissingValueIsWrittenLikeAnEmptyOne) {
+    VariantObject object = Object({{"a", Text("1")}});
+    object["k"] = nullptr;
+    EXPECT_EQ(Written(object), Message("<a>1</a><k></k>"));
+}
+
 TEST_F(Writer, TheKeyOfAttributesIsOnlySpecialForTheElementItself) {
     nuocore::oUTF8StringStream stream;
     GetXMLUTF8String(Object({{"__attributes__", Object({{"x", Text("1")}})}}), stream);

@@ -79,7 +79,11 @@ void* Allocate(std::size_t inBytes) {
         return ::operator new(SizeOf(index));
     }
     cache.mKeptBytes -= SizeOf(index);
-    return std::exchange(head, head->mNext);
+    FreeBlock* const block = std::exchange(head, head->mNext);
+#if defined(__GNUC__)
+    __builtin_prefetch(head, 1);  // the next one has not been touched for long
+#endif
+    return block;
 }
 
 void Free(void* inMemory, std::size_t inBytes) noexcept {

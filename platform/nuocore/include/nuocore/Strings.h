@@ -48,7 +48,9 @@ class oUTF8StringStream : public std::ostream {
   public:
     oUTF8StringStream() : std::ostream(nullptr) {
         rdbuf(&mBuffer);
-        imbue(std::locale::classic());
+        if (getloc() != std::locale::classic()) {  // changing it costs more than asking
+            imbue(std::locale::classic());
+        }
     }
 
     /// Appends bytes without formatting; the quick way for plain text.

@@ -159,10 +159,18 @@ bool IsValid(std::basic_string_view<Unit> inText) noexcept {
 }  // namespace
 
 void AppendUTF8to16(std::string_view inText, UTF16String& ioText) {
-    const std::size_t start = ioText.size();
-    ioText.resize(start + inText.size());  // no text needs more units than bytes
     const char* const text = inText.data();
-    const char16_t* const last = Widen(text, text + inText.size(), ioText.data() + start);
+    const char* const end = text + inText.size();
+    // A short text goes by way of the stack: room in a string is filled with zeros before it is written.
+    std::array<char16_t, 128> block;      // NOLINT: written before it is read
+    if (inText.size() <= block.size()) {  // no text needs more units than bytes
+        const char16_t* const last = Widen(text, end, block.data());
+        ioText.append(block.data(), static_cast<std::size_t>(last - block.data()));
+        return;
+    }
+    const std::size_t start = ioText.size();
+    ioText.resize(start + inText.size());
+    const char16_t* const last = Widen(text, end, ioText.data() + start);
     ioText.resize(static_cast<std::size_t>(last - ioText.data()));
 }
 
