@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -49,6 +50,7 @@ class Receiver : public api::IPlexaMessageListener, public nuoplexasupport::IPle
 
     void Receive(const api::PlexaMessage& inMessage) override {
         if (const auto* message = dynamic_cast<const api::SuiteMessage*>(&inMessage)) {
+            mSource = message->GetSource();
             mBuffer.resize(message->GetPayloadSize());
             message->GetPayload(mBuffer.data());
             On(mBuffer.data(), mBuffer.size() - 1);
@@ -61,6 +63,9 @@ class Receiver : public api::IPlexaMessageListener, public nuoplexasupport::IPle
         On(inText.data(), inText.size());
     }
 
+  protected:
+    api::EndPoint mSource;  // of the message at hand
+
   private:
     std::string mBuffer;
 };
@@ -70,13 +75,18 @@ class Bus {
   public:
     Bus(const hb::Run& inRun, const std::string& inCode) : mDirect(inRun.variant == "message5") {
         ::setenv("PLEXA_RUNTIME_DIR", inRun.dir.c_str(), 1);
-        nuocore::config::SetProductConfig({UTF8String(inCode), "1.0", "", false});
         if (!mDirect) {
+            InstallBroker(inRun.dir + "/host" + std::to_string(::getpid()));
+            nuocore::config::SetProductConfig({UTF8String(inCode), "1.0", "", false});
             nuoplexasupport::Startup();
         }
         api::IPlexaMessageDispatcher::SetConfig(inCode.c_str(), "1.0");
         if (api::IPlexaMessageDispatcher::GetInstance(&mDispatcher) > 1) {
             Die("no dispatcher");
+        }
+        if (mDirect) {
+            mDispatcher->AddListener(&mDeaf);
+            mDispatcher->EnableListener(&mDeaf);  // the first enabled listener takes a process onto the bus
         }
     }
 
@@ -115,6 +125,14 @@ class Bus {
         Die("the other side doesn't come");
     }
 
+    void Reply(const std::string& inType, const std::string& inText, const api::EndPoint& inAsker,
+               const char* inTarget) {
+        if (mDirect) {
+            mPeer = inAsker;
+        }
+        Send(inType, inText, inTarget);
+    }
+
     void Send(const std::string& inType, const std::string& inText, const char* inTarget) {
         if (mDirect) {
             api::SuiteMessage message(inType.c_str());
@@ -132,7 +150,23 @@ class Bus {
     }
 
   private:
+    // Hears nothing that matters.
+    class DeafListener final : public api::IPlexaMessageListener {
+      public:
+        void Receive(const api::PlexaMessage& /*inMessage*/) override {}
+    };
+
+    // Hosts look for the broker's file where it is installed.
+    static void InstallBroker(const std::string& inBase) {
+        const std::filesystem::path folder =
+            std::filesystem::path(inBase) / "Orvane" / "Orvane Desktop Common" / "IPCBox";
+        std::filesystem::create_directories(folder);
+        std::filesystem::create_symlink(BROKER_PROGRAM, folder / "OrvaneIPCBroker.exe");
+        ::setenv("CommonProgramFiles", inBase.c_str(), 1);
+    }
+
     const bool mDirect;
+    DeafListener mDeaf;
     api::IPlexaMessageDispatcher* mDispatcher = nullptr;
     api::EndPoint mPeer;
 };
@@ -157,7 +191,7 @@ class EchoReceiver final : public Receiver {
   public:
     explicit EchoReceiver(Bus& ioBus) : mBus(ioBus) {}
     void On(const char* inText, std::size_t inSize) override {
-        mBus.Send(kAnswer, std::string(inText, inSize), "BENCHASK-1.0");
+        mBus.Reply(kAnswer, std::string(inText, inSize), mSource, "BENCHASK-1.0");
     }
 
   private:
@@ -239,7 +273,7 @@ class PlexaClient final : public hb::Client {
     void open_responder() override {
         mBus.emplace(run_, "BENCHECHO");
         Listen(boost::make_shared<EchoReceiver>(*mBus), kAsk);
-        mBus->Await("BENCHASK-1.0", 1);
+        mBus->Await("BENCHECHO-1.0", 1);
     }
     void serve() override {
         while (!stopped()) {
