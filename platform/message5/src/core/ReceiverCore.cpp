@@ -179,7 +179,9 @@ void ReceiverCore::OnPeer(const wire::PeerNotice& inPeer, wire::OutputQueue& out
     if (inPeer.change == PeerChange::Away) {
         if (known != nullptr) {
             known->seen = true;
-            ForgetSlot(*known);
+            if (wire::Holds(wire::Rule::kSlotsEndWithTheConnection)) {
+                ForgetSlot(*known);
+            }
         }
         return;
     }
@@ -242,7 +244,10 @@ void ReceiverCore::EraseIfDone(Origin& ioOrigin) {
 
 void ReceiverCore::ForgetSlot(Origin& ioOrigin) {
     if (ioOrigin.slot != wire::kNoSlot) {
-        mBySlot.erase(ioOrigin.slot);
+        const auto known = mBySlot.find(ioOrigin.slot);
+        if (known != mBySlot.end() && known->second == &ioOrigin) {
+            mBySlot.erase(known);
+        }
         ioOrigin.slot = wire::kNoSlot;
     }
     if (mLastOrigin == &ioOrigin) {
