@@ -9,6 +9,7 @@
 
 #include "nuocore/StringConversion.h"
 #include "transport/BrokerLocation.h"
+#include "transport/ConfigurationFolders.h"
 
 namespace nuoplexasupport {
 
@@ -20,24 +21,11 @@ std::string Environment(const char* inName) {
     return value != nullptr ? value : "";
 }
 
-// The key files in the order of the XDG base directories: the user's first. Relative entries are ignored, as
-// there.
 std::vector<std::string> KeyFiles() {
-    std::string folders = Environment("XDG_CONFIG_HOME");
-    if (folders.empty()) {
-        const std::string home = Environment("HOME");
-        folders = home.empty() ? home : home + "/.config";
-    }
-    const std::string shared = Environment("XDG_CONFIG_DIRS");
-    folders.append(":").append(shared.empty() ? "/etc/xdg" : shared);
-    std::vector<std::string> files;
-    std::string_view rest = folders;
-    while (!rest.empty()) {
-        const std::string_view folder = rest.substr(0, rest.find(':'));
-        rest.remove_prefix(std::min(rest.size(), folder.size() + 1));
-        if (folder.starts_with('/')) {
-            files.push_back(std::string(folder).append("/orvane/plexa/5.0"));
-        }
+    std::vector<std::string> files = ConfigurationFolders(Environment("XDG_CONFIG_HOME"), Environment("HOME"),
+                                                          Environment("XDG_CONFIG_DIRS"));
+    for (std::string& file : files) {
+        file.append("/orvane/plexa/5.0");
     }
     return files;
 }
