@@ -405,5 +405,19 @@ TEST(Resume, AMemberWhoseProcessEndedWhileThereWasNoBrokerIsGoneAndTold) {
     EXPECT_THAT(sender.Core().Peers().Receivers(), IsEmpty());
 }
 
+TEST(Expiry, ABroadcastIsReportedIfItsSenderExpiresBeforeItHeardWhomTheBrokerFound) {
+    World world;
+    Node& sender = world.Join("S");
+    sender.Send("1");
+    sender.Write();
+    world.Break(sender);
+    world.Elapse(30s);
+    world.Run();
+    ASSERT_EQ(sender.failures.size(), 1U);
+    EXPECT_EQ(sender.failures[0].kind, FailureKind::kNotConfirmed);
+    EXPECT_EQ(sender.failures[0].reason, FailureReason::kSelfExpired);
+    EXPECT_TRUE(sender.Core().Sender().NothingOwed());
+}
+
 }  // namespace
 }  // namespace orvane::plexa::test

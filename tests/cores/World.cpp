@@ -359,9 +359,11 @@ void World::Kill(Node& ioNode) {
     while (BrokerRead(ioNode)) {
     }
     ioNode.alive = false;
-    const wire::MemberId member = ioNode.Core().Member();
-    if (mBroker && member != 0) {
-        mBroker->OnProcessEnded(member, now);
+    const auto record = std::find_if(mRecords.begin(), mRecords.end(), [&](const auto& inEntry) {
+        return inEntry.second.process == ioNode.mProcess;
+    });
+    if (mBroker && record != mRecords.end()) {
+        mBroker->OnProcessEnded(record->first, now);
         BrokerSettle();
     } else if (ioNode.mConnection != 0) {
         Break(ioNode);

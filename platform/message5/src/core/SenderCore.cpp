@@ -226,6 +226,21 @@ void SenderCore::FailOwed(Lane& ioLane, FailureReason inReason, Sequence inThrou
     NoteProgress();
 }
 
+/// Kept without being owed: the broker has not told yet whom it found.
+void SenderCore::FailUnclaimed(FailureReason inReason, Sequence inThrough) {
+    FreeBroadcasts();
+    Sequence through = inThrough;
+    for (const auto& lane : mLanes) {
+        if (lane && lane->state != LaneState::kCut) {
+            through = std::min(through, lane->floor);
+        }
+    }
+    for (Sequence next = NextBroadcast(0); next != 0 && next <= through; next = NextBroadcast(next)) {
+        Fail(next < mNextLive ? FailureKind::kNotConfirmed : FailureKind::kNotDelivered, inReason, nullptr,
+             mLog.NextAfter(next - 1)->frame.Type());
+    }
+}
+
 std::optional<TimePoint> SenderCore::StandsStillSince(const Lane& inLane) const {
     const bool pins = inLane.pinsSince && LogPinned();
     // With nothing on the way it isn't the receiver that stands still, and it could never move again either.
@@ -298,19 +313,12 @@ void SenderCore::Revive(Lane& ioLane) {
 }
 
 void SenderCore::Abandon(FailureReason inReason) {
-    FreeBroadcasts();
     const Sequence last = mLog.NextSequence() - 1;
-    Sequence owedByNone = last;
+    FailUnclaimed(inReason, last);
     for (const auto& lane : mLanes) {
         if (lane && lane->state != LaneState::kCut) {
-            owedByNone = std::min(owedByNone, lane->floor);
             FailOwed(*lane, inReason, last, true);
         }
-    }
-    // Kept without being owed: the broker has not told yet whom it found.
-    for (Sequence next = NextBroadcast(0); next != 0 && next <= owedByNone; next = NextBroadcast(next)) {
-        Fail(next < mNextLive ? FailureKind::kNotConfirmed : FailureKind::kNotDelivered, inReason, nullptr,
-             mLog.NextAfter(next - 1)->frame.Type());
     }
     mLog.FreeBroadcasts(mBroadcastsFreed, last);
     mBroadcastsFreed = last;

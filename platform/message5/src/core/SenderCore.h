@@ -159,6 +159,8 @@ class SenderCore {
     void Revive(Lane& ioLane);
     /// Fails what inLane owes up to inThrough and makes it owe that no longer.
     void FailOwed(Lane& ioLane, FailureReason inReason, wire::Sequence inThrough, bool inBroadcastsToo);
+    /// Fails the broadcasts up to inThrough that no lane owes.
+    void FailUnclaimed(FailureReason inReason, wire::Sequence inThrough);
     void Fail(FailureKind inKind, FailureReason inReason, const wire::EndPointInfo* inReceiver,
               std::string_view inType);
     void FailForCutLanes(std::string_view inType);

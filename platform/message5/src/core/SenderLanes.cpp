@@ -205,6 +205,7 @@ void SenderCore::OnJoined() {
 }
 
 void SenderCore::OnExpired() {
+    FailUnclaimed(FailureReason::kSelfExpired, mNextLive - 1);
     for (const auto& lane : mLanes) {
         if (lane && lane->state != LaneState::kCut && lane->highest > lane->floor) {
             FailOwed(*lane, FailureReason::kSelfExpired, lane->highest, true);
