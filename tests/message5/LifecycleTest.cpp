@@ -115,6 +115,7 @@ TEST(Lifecycle, AListenerMayRemoveItselfInsideItsCall) {
     a.Tell("send B-1 t unheard");
     a.Await("sent");
     b.Tell("enable");
+    b.Await("enabled");
     a.Tell("send B-1 t heard");
     const std::string got = b.Await("got");
     EXPECT_TRUE(got == "got A-1 t heard" || got == "got A-1 t unheard") << got;

@@ -190,12 +190,12 @@ void Start(const std::string& inApp, bool inListens) {
     IPlexaMessageDispatcher::SetConfig(inApp.substr(0, inApp.find('-')).c_str(),
                                        inApp.substr(inApp.find('-') + 1).c_str());
     const auto result = IPlexaMessageDispatcher::GetInstance(&sDispatcher);
+    Say("started " + std::to_string(result));  // before anything that the other thread tells
     if (sDispatcher != nullptr && inListens) {
         sDispatcher->RegisterEndPointRefreshCallback(&Refreshed, nullptr);
         sDispatcher->AddListener(&TheListener());
         sDispatcher->EnableListener(&TheListener());
     }
-    Say("started " + std::to_string(result));
 }
 
 void SayList() {
