@@ -7,10 +7,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
 #include <future>
 #include <mutex>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,9 +19,10 @@
 
 #include "Bus.h"
 #include "Eventually.h"
+#include "Member.h"
 #include "Peer.h"
+#include "TraceLines.h"
 #include "nuocore/Assertion.h"
-#include "nuocore/Trace.h"
 
 using namespace orvane::plexa::api5;
 
@@ -33,91 +32,6 @@ constexpr auto kNone = kPlexaMessageErrorCode_None;
 constexpr auto kAlreadyDone = kPlexaMessageErrorCode_AlreadyDone;
 constexpr auto kNotConfigured = kPlexaMessageErrorCode_NotConfigured;
 constexpr auto kInvalidParameter = kPlexaMessageErrorCode_InvalidParameter;
-
-/// Keeps what it gets, and does what it is told to.
-class Listener final : public IPlexaMessageListener {
-  public:
-    void Receive(const PlexaMessage& inMessage) override {
-        std::string text;
-        if (const auto* error = dynamic_cast<const ErrorMessage*>(&inMessage)) {
-            std::string fault(error->GetFaultSize(), '\0');
-            error->GetFault(fault.data());
-            text = std::string("error ") + fault.c_str();
-        } else if (const auto* message = dynamic_cast<const SuiteMessage*>(&inMessage)) {
-            std::string payload(message->GetPayloadSize(), '\0');
-            message->GetPayload(payload.data());
-            text = payload.c_str();
-        }
-        {
-            const std::scoped_lock lock(mMutex);
-            mTexts.push_back(text);
-            mThreads.insert(std::this_thread::get_id());
-        }
-        if (mAction) mAction(text);
-    }
-
-    bool Has(const std::string& inText) {
-        const std::scoped_lock lock(mMutex);
-        return std::find(mTexts.begin(), mTexts.end(), inText) != mTexts.end();
-    }
-    bool Gets(const std::string& inText) {
-        return Eventually([&] { return Has(inText); });
-    }
-    std::size_t Count() {
-        const std::scoped_lock lock(mMutex);
-        return mTexts.size();
-    }
-    std::vector<std::string> Texts() {
-        const std::scoped_lock lock(mMutex);
-        return mTexts;
-    }
-    std::set<std::thread::id> Threads() {
-        const std::scoped_lock lock(mMutex);
-        return mThreads;
-    }
-
-    std::function<void(const std::string&)> mAction;  // set before it is enabled
-
-  private:
-    std::mutex mMutex;
-    std::vector<std::string> mTexts;
-    std::set<std::thread::id> mThreads;
-};
-
-IPlexaMessageDispatcher* Instance() {
-    IPlexaMessageDispatcher* dispatcher = nullptr;
-    EXPECT_EQ(IPlexaMessageDispatcher::GetInstance(&dispatcher), kNone);
-    return dispatcher;
-}
-
-/// This process as a member of a bus, with one listener.
-struct Member {
-    explicit Member(std::function<void(const std::string&)> inAction = {}) {
-        listener.mAction = std::move(inAction);
-        IPlexaMessageDispatcher::SetConfig("Test", "1");
-        dispatcher = Instance();
-        dispatcher->AddListener(&listener);
-        dispatcher->EnableListener(&listener);
-        EXPECT_TRUE(Eventually([this] { return dispatcher->IsDispatcherReady(); }));
-    }
-    ~Member() {
-        dispatcher->DisableListener(&listener);
-        dispatcher->RemoveListener(&listener);
-        IPlexaMessageDispatcher::ReleaseInstance();
-    }
-    Member(const Member&) = delete;
-    Member& operator=(const Member&) = delete;
-
-    PlexaMessageErrorCode Send(const char* inText, const EndPoint& inTo) const {
-        SuiteMessage message("t");
-        message.SetPayload(inText);
-        message.SetDestination(inTo);
-        return dispatcher->SendMessage(message);
-    }
-
-    Listener listener;
-    IPlexaMessageDispatcher* dispatcher = nullptr;
-};
 
 struct Refreshes {
     static void Called(void* inContext) { ++static_cast<Refreshes*>(inContext)->count; }
@@ -271,25 +185,15 @@ TEST(Dispatchers, TellOfAMessageToSomebodyUnknown) {
 
 TEST(Dispatchers, TraceEachFailure) {
     const Bus bus;
-    std::mutex mutex;
-    std::vector<std::string> lines;
-    nuocore::debug::SetTraceRules("PlexaMessage5=1");
-    const auto before = nuocore::debug::SetTraceSink([&](int inLevel, std::string_view inCategory,
-                                                         std::string_view inText) {
-        const std::scoped_lock lock(mutex);
-        lines.push_back(std::to_string(inLevel) + " " + std::string(inCategory) + " " + std::string(inText));
-    });
+    TraceLines trace("PlexaMessage5=1");
     {
         const Member member;
         member.Send("lost", {"Nobody-1", 1, 1});
-        EXPECT_TRUE(Eventually([&] {
-            const std::scoped_lock lock(mutex);
-            return !lines.empty();
-        }));
+        EXPECT_TRUE(Eventually([&] { return !trace.Lines().empty(); }));
     }
-    nuocore::debug::SetTraceSink(before);
-    EXPECT_EQ(lines, std::vector<std::string>{
-                         "1 PlexaMessage5 Not delivered: \"t\" to Nobody-1: no such end point is known\r\n"});
+    EXPECT_EQ(trace.Lines(),
+              std::vector<std::string>{
+                  "1 PlexaMessage5 Not delivered: \"t\" to Nobody-1: no such end point is known\r\n"});
 }
 
 TEST(Dispatchers, ReportWhatAListenerThrowsAndGoOn) {

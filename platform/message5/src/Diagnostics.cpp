@@ -10,8 +10,9 @@ namespace {
 
 constexpr const char* kCategory = "PlexaMessage5";
 constexpr std::size_t kLongestText = 256;
+constexpr std::size_t kLongestLine = 4096;
 
-nuocore::debug::TraceSwitch& FailureSwitch() {
+nuocore::debug::TraceSwitch& TroubleSwitch() {
     static constinit nuocore::debug::TraceSwitch sSwitch(kCategory, 1);
     return sSwitch;
 }
@@ -21,11 +22,11 @@ nuocore::debug::TraceSwitch& ConnectionSwitch() {
     return sSwitch;
 }
 
-std::string Printable(std::string_view inText) {
+std::string Printable(std::string_view inText, std::size_t inLongest = kLongestText) {
     constexpr std::array<char, 16> kDigits = {'0', '1', '2', '3', '4', '5', '6', '7',
                                               '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
     std::string text;
-    for (const char character : inText.substr(0, kLongestText)) {
+    for (const char character : inText.substr(0, inLongest)) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte < 0x20 || byte == 0x7F) {
             text += "\\x";
@@ -35,10 +36,16 @@ std::string Printable(std::string_view inText) {
             text += character;
         }
     }
-    return inText.size() > kLongestText ? text + "..." : text;
+    return inText.size() > inLongest ? text + "..." : text;
 }
 
 }  // namespace
+
+void TraceTrouble(std::string_view inText) {
+    if (TroubleSwitch().IsEnabled()) {
+        TroubleSwitch().Trace(Printable(inText, kLongestLine) + "\r\n");
+    }
+}
 
 void TraceConnection(std::string_view inText) {
     if (ConnectionSwitch().IsEnabled()) {
@@ -70,11 +77,27 @@ std::string FailureLine(const SendFailure& inFailure, std::uint64_t inHeldBack) 
     return line;
 }
 
-void FailureTrace::Trace(const SendFailure& inFailure, wire::TimePoint inNow) {
+std::optional<std::string> FailureTrace::Line(const SendFailure& inFailure, wire::TimePoint inNow) {
     std::uint64_t heldBack = 0;
-    if (FailureSwitch().IsEnabled() && mLimit.Allow(inNow, heldBack)) {
-        FailureSwitch().Trace(FailureLine(inFailure, heldBack) + "\r\n");
+    if (!TroubleSwitch().IsEnabled() || !mLimit.Allow(inNow, heldBack)) {
+        return std::nullopt;
     }
+    return FailureLine(inFailure, heldBack);
+}
+
+std::optional<std::string> FailureTrace::LastLine() {
+    const std::uint64_t heldBack = mLimit.TakeHeldBack();
+    return heldBack == 0 ? std::nullopt
+                         : std::optional(std::to_string(heldBack) + " more messages failed before this");
+}
+
+void ConnectionTrace::Lost(std::string inReason, bool inJoined, wire::TimePoint inNow) {
+    std::uint64_t heldBack = 0;
+    if ((inJoined || inReason != mTold) && mLimit.Allow(inNow, heldBack)) {
+        TraceConnection("connection lost: " + inReason +
+                        (heldBack == 0 ? std::string() : " (" + std::to_string(heldBack) + " more before)"));
+    }
+    mTold = inJoined ? std::string() : std::move(inReason);
 }
 
 }  // namespace orvane::plexa::message5

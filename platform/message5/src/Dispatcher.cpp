@@ -5,10 +5,12 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include "BrokerSearch.h"
@@ -24,6 +26,10 @@ namespace {
 using message5::Session;
 
 constexpr std::size_t kLongestAppId = 255;
+/// What wanted types may take in one frame, which carries the app id as well; each text costs a little more
+/// than its bytes.
+constexpr std::size_t kMostInterestBytes = std::size_t{96} << 10U;
+constexpr std::size_t kBytesBesideText = 16;
 
 struct Process {
     std::mutex mutex;
@@ -33,12 +39,41 @@ struct Process {
     orvane::plexa::wire::Interest interest;
     int references = 0;
     std::shared_ptr<Session> session;
+    bool watchesForks = false;
+    std::shared_ptr<Session> inherited;  // another process's: dead here
 };
 
 /// Never destroyed: threads of this library and late callers may outlive the host's statics.
 Process& TheProcess() {
     static auto& sProcess = *new Process;
     return sProcess;
+}
+
+void BeforeFork() {
+    Process& process = TheProcess();
+    process.mutex.lock();
+    if (process.session) {
+        process.session->BeforeFork();
+    }
+}
+
+void AfterForkInParent() {
+    Process& process = TheProcess();
+    if (process.session) {
+        process.session->AfterForkInParent();
+    }
+    process.mutex.unlock();
+}
+
+/// The new process starts without an instance, with the configuration it had.
+void AfterForkInChild() {
+    Process& process = TheProcess();
+    if (process.session) {
+        process.session->AfterForkInChild(std::move(process.inherited));
+        process.inherited = std::move(process.session);
+        process.references = 0;
+    }
+    process.mutex.unlock();
 }
 
 std::shared_ptr<Session> CurrentSession() {
@@ -97,8 +132,12 @@ class Dispatcher final : public IPlexaMessageDispatcher {
     }
 
     EndPoint GetSelfEndPoint() override {
-        const std::shared_ptr<Session> session = CurrentSession();
-        return session ? session->Self() : EndPoint();
+        EndPoint self;
+        With([&](Session& inSession) {
+            self = inSession.Self();
+            return kPlexaMessageErrorCode_None;
+        });
+        return self;
     }
     bool IsDispatcherReady() override {
         const std::shared_ptr<Session> session = CurrentSession();
@@ -150,8 +189,13 @@ PlexaMessageErrorCode IPlexaMessageDispatcher::SetConfig(const char* inSAPCode, 
     if (process.references != 0) {
         return kPlexaMessageErrorCode_InvalidParameter;
     }
-    process.sapCode = inSAPCode;
-    process.clientVersion = inClientVersion;
+    try {
+        std::string sapCode = inSAPCode;
+        process.clientVersion = inClientVersion;
+        process.sapCode = std::move(sapCode);
+    } catch (const std::bad_alloc&) {
+        return kPlexaMessageErrorCode_Unknown;
+    }
     process.configured = true;
     return kPlexaMessageErrorCode_None;
 }
@@ -167,10 +211,13 @@ PlexaMessageErrorCode IPlexaMessageDispatcher::GetInstance(IPlexaMessageDispatch
         return kPlexaMessageErrorCode_NotConfigured;
     }
     try {
+        if (!process.watchesForks) {
+            process.watchesForks = ::pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild) == 0;
+        }
         if (!process.session) {
             message5::SessionSetup setup{process.sapCode + "-" + process.clientVersion,
                                          wire::RuntimeDirectoryPath(), message5::FindBroker(),
-                                         process.interest};
+                                         process.interest, message5::ReadSettings()};
             if (!setup.brokerProgram &&
                 !message5::Connect(wire::RuntimePath(setup.runtimeDirectory, wire::kSocketName)).socket) {
                 return kPlexaMessageErrorCode_BrokerFileDoesNotExist;
@@ -198,28 +245,48 @@ void IPlexaMessageDispatcher::ReleaseInstance() {
     session->Leave();
 }
 
+namespace {
+
+/// False when they are more than a connection carries.
+bool ReadInterest(const char* const* inTypes, std::size_t inCount, wire::Interest& outInterest) {
+    if (inTypes == nullptr) {
+        return true;
+    }
+    const wire::Limits limits;
+    if (inCount > limits.maxInterestTypes) {
+        return false;
+    }
+    std::size_t bytes = 0;
+    outInterest.emplace();
+    for (std::size_t i = 0; i != inCount; ++i) {
+        const std::string_view type = inTypes[i] == nullptr ? std::string_view() : inTypes[i];
+        bytes += type.size() + kBytesBesideText;
+        if (inTypes[i] == nullptr || type.size() > limits.maxTypeText || bytes > kMostInterestBytes) {
+            return false;
+        }
+        outInterest->emplace_back(type);
+    }
+    return true;
+}
+
+}  // namespace
+
 PlexaMessageErrorCode SetInterest(const char* const* inTypes, std::size_t inCount) {
-    wire::Interest interest;
-    if (inTypes != nullptr) {
-        const wire::Limits limits;
-        if (inCount > limits.maxInterestTypes) {
+    try {
+        wire::Interest interest;
+        if (!ReadInterest(inTypes, inCount, interest)) {
             return kPlexaMessageErrorCode_InvalidParameter;
         }
-        interest.emplace();
-        for (std::size_t i = 0; i != inCount; ++i) {
-            if (inTypes[i] == nullptr || std::string_view(inTypes[i]).size() > limits.maxTypeText) {
-                return kPlexaMessageErrorCode_InvalidParameter;
-            }
-            interest->emplace_back(inTypes[i]);
+        Process& process = TheProcess();
+        const std::scoped_lock lock(process.mutex);
+        process.interest = interest;
+        if (process.session) {
+            process.session->SetInterest(std::move(interest));
         }
+        return kPlexaMessageErrorCode_None;
+    } catch (const std::bad_alloc&) {
+        return kPlexaMessageErrorCode_Unknown;
     }
-    Process& process = TheProcess();
-    const std::scoped_lock lock(process.mutex);
-    process.interest = interest;
-    if (process.session) {
-        process.session->SetInterest(std::move(interest));
-    }
-    return kPlexaMessageErrorCode_None;
 }
 
 }  // namespace orvane::plexa::api5

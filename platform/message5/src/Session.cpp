@@ -70,10 +70,12 @@ PlexaMessageErrorCode Removed(bool inRemoved) {
 }  // namespace
 
 Session::Session(SessionSetup inSetup)
-    : mLogPool(kSegmentBytes, kSegmentsKept),
+    : mLimits(inSetup.settings.limits),
+      mLogPool(kSegmentBytes, kSegmentsKept),
       mReadPool(kReadBytes, kReadBuffersKept),
       mAppId(inSetup.appId),
       mProcessId(::getpid()),
+      mComplaints(std::move(inSetup.settings.complaints)),
       mCore(mLimits, mLogPool, {std::move(inSetup.appId), true, std::move(inSetup.interest), MakeNonce()}),
       mReader(mReadPool, mLimits, wire::Direction::kToClient),
       mConnector(std::move(inSetup.runtimeDirectory), std::move(inSetup.brokerProgram)) {}
@@ -158,6 +160,18 @@ bool Session::IsReady() const {
 std::shared_ptr<const std::vector<api5::EndPoint>> Session::EndPoints() const {
     const std::scoped_lock lock(mMutex);
     return mEndPoints;
+}
+
+void Session::AfterForkInChild(std::shared_ptr<Session> inElder) noexcept {
+    // A call that forked goes on in the copy as well, and returns into its delivery loop: that finds nothing.
+    mElder = std::move(inElder);
+    mStopped = true;
+    mLeaving = true;
+    mSocket.Close();
+    // The wakers are shared with the other process, whose threads must not be woken.
+    mDeliveryParked = false;
+    mLinkParked = false;
+    mMutex.unlock();
 }
 
 void Session::SetInterest(wire::Interest inInterest) {

@@ -25,9 +25,9 @@
 #include "Diagnostics.h"
 #include "Inbox.h"
 #include "PlexaMessage5/Dispatcher.h"
+#include "Settings.h"
 #include "Socket.h"
 #include "wire/FrameReader.h"
-#include "wire/Limits.h"
 
 namespace orvane::plexa::message5 {
 
@@ -37,6 +37,7 @@ struct SessionSetup {
     /// The broker's program, if it is known.
     std::optional<std::string> brokerProgram;
     wire::Interest interest;
+    Settings settings;
 };
 
 /// Any thread. Calls of listeners and callbacks hold none of its locks.
@@ -65,6 +66,13 @@ class Session : public std::enable_shared_from_this<Session> {
     /// thread it only begins with that. Once.
     void Leave();
 
+    // Around a fork, for a process that goes on with two copies. In the copy the session is dead: its threads
+    // aren't there, and the connection belongs to the other one.
+    void BeforeFork() { mMutex.lock(); }
+    void AfterForkInParent() { mMutex.unlock(); }
+    /// inElder: one that was dead before; kept, because destroying it would wait for its threads.
+    void AfterForkInChild(std::shared_ptr<Session> inElder) noexcept;
+
   private:
     using Lock = std::unique_lock<std::mutex>;
 
@@ -79,6 +87,7 @@ class Session : public std::enable_shared_from_this<Session> {
     // Sending (SessionSending.cpp). All with the lock held.
     bool ResolveReceiver(const api5::EndPoint& inDestination, std::optional<wire::MemberId>& outReceiver);
     api5::PlexaMessageErrorCode SendLocally(Lock& ioLock, const api5::SuiteMessage& inMessage);
+    bool AwaitLocalRoom(Lock& ioLock, std::size_t inBytes, wire::LimitName& outLimit);
     api5::PlexaMessageErrorCode SendToMembers(Lock& ioLock, std::optional<wire::MemberId> inReceiver,
                                               const api5::SuiteMessage& inMessage);
     bool AwaitRoom(Lock& ioLock, std::optional<wire::MemberId> inReceiver, std::string_view inType,
@@ -86,7 +95,12 @@ class Session : public std::enable_shared_from_this<Session> {
     void WriteSoon(Lock& ioLock, wire::TimePoint inNow);
     bool IsQuiet(wire::TimePoint inNow);
     bool OnDeliveryThread() const { return std::this_thread::get_id() == mDeliveryThread; }
-    void Fail(SendFailure inFailure);
+    void Fail(SendFailure inFailure) noexcept;
+
+    /// One round of a thread's work. What can't be done for want of memory or descriptors stays to be done in
+    /// a later round; the host doesn't suffer for it.
+    template <typename Round>
+    void Survive(Lock& ioLock, const Round& inRound);
 
     // The delivery thread (SessionDelivery.cpp).
     void RunDelivery();
@@ -108,15 +122,19 @@ class Session : public std::enable_shared_from_this<Session> {
     /// while it does; otherwise that is left to the second thread.
     void Flush(Lock& ioLock, bool inAll);
     bool UpdateOutput();
+    /// The connection is of no use any more: whoever reads it meets its end.
+    void BreakOff() noexcept;
     void Feed(Transfer inTransfer, std::size_t inBytes, wire::TimePoint inNow);
     /// Counts the deliveries of the current batch whose listeners have returned.
     void ConsumeDelivered(wire::TimePoint inNow);
     /// After anything that may have changed the core: failures, end points, waiting senders, times.
-    void Settle();
+    void Settle() noexcept;
+    bool ListIsOld() const;
     void RebuildEndPoints();
 
     // The second thread (SessionLink.cpp).
     void RunLink();
+    void LinkRound(Lock& ioLock, wire::TimePoint inNow);
     bool MayConnect(wire::TimePoint inNow) const;
     void Connect(Lock& ioLock, wire::TimePoint inNow);
     void Disconnect(Lock& ioLock, wire::TimePoint inNow);
@@ -127,6 +145,7 @@ class Session : public std::enable_shared_from_this<Session> {
     /// True when nothing is left to do.
     bool TakeLeave(Lock& ioLock, wire::TimePoint inNow);
     void End(Lock& ioLock);
+    void TraceLastFailures(Lock& ioLock);
     void WakeLink();
 
     const wire::Limits mLimits;
@@ -134,6 +153,7 @@ class Session : public std::enable_shared_from_this<Session> {
     wire::BufferPool mReadPool;
     const std::string mAppId;
     const std::int32_t mProcessId;
+    const std::string mComplaints;  // about the settings
 
     CallRegistry<api5::IPlexaMessageListener*> mListeners;
     CallRegistry<RefreshCallback> mCallbacks;
@@ -159,19 +179,22 @@ class Session : public std::enable_shared_from_this<Session> {
     std::string mLoss;  // why the connection broke
     int mDirectWrites = 0;
     wire::TimePoint mDirectWritesSince{};
-    Connector mConnector;  // second thread only
-    std::string mTrouble;  // likewise: what was traced last
+    Connector mConnector;              // second thread only
+    std::string mTrouble;              // likewise: what was traced last
+    ConnectionTrace mConnectionTrace;  // likewise
     wire::TimePoint mNotBefore{};
 
     // Deliveries.
     bool mListening = false;  // a listener was enabled once
     bool mReady = false;
     bool mRefreshDue = false;
-    std::deque<SendFailure> mFailures;      // not yet traced
-    std::deque<SendFailure> mToldFailures;  // traced, not yet delivered
+    std::deque<SendFailure> mFailures;  // not yet delivered
+    std::size_t mFailuresTraced = 0;    // of these, from the front
+    std::size_t mFailureBytes = 0;
     std::uint64_t mFailuresDropped = 0;
     std::deque<LocalMessage> mLocal;
     std::size_t mLocalBytes = 0;
+    std::optional<wire::TimePoint> mLocalFullSince;  // and nothing has been delivered since
     std::shared_ptr<const std::vector<api5::EndPoint>> mEndPoints;
     api5::EndPoint mSelf;
     std::uint64_t mListedVersion = 0;
@@ -180,7 +203,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::atomic<std::size_t> mBatchDone{0};  // whose listeners have returned
     std::size_t mBatchConsumed = 0;
     Inbox mInbox;                // delivery thread only
-    FailureTrace mFailureTrace;  // delivery thread, and the second one when that has ended
+    FailureTrace mFailureTrace;  // with the lock
     bool mDeliveryReads = false;
     bool mDeliveryParked = false;
     bool mDeliverySignalled = false;
@@ -211,6 +234,8 @@ class Session : public std::enable_shared_from_this<Session> {
     wire::TimePoint mLeaveBegan{};
     wire::TimePoint mCloseBy{};
     std::condition_variable mEndReached;
+
+    std::shared_ptr<Session> mElder;
 };
 
 }  // namespace orvane::plexa::message5

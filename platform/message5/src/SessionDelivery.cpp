@@ -1,12 +1,12 @@
 // The delivery thread.
 #include <algorithm>
 #include <array>
-#include <cerrno>
+#include <new>
 #include <utility>
 
 #include <poll.h>
 
-#include "Session.h"
+#include "SessionRounds.h"
 #include "nuocore/Assertion.h"
 
 namespace orvane::plexa::message5 {
@@ -22,18 +22,37 @@ constexpr std::size_t kMostUnheard = 1024;
 /// How long calls may keep the delivery thread from reading before the second thread reads instead.
 constexpr wire::Duration kPatience = std::chrono::milliseconds(2);
 
+void Report(const char* inFunction, const char* inWhat) noexcept {
+    try {
+        nuocore::debug::RaiseAssertion({"SessionDelivery.cpp", 0, inFunction, "!\"exception\"", inWhat});
+    } catch (const std::bad_alloc&) {
+        // There is no memory to say so.
+    }
+}
+
 /// Whatever a host's code throws stays here.
 template <typename Call>
 void CallHost(const char* inFunction, const Call& inCall) noexcept {
-    std::string what = "an exception of another kind";
     try {
         inCall();
-        return;
     } catch (const std::exception& error) {
-        what = error.what();
+        Report(inFunction, error.what());
     } catch (...) {
+        Report(inFunction, "an exception of another kind");
     }
-    nuocore::debug::RaiseAssertion({"SessionDelivery.cpp", 0, inFunction, "!\"exception\"", what});
+}
+
+/// Makes what needs a little memory; if there is none, as soon as there is. A message must not be lost for
+/// that.
+template <typename Make>
+decltype(auto) Patiently(const Make& inMake) {
+    for (;;) {
+        try {
+            return inMake();
+        } catch (const std::bad_alloc&) {
+            std::this_thread::sleep_for(kShortage);
+        }
+    }
 }
 
 }  // namespace
@@ -43,20 +62,22 @@ void Session::RunDelivery() {
     mListeners.SetCaller();
     mCallbacks.SetCaller();
     while (!mStopped) {
-        if (Deliver(lock)) {
-            Flush(lock, false);
-            Settle();
-        } else {
-            AwaitInput(lock);
-        }
+        Survive(lock, [&] {
+            if (Deliver(lock)) {
+                Flush(lock, false);
+                Settle();
+            } else {
+                AwaitInput(lock);
+            }
+        });
     }
     mDeliveryEnded = true;
     WakeLink();
 }
 
 bool Session::HasWork() const {
-    return mRefreshDue || !mFailures.empty() ||
-           (mListening && (!mToldFailures.empty() || !mLocal.empty() || mCore.Receiver().HasInbound()));
+    return mRefreshDue || mFailuresTraced != mFailures.size() || mFailuresDropped != 0 ||
+           (mListening && (!mFailures.empty() || !mLocal.empty() || mCore.Receiver().HasInbound()));
 }
 
 /// Tells of what there is, a batch of each. False when there was nothing.
@@ -68,10 +89,8 @@ bool Session::Deliver(Lock& ioLock) {
     if (mRefreshDue) {
         DeliverRefresh(ioLock);
     }
-    if (!mFailures.empty()) {
-        TraceFailures(ioLock);
-    }
-    if (mListening && !mToldFailures.empty()) {
+    TraceFailures(ioLock);
+    if (mListening && !mFailures.empty()) {
         DeliverFailures(ioLock);
     }
     if (mListening && !mLocal.empty()) {
@@ -103,21 +122,25 @@ void Session::DeliverRefresh(Lock& ioLock) {
 }
 
 void Session::TraceFailures(Lock& ioLock) {
-    std::deque<SendFailure> failures;
-    failures.swap(mFailures);
-    const std::uint64_t dropped = std::exchange(mFailuresDropped, 0);
-    ioLock.unlock();
     const TimePoint now = Clock::now();
-    for (const SendFailure& failure : failures) {
-        mFailureTrace.Trace(failure, now);
+    while (mFailuresTraced < mFailures.size()) {
+        const auto line = mFailureTrace.Line(mFailures[mFailuresTraced], now);
+        ++mFailuresTraced;
+        if (line) {
+            ioLock.unlock();
+            TraceTrouble(*line);
+            ioLock.lock();
+        }
     }
-    if (dropped != 0) {
-        TraceConnection(std::to_string(dropped) + " failed messages were not told of: too many at once");
+    while (!mListening && mFailures.size() > kMostUnheard) {
+        mFailureBytes -= mFailures.back().Bytes();
+        mFailures.pop_back();
+        mFailuresTraced = std::min(mFailuresTraced, mFailures.size());
     }
-    ioLock.lock();
-    std::move(failures.begin(), failures.end(), std::back_inserter(mToldFailures));
-    if (!mListening && mToldFailures.size() > kMostUnheard) {
-        mToldFailures.resize(kMostUnheard);
+    if (const std::uint64_t dropped = std::exchange(mFailuresDropped, 0); dropped != 0) {
+        ioLock.unlock();
+        TraceTrouble(std::to_string(dropped) + " failed messages were not told of: too many at once");
+        ioLock.lock();
     }
 }
 
@@ -135,11 +158,13 @@ bool Session::CallListeners(const api5::PlexaMessage& inMessage) {
 
 void Session::DeliverFailures(Lock& ioLock) {
     const api5::EndPoint self = mSelf;
-    for (std::size_t left = std::min(kBatch, mToldFailures.size()); left != 0 && !mStopped; --left) {
-        const SendFailure failure = std::move(mToldFailures.front());
-        mToldFailures.pop_front();
+    for (std::size_t left = std::min(kBatch, mFailuresTraced); left != 0 && !mStopped; --left) {
+        const SendFailure failure = std::move(mFailures.front());
+        mFailures.pop_front();
+        --mFailuresTraced;
+        mFailureBytes -= failure.Bytes();
         ioLock.unlock();
-        CallListeners(*mInbox.Make(failure, self));
+        CallListeners(*Patiently([&] { return mInbox.Make(failure, self); }));
         ioLock.lock();
     }
 }
@@ -147,12 +172,18 @@ void Session::DeliverFailures(Lock& ioLock) {
 void Session::DeliverLocal(Lock& ioLock) {
     const api5::EndPoint self = mSelf;
     for (std::size_t left = std::min(kBatch, mLocal.size()); left != 0 && !mStopped; --left) {
-        const LocalMessage message = std::move(mLocal.front());
+        LocalMessage message = std::move(mLocal.front());
         mLocal.pop_front();
         ioLock.unlock();
-        CallListeners(mInbox.Make(message, self));
+        const auto make = [&]() -> const api5::SuiteMessage& { return mInbox.Make(message, self); };
+        const bool called = CallListeners(Patiently(make));
         ioLock.lock();
+        if (!called) {
+            mLocal.push_front(std::move(message));
+            return;
+        }
         mLocalBytes -= wire::FrameBytes(message.type.size(), message.payload.size());
+        mLocalFullSince.reset();
         if (mWaitingSenders != 0) {
             mProgressed.notify_all();
         }
@@ -163,7 +194,8 @@ void Session::DeliverInbound(Lock& ioLock) {
     const std::size_t count = mCore.Receiver().Next(mBatch, kBatch);
     ioLock.unlock();
     std::size_t done = 0;
-    while (done != count && CallListeners(mInbox.Make(mBatch[done]))) {
+    const auto make = [&]() -> const api5::SuiteMessage& { return mInbox.Make(mBatch[done]); };
+    while (done != count && CallListeners(Patiently(make))) {
         ++done;
         mBatchDone.store(done, std::memory_order_release);
     }

@@ -5,7 +5,7 @@
 
 #include <poll.h>
 
-#include "Session.h"
+#include "SessionRounds.h"
 
 namespace orvane::plexa::message5 {
 
@@ -29,26 +29,36 @@ constexpr Duration kCourtesy = std::chrono::seconds(1);
 
 void Session::RunLink() {
     Lock lock(mMutex);
-    for (;;) {
-        const TimePoint now = Clock::now();
-        if (mBroken) {
-            Disconnect(lock, now);
-        }
-        if (MayConnect(now)) {
-            Connect(lock, now);
-        }
-        ConsumeDelivered(now);
-        if (ReadsHere(now)) {
-            ReadHere(now);
-        }
-        mCore.Tick(now);
-        Flush(lock, true);
-        Settle();
-        if (mLeaving && TakeLeave(lock, now)) {
-            End(lock);
-            return;
-        }
-        Park(lock, now);
+    if (!mComplaints.empty()) {
+        Survive(lock, [&] {
+            lock.unlock();
+            TraceTrouble(mComplaints);
+            lock.lock();
+        });
+    }
+    while (!mEnded) {
+        Survive(lock, [&] { LinkRound(lock, Clock::now()); });
+    }
+}
+
+void Session::LinkRound(Lock& ioLock, TimePoint inNow) {
+    if (mBroken) {
+        Disconnect(ioLock, inNow);
+    }
+    if (MayConnect(inNow)) {
+        Connect(ioLock, inNow);
+    }
+    ConsumeDelivered(inNow);
+    if (ReadsHere(inNow)) {
+        ReadHere(inNow);
+    }
+    mCore.Tick(inNow);
+    Flush(ioLock, true);
+    Settle();
+    if (mLeaving && TakeLeave(ioLock, inNow)) {
+        End(ioLock);
+    } else {
+        Park(ioLock, inNow);
     }
 }
 
@@ -70,8 +80,8 @@ void Session::Connect(Lock& ioLock, TimePoint inNow) {
     if (!socket) {
         return;
     }
-    mSocket = std::move(socket);
     mCore.OnConnected(inNow);
+    mSocket = std::move(socket);
     mFlushRequested = true;
     WakeDelivery();
 }
@@ -83,15 +93,16 @@ void Session::Disconnect(Lock& ioLock, TimePoint inNow) {
     } else if (mCore.GetState() == State::kJoined) {
         mConnector.Succeeded();
     }
+    const bool joined = mCore.GetState() == State::kJoined;
     mCore.OnConnectionLost(inNow);
     mReader.Reset();
     mSocket.Close();
     mBroken = false;
     mWriteBroken = false;
     mAwaitsWritable = false;
-    const std::string loss = std::exchange(mLoss, {});
+    std::string loss = std::exchange(mLoss, {});
     ioLock.unlock();
-    TraceConnection("connection lost: " + loss);
+    mConnectionTrace.Lost(std::move(loss), joined, inNow);
     ioLock.lock();
 }
 
@@ -110,7 +121,7 @@ TimePoint Session::NextLook(TimePoint inNow) {
     if (mWanted && !mSocket) {
         next = std::min(next, std::max(mConnector.Next(), mNotBefore));
     }
-    if (mLeaving) {
+    if (mLeaving || ListIsOld()) {
         next = std::min(next, inNow + kLook);
     }
     const bool busy = std::exchange(mSeenTraffic, mTraffic) != mTraffic;
@@ -196,20 +207,36 @@ void Session::End(Lock& ioLock) {
     Settle();
     mWritten.wait(ioLock, [this] { return !mWriting; });
     mCore.OnConnectionLost(Clock::now());
-    mSocket.Close();
-    mWanted = false;
-    const std::deque<SendFailure> failures = std::exchange(mFailures, {});
-    mToldFailures.clear();
-    if (mDeliveryEnded) {
-        ioLock.unlock();
-        const TimePoint now = Clock::now();
-        for (const SendFailure& failure : failures) {
-            mFailureTrace.Trace(failure, now);
-        }
-        ioLock.lock();
+    if (mSocket && mDeliveryReads) {
+        ShutDown(mSocket.Get());  // its number must not become another file's while it is waited for
+    } else {
+        mSocket.Close();
     }
+    mWanted = false;
+    TraceLastFailures(ioLock);
     mEnded = true;
     mEndReached.notify_all();
+}
+
+/// Listeners hear of no more.
+void Session::TraceLastFailures(Lock& ioLock) {
+    const TimePoint now = Clock::now();
+    while (!mFailures.empty()) {
+        const bool traced = mFailuresTraced != 0;
+        const auto line = traced ? std::nullopt : mFailureTrace.Line(mFailures.front(), now);
+        mFailuresTraced -= traced ? 1 : 0;
+        mFailures.pop_front();
+        if (line) {
+            ioLock.unlock();
+            TraceTrouble(*line);
+            ioLock.lock();
+        }
+    }
+    if (const auto line = mFailureTrace.LastLine()) {
+        ioLock.unlock();
+        TraceTrouble(*line);
+        ioLock.lock();
+    }
 }
 
 void Session::WakeLink() {

@@ -1,5 +1,6 @@
 // Taking messages from the host.
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "MessageAccess.h"
@@ -19,7 +20,8 @@ constexpr int kQuietWrites = 4;
 constexpr wire::Duration kQuietTime = std::chrono::microseconds(100);
 /// What is sent while deliveries go on waits for their end, but no longer than this.
 constexpr wire::Duration kBatchAge = std::chrono::microseconds(200);
-constexpr std::size_t kMostFailures = std::size_t{1} << 19U;
+/// What failures may take that nobody has been told of.
+constexpr std::size_t kMostFailureBytes = std::size_t{64} << 20U;
 
 wire::EndPointInfo InfoOf(const api5::EndPoint& inEndPoint) {
     return {AppIdOf(inEndPoint), static_cast<std::uint32_t>(inEndPoint.GetInstance()),
@@ -78,26 +80,44 @@ PlexaMessageErrorCode Session::SendLocally(Lock& ioLock, const api5::SuiteMessag
     const std::string& type = MessageAccess::Type(inMessage);
     const std::string_view payload = MessageAccess::Payload(inMessage);
     const std::size_t bytes = wire::FrameBytes(type.size(), payload.size());
-    const bool mayWait = !OnDeliveryThread();
-    const std::size_t limit = mLimits.log + (mayWait ? 0 : mLimits.logReserve);
-    if (mayWait && mLocalBytes + bytes > limit) {
-        ++mWaitingSenders;
-        mProgressed.wait_for(ioLock, mLimits.stall, [&] { return mLeaving || mLocalBytes + bytes <= limit; });
-        --mWaitingSenders;
+    wire::LimitName limit = wire::LimitName::kNone;
+    if (!AwaitLocalRoom(ioLock, bytes, limit)) {
         if (mLeaving) {
             return api5::kPlexaMessageErrorCode_NotConfigured;
         }
-    }
-    if (mLocalBytes + bytes > limit) {
-        Fail({FailureKind::kNotDelivered, FailureReason::kLimit,
-              mayWait ? wire::LimitName::kLog : wire::LimitName::kLogReserve,
-              InfoOf(inMessage.GetDestination()), type});
+        Fail({FailureKind::kNotDelivered, FailureReason::kLimit, limit, InfoOf(inMessage.GetDestination()),
+              type});
         return api5::kPlexaMessageErrorCode_None;
     }
     mLocal.push_back({type, std::string(payload)});
     mLocalBytes += bytes;
     WakeDelivery();
     return api5::kPlexaMessageErrorCode_None;
+}
+
+/// False when there is no room and none is to be expected, or when the session is being left.
+bool Session::AwaitLocalRoom(Lock& ioLock, std::size_t inBytes, wire::LimitName& outLimit) {
+    const bool mayWait = !OnDeliveryThread();
+    const std::size_t limit = mLimits.log + (mayWait ? 0 : mLimits.logReserve);
+    outLimit = mayWait ? wire::LimitName::kLog : wire::LimitName::kLogReserve;
+    while (mLocalBytes != 0 && mLocalBytes + inBytes > limit) {
+        if (!mayWait) {
+            return false;
+        }
+        const TimePoint now = Clock::now();
+        mLocalFullSince = mLocalFullSince.value_or(now);
+        const TimePoint until = *mLocalFullSince + mLimits.stall;
+        if (now >= until) {
+            return false;
+        }
+        ++mWaitingSenders;
+        mProgressed.wait_until(ioLock, until, [this] { return mLeaving || !mLocalFullSince; });
+        --mWaitingSenders;
+        if (mLeaving) {
+            return false;
+        }
+    }
+    return true;
 }
 
 PlexaMessageErrorCode Session::SendToMembers(Lock& ioLock, std::optional<wire::MemberId> inReceiver,
@@ -176,11 +196,17 @@ void Session::WriteSoon(Lock& ioLock, TimePoint inNow) {
     }
 }
 
-void Session::Fail(SendFailure inFailure) {
-    if (mFailures.size() + mToldFailures.size() < kMostFailures) {
-        mFailures.push_back(std::move(inFailure));
-    } else {
+void Session::Fail(SendFailure inFailure) noexcept {
+    const std::size_t bytes = inFailure.Bytes();
+    if (mFailureBytes + bytes > kMostFailureBytes) {
         ++mFailuresDropped;
+    } else {
+        try {
+            mFailures.push_back(std::move(inFailure));
+            mFailureBytes += bytes;
+        } catch (const std::bad_alloc&) {
+            ++mFailuresDropped;
+        }
     }
     WakeDelivery();
 }

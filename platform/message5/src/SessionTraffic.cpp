@@ -11,14 +11,21 @@ using wire::TimePoint;
 using wire::WireError;
 using Clock = std::chrono::steady_clock;
 
-/// False when there is no memory for it now.
+/// False when there is no memory for it. Then half a frame may be in the output, so that nothing may be
+/// written any more.
 bool Session::UpdateOutput() {
     try {
         mCore.Flush(Clock::now());
         return true;
     } catch (const std::bad_alloc&) {
+        BreakOff();
         return false;
     }
+}
+
+void Session::BreakOff() noexcept {
+    mWriteBroken = true;
+    ShutDown(mSocket.Get());
 }
 
 void Session::Flush(Lock& ioLock, bool inAll) {
@@ -81,13 +88,13 @@ void Session::Feed(Transfer inTransfer, std::size_t inBytes, TimePoint inNow) {
         }
     }
     mBroken = true;
+    WakeLink();  // before the text below, for which there may be no memory
     if (error == WireError::kRefused) {
         mLoss = "the broker refused the connection: " + mCore.RefusalText();
     } else {
         mLoss =
             error == WireError::kNone ? "the broker closed the connection" : std::string(wire::Text(error));
     }
-    WakeLink();
 }
 
 void Session::ConsumeDelivered(TimePoint inNow) {
@@ -99,15 +106,18 @@ void Session::ConsumeDelivered(TimePoint inNow) {
     }
 }
 
-void Session::Settle() {
+void Session::Settle() noexcept {
     if (mCore.Sender().HasFailures()) {
         for (SendFailure& failure : mCore.Sender().TakeFailures()) {
             Fail(std::move(failure));
         }
     }
-    if (mCore.GetState() == ClientCore::State::kJoined &&
-        (mCore.Peers().Version() != mListedVersion || mCore.Member() != mListedMember)) {
-        RebuildEndPoints();
+    if (ListIsOld()) {
+        try {
+            RebuildEndPoints();
+        } catch (const std::bad_alloc&) {
+            WakeLink();  // it tries again before long
+        }
     }
     const std::uint64_t progress = mCore.Sender().Progress();
     if (progress != mSeenProgress) {
@@ -125,6 +135,11 @@ void Session::Settle() {
             WakeLink();
         }
     }
+}
+
+bool Session::ListIsOld() const {
+    return mCore.GetState() == ClientCore::State::kJoined &&
+           (mCore.Peers().Version() != mListedVersion || mCore.Member() != mListedMember);
 }
 
 void Session::RebuildEndPoints() {

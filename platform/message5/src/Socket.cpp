@@ -66,6 +66,8 @@ Transfer Write(int inSocket, std::span<iovec> inPieces, std::size_t& outBytes) {
     return Result(::sendmsg(inSocket, &message, MSG_DONTWAIT | MSG_NOSIGNAL), outBytes);
 }
 
+void ShutDown(int inSocket) noexcept { ::shutdown(inSocket, SHUT_RDWR); }
+
 Waker::Waker() : mEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (!mEvent) {
         throw std::system_error(errno, std::system_category(), "cannot make an event");

@@ -39,6 +39,8 @@ Transfer Read(int inSocket, std::span<std::byte> inSpace, std::size_t& outBytes)
 /// Writes from the front of inQueue what the socket takes in one call; outBytes: how much. The queue is not
 /// changed, so that others may append meanwhile if inPieces were gathered before.
 Transfer Write(int inSocket, std::span<iovec> inPieces, std::size_t& outBytes);
+/// Ends a connection for both sides. Whoever reads or waits for it on any thread meets the end.
+void ShutDown(int inSocket) noexcept;
 
 /// Something another thread can be woken by while it waits for descriptors. Any thread.
 class Waker {

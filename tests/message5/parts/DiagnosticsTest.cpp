@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Diagnostics.h"
+#include "TraceLines.h"
 
 using namespace orvane::plexa;
 using message5::FailureKind;
@@ -40,4 +41,36 @@ TEST(LineLimits, LetANumberOfLinesASecondThroughAndCountTheRest) {
     EXPECT_EQ(heldBack, 81U);
     EXPECT_TRUE(limit.Allow(begin + std::chrono::seconds(1), heldBack));
     EXPECT_EQ(heldBack, 0U);
+}
+
+TEST(FailureTraces, TellHowManyLinesWereLeftOut) {
+    nuocore::debug::SetTraceRules("PlexaMessage5=1");
+    message5::FailureTrace trace;
+    const wire::TimePoint now{std::chrono::hours(1)};
+    EXPECT_EQ(trace.LastLine(), std::nullopt);
+    for (int i = 0; i != 20; ++i) EXPECT_TRUE(trace.Line({}, now));
+    for (int i = 0; i != 7; ++i) EXPECT_FALSE(trace.Line({}, now));
+    EXPECT_EQ(trace.LastLine(), "7 more messages failed before this");
+    EXPECT_EQ(trace.LastLine(), std::nullopt);
+    nuocore::debug::SetTraceRules("");
+    EXPECT_FALSE(trace.Line({}, now + std::chrono::seconds(2))) << "nobody wants them";
+}
+
+TEST(ConnectionTraces, TellWhatKeepsAClientFromJoiningOnceAndEachLossAfterwards) {
+    TraceLines lines("PlexaMessage5=5");
+    message5::ConnectionTrace trace;
+    wire::TimePoint now{std::chrono::hours(1)};
+    for (int i = 0; i != 5; ++i) trace.Lost("too many", false, now += std::chrono::seconds(1));
+    EXPECT_EQ(lines.Lines().size(), 1U);
+    trace.Lost("another reason", false, now);
+    trace.Lost("too many", false, now);
+    EXPECT_EQ(lines.Lines().size(), 3U);
+    trace.Lost("closed", true, now);
+    trace.Lost("closed", true, now);
+    trace.Lost("too many", false, now);
+    EXPECT_EQ(lines.Lines().size(), 6U);
+    for (int i = 0; i != 100; ++i) trace.Lost("closed", true, now);
+    EXPECT_EQ(lines.Lines().size(), 1U + 20U) << "in one second";
+    trace.Lost("closed", true, now + std::chrono::seconds(1));
+    EXPECT_EQ(lines.Lines().back(), "5 PlexaMessage5 connection lost: closed (85 more before)\r\n");
 }

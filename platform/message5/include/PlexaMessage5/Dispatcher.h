@@ -3,9 +3,9 @@
 /// One process has one dispatcher. It connects in the background, starts the broker when none runs, and calls
 /// listeners and end point callbacks on a thread of its own, the delivery thread, one call after another.
 ///
-/// A process that was forked off without running another program must not use the library: its connection and
-/// threads stay with the parent. A process may end without `ReleaseInstance`; what it has sent is then handed
-/// over only as far as it had got.
+/// Connection and threads stay with the process that made them: one that was forked off without running
+/// another program begins without an instance, and may obtain one of its own. A process may end without
+/// `ReleaseInstance`; what it has sent is then handed over only as far as it had got.
 #pragma once
 
 #include <cstddef>
@@ -44,7 +44,7 @@ class PLEXA_MESSAGE5_API IPlexaMessageDispatcher {
     /// Names the product that this process is: its app id is `inSAPCode` + "-" + `inClientVersion`. Both are
     /// copied. Errors: `InvalidParameter` for a null or empty text, one with control characters, or an app id
     /// of more than 255 bytes. `AlreadyDone` when the same values are set already; while an instance exists
-    /// other values are refused with `InvalidParameter`.
+    /// other values are refused with `InvalidParameter`. `Unknown` when there is no memory.
     static PlexaMessageErrorCode SetConfig(const char* inSAPCode, const char* inClientVersion);
 
     /// Gives the process's dispatcher and takes one reference to it. Doesn't wait for the broker. Errors,

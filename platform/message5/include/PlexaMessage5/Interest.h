@@ -11,7 +11,8 @@ namespace orvane::plexa::api5 {
 /// From now on only messages of these types reach this process, of those that have no destination; what was
 /// on its way may still come. A null `inTypes` stands for all types, as without a call. The texts are copied
 /// and kept for later connections. May be called before `GetInstance`. Any thread. Errors: `InvalidParameter`
-/// for more than 1024 types, a null one, or one of more than 4096 bytes.
+/// for more than 1024 types, a null one, one of more than 4096 bytes, or more than 96 KiB of them (16 bytes
+/// are counted in for each); `Unknown` when there is no memory.
 PLEXA_MESSAGE5_API PlexaMessageErrorCode SetInterest(const char* const* inTypes, std::size_t inCount);
 
 }  // namespace orvane::plexa::api5

@@ -1,0 +1,142 @@
+// Bounds at which a process is told no, through its dispatcher.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "Bus.h"
+#include "Eventually.h"
+#include "Member.h"
+#include "Peer.h"
+#include "TraceLines.h"
+
+using namespace orvane::plexa::api5;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+void Set(const char* inName, const char* inValue) {
+    ::setenv(inName, inValue, 1);  // NOLINT(concurrency-mt-unsafe): before any thread is started
+}
+
+/// A member whose listener stays in the call for "stay" until Go.
+struct Held {
+    Held() {
+        member.Send("stay", member.dispatcher->GetSelfEndPoint());
+        inside.get_future().wait();
+    }
+    ~Held() { Go(); }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    void Go() {
+        if (!gone) go.set_value();
+        gone = true;
+    }
+
+    std::promise<void> inside;
+    std::promise<void> go;
+    bool gone = false;
+    Member member{[this](const std::string& inText) {
+        if (inText == "stay") {
+            inside.set_value();
+            go.get_future().wait();
+        }
+    }};
+};
+
+}  // namespace
+
+TEST(Limits, SendsToOneselfWaitForRoomOnceAndThenFailUntilSomethingMoves) {
+    const Bus bus;
+    Set("PLEXA_LIMIT_LOG", "64K");
+    Set("PLEXA_LIMIT_STALL", "2s");
+    Held held;
+    const EndPoint self = held.member.dispatcher->GetSelfEndPoint();
+    const std::string text(10'000, 'x');
+    const auto begin = Clock::now();
+    for (int i = 0; i != 20; ++i)
+        EXPECT_EQ(held.member.Send(text.c_str(), self), kPlexaMessageErrorCode_None);
+    // One wait, not one for each of the fourteen that found no room.
+    EXPECT_GE(Clock::now() - begin, 2s);
+    EXPECT_LT(Clock::now() - begin, 20s);
+    held.Go();
+    EXPECT_TRUE(Eventually([&] { return held.member.listener.Count() == 21; }));
+    EXPECT_TRUE(held.member.listener.Has("error Test-1: the limit \"log\" was reached"));
+    held.member.Send("room again", self);
+    EXPECT_TRUE(held.member.listener.Gets("room again"));
+}
+
+TEST(Limits, TheDeliveryThreadHasAReserveAndNeverWaits) {
+    const Bus bus;
+    Set("PLEXA_LIMIT_LOG", "64K");
+    Set("PLEXA_LIMIT_LOG_RESERVE", "64K");
+    const std::string text(10'000, 'x');
+    IPlexaMessageDispatcher* dispatcher = nullptr;
+    Member member([&](const std::string& inText) {
+        if (inText != "go") return;
+        SuiteMessage message("t");
+        message.SetPayload(text.c_str());
+        message.SetDestination(dispatcher->GetSelfEndPoint());
+        for (int i = 0; i != 20; ++i) dispatcher->SendMessage(message);
+    });
+    dispatcher = member.dispatcher;
+    member.Send("go", dispatcher->GetSelfEndPoint());
+    EXPECT_TRUE(Eventually([&] { return member.listener.Count() == 21; }));
+    EXPECT_TRUE(member.listener.Has("error Test-1: the limit \"log reserve\" was reached"));
+    EXPECT_TRUE(member.listener.Has(text));
+}
+
+TEST(Limits, WhatCannotBeHandedOverWhileAListenerRunsIsTracedAtTheEnd) {
+    const Bus bus;
+    Set("PLEXA_LIMIT_LINGER", "200ms");
+    TraceLines trace("PlexaMessage5=1");
+    static auto& held = *new Held;  // its call outlives the instance
+    for (int i = 0; i != 30; ++i) held.member.Send("late", held.member.dispatcher->GetSelfEndPoint());
+    IPlexaMessageDispatcher::ReleaseInstance();
+    EXPECT_TRUE(
+        trace.Contain("Not delivered: \"t\" to Test-1: this process is leaving and cannot wait any longer"));
+    EXPECT_TRUE(trace.Contain("10 more messages failed before this"));
+    held.Go();
+}
+
+TEST(Limits, ASettingThatCannotBeReadIsTraced) {
+    const Bus bus;
+    Set("PLEXA_LIMIT_LOG", "much");
+    TraceLines trace("PlexaMessage5=1");
+    const Member member;
+    EXPECT_TRUE(Eventually([&] {
+        return trace.Contain("PLEXA_LIMIT_LOG=\"much\" is not a size from 64K to 1G; the default holds.");
+    }));
+}
+
+TEST(Limits, AsManyWantedTypesAsAConnectionCarriesMayBeNamed) {
+    const Bus bus;
+    std::vector<std::string> texts;
+    std::vector<const char*> types;
+    const auto want = [&](std::size_t inLength) {
+        texts.clear();
+        types.clear();
+        for (int i = 0; i != 1024; ++i) {
+            texts.push_back(std::to_string(1000 + i));
+            texts.back().resize(inLength, 'x');
+        }
+        for (const std::string& text : texts) types.push_back(text.c_str());
+        return SetInterest(types.data(), types.size());
+    };
+    EXPECT_EQ(want(1000), kPlexaMessageErrorCode_InvalidParameter);
+    EXPECT_EQ(want(81), kPlexaMessageErrorCode_InvalidParameter);
+    EXPECT_EQ(want(80), kPlexaMessageErrorCode_None);
+    Member member;
+    EXPECT_EQ(want(80), kPlexaMessageErrorCode_None);
+    Peer other;
+    other.Join("B-1");
+    other.AwaitEndPoints(2);
+    other.Tell("send - unwanted no");
+    other.Tell("send - " + texts.back() + " yes");
+    EXPECT_TRUE(member.listener.Gets("yes"));
+    EXPECT_EQ(member.listener.Count(), 1U);
+}
