@@ -41,7 +41,7 @@ void Ledger::OnReceived(std::size_t inReceiver, std::size_t inMessage) {
     if (entry.received) {
         Break("a message arrived twice", inReceiver, inMessage);
     }
-    if (entry.failedForCertain) {
+    if (entry.failedForCertain && !Ambiguous(inReceiver, inMessage)) {
         Break("a message arrived after it was called not delivered", inReceiver, inMessage);
     }
     entry.received = true;
@@ -61,7 +61,7 @@ void Ledger::OnFailed(std::size_t inReceiver, std::size_t inMessage, message5::F
     if (entry.failed) {
         Break("a message was reported twice", inReceiver, inMessage);
     }
-    if (entry.received && certain) {
+    if (entry.received && certain && !Ambiguous(inReceiver, inMessage)) {
         Break("a message was called not delivered after it had arrived", inReceiver, inMessage);
     }
     entry.failed = true;
@@ -80,6 +80,15 @@ void Ledger::OnGone(std::size_t inReceiver) {
     for (std::size_t i = 0; i != mSetup.messages.size(); ++i) {
         mEntries[i][inReceiver].owed = mEntries[i][inReceiver].owed && mSetup.messages[i].receiver != kAll;
     }
+}
+
+void Ledger::OnForgotten(std::size_t inReceiver) {
+    OnGone(inReceiver);
+    mForgotten[inReceiver] = true;
+}
+
+bool Ledger::Ambiguous(std::size_t inReceiver, std::size_t inMessage) const {
+    return mForgotten[inReceiver] && mSetup.messages[inMessage].receiver == kAll;
 }
 
 void Ledger::OnEnded(std::size_t inSender) {
@@ -115,6 +124,9 @@ void Ledger::AddTo(Hash& ioHash) const {
                    (entry.failed ? 4U : 0U) | (entry.failedForCertain ? 8U : 0U);
         }
         ioHash.Add(word);
+    }
+    for (const bool forgotten : mForgotten) {
+        ioHash.Add(forgotten ? 1U : 0U);
     }
 }
 

@@ -23,6 +23,8 @@ class Ledger {
     void OnFailedForAll(std::size_t inMessage, message5::FailureKind inKind);
     /// Nobody counts on broadcasts for that client any more: it has gone.
     void OnGone(std::size_t inReceiver);
+    /// It has been forgotten as a member, and is somebody else when it comes back.
+    void OnForgotten(std::size_t inReceiver);
     /// Nobody counts on its messages any more: its process has ended.
     void OnEnded(std::size_t inSender);
 
@@ -43,11 +45,14 @@ class Ledger {
         bool failed = false;
         bool failedForCertain = false;
     };
+    /// A failure may concern whom the receiver was before, an arrival whom it is now.
+    bool Ambiguous(std::size_t inReceiver, std::size_t inMessage) const;
     void Break(const char* inWhat, std::size_t inReceiver, std::size_t inMessage);
 
     const Setup& mSetup;
     std::array<bool, kMostMessages> mSent{};
     std::array<std::array<Entry, kMostClients>, kMostMessages> mEntries{};
+    std::array<bool, kMostClients> mForgotten{};
     const char* mBroken = nullptr;
     std::size_t mReceiver = 0;
     std::size_t mMessage = 0;

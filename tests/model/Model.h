@@ -114,6 +114,7 @@ class Model {
     bool Ready(std::size_t inClient);
     bool MayBreak() const;
     bool Away();
+    static std::size_t PayloadBytes(const Setup& inSetup);
     static wire::Limits LimitsFor(const Setup& inSetup);
     std::string Left(std::size_t inClient);
 

@@ -50,6 +50,7 @@ TEST_P(EveryOrder, KeepsThePromise) {
 INSTANTIATE_TEST_SUITE_P(Model, EveryOrder, testing::ValuesIn(SetupsInUse()), NameOf);
 
 struct Trap {
+    const char* name;
     Rule rule;
     const char* setup;
     const char* broken;
@@ -75,20 +76,30 @@ TEST_P(WithoutARule, TheSearchFindsTheLoss) {
 constexpr const char* kLost = "never reached";
 constexpr const char* kTwice = "arrived twice";
 
+void PrintTo(const Trap& inTrap, std::ostream* outStream) { *outStream << inTrap.name; }
+
+std::string NameOfTrap(const testing::TestParamInfo<Trap>& inInfo) { return inInfo.param.name; }
+
 INSTANTIATE_TEST_SUITE_P(
     Model, WithoutARule,
-    testing::Values(Trap{Rule::kOnlyConsumedCounts, "killed twice", kLost},
-                    Trap{Rule::kPositionsOutliveConnections, "killed twice", kTwice},
-                    Trap{Rule::kReturnedLanesWait, "three messages, killed", kLost},
-                    Trap{Rule::kBroadcastsAreKeptUntilRouted, "receiver joins, killed", kLost},
-                    Trap{Rule::kMembersAreRemembered, "sender joins, killed", kLost},
-                    Trap{Rule::kAwayIsNotGone, "killed twice", "reported though both live"},
-                    Trap{Rule::kSlotsAreNeverReused, "two receivers change places", "reached somebody else"},
-                    Trap{Rule::kSlotsEndWithTheConnection, "two senders change places", kLost},
-                    Trap{Rule::kPositionsOutliveExpiry, "expired, connections lost twice", kTwice},
-                    Trap{Rule::kStrangersMayHaveGotAll, "sender is impatient, receiver joins, killed",
-                         "called not delivered"},
-                    Trap{Rule::kOwedOutlivesJoining, "sender joins, connection lost", kLost}));
+    testing::Values(
+        Trap{"OnlyConsumedCounts", Rule::kOnlyConsumedCounts, "killed twice", kLost},
+        Trap{"PositionsOutliveConnections", Rule::kPositionsOutliveConnections, "killed twice", kTwice},
+        Trap{"ReturnedLanesWait", Rule::kReturnedLanesWait, "three messages, killed", kLost},
+        Trap{"BroadcastsAreKeptUntilRouted", Rule::kBroadcastsAreKeptUntilRouted, "receiver joins, killed",
+             kLost},
+        Trap{"MembersAreRemembered", Rule::kMembersAreRemembered, "sender joins, killed", kLost},
+        Trap{"AwayIsNotGone", Rule::kAwayIsNotGone, "killed twice", "reported though both live"},
+        Trap{"SlotsAreNeverReused", Rule::kSlotsAreNeverReused, "two receivers change places",
+             "reached somebody else"},
+        Trap{"SlotsEndWithTheConnection", Rule::kSlotsEndWithTheConnection, "two senders change places",
+             kLost},
+        Trap{"PositionsOutliveExpiry", Rule::kPositionsOutliveExpiry, "expired, connections lost twice",
+             kTwice},
+        Trap{"StrangersMayHaveGotAll", Rule::kStrangersMayHaveGotAll,
+             "sender is impatient, receiver joins, killed", "called not delivered"},
+        Trap{"OwedOutlivesJoining", Rule::kOwedOutlivesJoining, "sender joins, connection lost", kLost}),
+    NameOfTrap);
 
 }  // namespace
 }  // namespace orvane::plexa::test
