@@ -79,8 +79,8 @@ void Client::SendMany(std::uint64_t inCount, std::size_t inPayload) {
 }
 
 void Client::ReceiveMany(std::uint64_t inCount) {
-    const std::uint64_t last = mReceived + inCount;
-    while (mReceived < last) Read();
+    mAwaited += inCount;
+    while (mReceived < mAwaited) Read();
     Acknowledge();
 }
 
@@ -91,15 +91,15 @@ void Client::SendOne(std::size_t inPayload) {
 }
 
 void Client::Exchange(std::size_t inPayload) {
-    const std::uint64_t before = mReceived;
+    ++mAwaited;
     SendOne(inPayload);
-    while (mReceived == before) Read();
+    while (mReceived < mAwaited) Read();
 }
 
 void Client::Answer(std::uint64_t inCount, std::size_t inPayload) {
     for (std::uint64_t i = 0; i != inCount; ++i) {
-        const std::uint64_t before = mReceived;
-        while (mReceived == before) Read();
+        ++mAwaited;
+        while (mReceived < mAwaited) Read();
         SendOne(inPayload);
     }
 }

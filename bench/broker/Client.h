@@ -55,6 +55,8 @@ class Client {
     std::uint64_t mConfirmed = 0;
     std::size_t mWindow = std::size_t{64} << 10U;
     std::uint64_t mReceived = 0;
+    /// How many of them have been asked for; the first may come together with the news of their sender.
+    std::uint64_t mAwaited = 0;
     wire::Sequence mLastReceived = 0;
     std::size_t mUnacknowledged = 0;
 };

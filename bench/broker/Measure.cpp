@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,12 +28,16 @@ using Clock = std::chrono::steady_clock;
 
 double Seconds(Clock::duration inDuration) { return std::chrono::duration<double>(inDuration).count(); }
 
+/// A measurement that is broken off leaves no processes behind.
+void EndWithParent() { ::prctl(PR_SET_PDEATHSIG, SIGKILL); }
+
 /// Another process that takes part in a measurement.
 class Partner {
   public:
     explicit Partner(const std::function<void()>& inBody) : mProcess(::fork()) {
         if (mProcess < 0) throw std::system_error(errno, std::system_category(), "fork");
         if (mProcess != 0) return;
+        EndWithParent();
         try {
             inBody();
             ::_exit(0);
@@ -63,6 +68,7 @@ PrivateBroker::PrivateBroker(const std::string& inProgram) {
     const std::string number = std::to_string(ready[1]);
     mProcess = ::fork();
     if (mProcess == 0) {
+        EndWithParent();
         ::execl(inProgram.c_str(), inProgram.c_str(), "--runtime-dir", mDirectory.c_str(), "--log", "warn",
                 "--ready-fd", number.c_str(), nullptr);
         ::_exit(127);
