@@ -9,7 +9,7 @@
 
 namespace orvane::plexa::test {
 
-/// Collisions: below one in a million among ten million states.
+/// In a search of ten million states the chance that two are taken for one is three in a million.
 class Hash {
   public:
     void Add(std::uint64_t inWord) noexcept {

@@ -2,22 +2,24 @@
 //
 // What commutes is one step. Why nothing is missed by that:
 //
-// - A write, its way to the broker and the broker's answer to it are one. A client learns of the broker's
-// work only
-//   by reading, and the broker of a client only by what that wrote; so whatever lies between writing and
-//   reading can as well come before or after both. Exceptions are steps of their own: a write of which only
-//   the first frames arrive before the connection or the broker ends, and writes of several frames between
-//   which others act.
-// - Connecting goes on to the broker's answer to the join: until then neither side remembers anything of the
-// other.
-// - Messages that come first on a connection are read when the first of them is consumed or when something
-// behind
-//   them is read: a message read and not consumed changes nothing that others or the own writing can see. A
-//   fault is tried with every number of them read.
-// - A client that loses its connection without noticing could have read and written what it does until it
-//   notices before the fault as well; and a new broker starts when the old one is killed, because clients can
-//   hardly do anything between.
-// - The broker writes at once: what would be lost with it is lost on the way in just the same.
+// - A write, its way to the broker and what the broker does with it are one. A client learns of the
+//   broker's work only by reading, the broker of a client only by what that wrote: so whatever lies between
+//   writing and arriving can as well come before or after both. Two exceptions are steps of their own: a
+//   write of which only the first frames arrive before the connection or the broker ends, and a write of
+//   several frames between which others act.
+// - Connecting goes on to the broker's answer to the join: until then neither side remembers anything of
+//   the other.
+// - Messages that come first on a connection are read when the first of them is consumed, or when something
+//   behind them is read: a message read and not consumed changes nothing that others, or the own writing,
+//   can see. A fault is tried with every number of them read.
+// - Clients notice a killed broker at once, and the next one starts at once. What a client still reads or
+//   writes before it notices it can as well read, or write in vain, before the kill; what it does while there
+//   is no broker it can as well do before it connects to the next.
+// - The broker writes at once: what would be lost with it can be lost on the way in just the same.
+//
+// What is less than everything: the notices that come with joining are read one by one in the smaller
+// set-ups and together in the larger ones; reports to all senders are due at the same moment, or at once.
+// Not here at all: memory that runs out, greetings that take too long, frames cut in the middle.
 #pragma once
 
 #include <array>
