@@ -8,8 +8,9 @@
 namespace nuocore::xml {
 
 const AttributeMap& AttributeMapBuilder::Build(const char* const* inAttributes, std::size_t inCount) {
+    AttributeMap& map = mMaps[std::min(inCount, mMaps.size() - 1)];
     if (inCount == 0) {
-        return mNone;
+        return map;
     }
     mOrder.clear();
     for (std::size_t i = 0; i < inCount; ++i) {
@@ -20,26 +21,14 @@ const AttributeMap& AttributeMapBuilder::Build(const char* const* inAttributes, 
     std::sort(mOrder.begin(), mOrder.end(),
               [](const auto& inA, const auto& inB) { return std::strcmp(inA.first, inB.first) < 0; });
 
-    AttributeMap::sequence_type entries = mMap.extract_sequence();
-    Resize(entries, inCount);
+    AttributeMap::sequence_type entries = map.extract_sequence();
+    entries.resize(inCount);
     for (std::size_t i = 0; i < inCount; ++i) {
         string::AssignUTF8to16(mOrder[i].first, entries[i].first);
         string::AssignUTF8to16(mOrder[i].second, entries[i].second);
     }
-    mMap.adopt_sequence(boost::container::ordered_unique_range, std::move(entries));
-    return mMap;
-}
-
-void AttributeMapBuilder::Resize(AttributeMap::sequence_type& ioEntries, std::size_t inCount) {
-    while (ioEntries.size() > inCount) {
-        mSpare.push_back(std::move(ioEntries.back()));
-        ioEntries.pop_back();
-    }
-    while (ioEntries.size() < inCount && !mSpare.empty()) {
-        ioEntries.push_back(std::move(mSpare.back()));
-        mSpare.pop_back();
-    }
-    ioEntries.resize(inCount);
+    map.adopt_sequence(boost::container::ordered_unique_range, std::move(entries));
+    return map;
 }
 
 }  // namespace nuocore::xml

@@ -1,6 +1,7 @@
 /// Turns expat's attributes into an attribute map without taking memory for each element.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -16,12 +17,10 @@ class AttributeMapBuilder {
     const AttributeMap& Build(const char* const* inAttributes, std::size_t inCount);
 
   private:
-    void Resize(AttributeMap::sequence_type& ioEntries, std::size_t inCount);
-
-    AttributeMap mMap;
-    AttributeMap::sequence_type mSpare;  ///< entries not in use, for the memory of their strings
+    /// By number of attributes, so that a map's strings keep their memory; the last one for all greater
+    /// numbers.
+    std::array<AttributeMap, 9> mMaps;
     std::vector<std::pair<const char*, const char*>> mOrder;
-    const AttributeMap mNone;
 };
 
 }  // namespace nuocore::xml
