@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <boost/json.hpp>
 #include <sstream>
 
@@ -69,6 +70,42 @@ TEST_F(Looking, BrokerStatusShowsWhoIsConnectedAndStartsNoBroker) {
     EXPECT_EQ(table.mExitCode, 0);
     EXPECT_THAT(table.mOutput, HasSubstr("members      1,"));
     EXPECT_THAT(table.mOutput, HasSubstr("HOST-3"));
+}
+
+TEST_F(Looking, BrokerStatusIsShownAsOftenAsAskedFor) {
+    ChildProcess host(Command({"subscribe", "t.news", "--as", "HOST", "--as-version", "3"}));
+    ASSERT_TRUE(host.AwaitErrors("listening"));
+    const auto views = Run({"broker", "status", "--json", "--watch", "0.01", "--count", "3"});
+    EXPECT_EQ(views.mExitCode, 0) << views.mErrors;
+    EXPECT_EQ(std::count(views.mOutput.begin(), views.mOutput.end(), '\n'), 3) << views.mOutput;
+    EXPECT_THAT(Run({"broker", "status", "--watch", "0.01", "--count", "1"}).mOutput,
+                HasSubstr("broker memory"));
+    EXPECT_EQ(Run({"broker", "status", "--count", "1"}).mExitCode, 2);
+}
+
+TEST_F(Looking, ARestartReplacesTheBrokerAndKeepsWhoIsConnected) {
+    EXPECT_EQ(Run({"broker", "restart"}).mExitCode, 4);
+    ChildProcess host(Command({"subscribe", "t.news", "--as", "HOST", "--as-version", "3"}));
+    ASSERT_TRUE(host.AwaitErrors("listening"));
+    const int before = mBus.BrokerId().value_or(-1);
+    const auto restart = Run({"broker", "restart", "--json", "--timeout", "60"});
+    ASSERT_EQ(restart.mExitCode, 0) << restart.mErrors;
+    const auto told = boost::json::parse(restart.mOutput).as_object();
+    EXPECT_EQ(told.at("before"), before);
+    EXPECT_EQ(told.at("after"), mBus.BrokerId().value_or(-1));
+    EXPECT_NE(told.at("after"), before);
+    EXPECT_EQ(told.at("members"), 1);
+    EXPECT_EQ(told.at("away"), 0);
+    EXPECT_EQ(Run({"send", "t.news", "still here", "--to", "HOST-3"}).mExitCode, 0);
+    EXPECT_TRUE(host.AwaitOutput("still here"));
+}
+
+TEST_F(Looking, ABrokerThatNobodyNeedsEndsAndIsNotAwaited) {
+    ASSERT_EQ(Run({"endpoints"}).mExitCode, 0);
+    ASSERT_TRUE(mBus.BrokerId().has_value());
+    const auto restart = Run({"broker", "restart", "--timeout", "60"});
+    EXPECT_EQ(restart.mExitCode, 0) << restart.mErrors;
+    EXPECT_THAT(restart.mOutput, HasSubstr("nobody is connected"));
 }
 
 }  // namespace tool_test

@@ -1,13 +1,21 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cmath>
+#include <csignal>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
+#include <system_error>
 
+#include <unistd.h>
+
+#include "BrokerStatusText.h"
 #include "ConnectionOptions.h"
 #include "Failure.h"
+#include "Interruption.h"
 #include "Output.h"
 #include "PayloadText.h"
 #include "PlexaMessage5/BrokerStatus.h"
@@ -15,7 +23,7 @@
 
 namespace orvane::plexa::tool {
 
-using nuocore::UTF8String;
+using nuocore::serialization::AddToObject;
 using nuocore::serialization::VariantArray;
 using nuocore::serialization::VariantObject;
 using nuocore::serialization::VariantValue;
@@ -25,102 +33,208 @@ namespace {
 struct StatusOptions {
     bool mIsJSON = false;
     std::optional<double> mTimeout = 5;
+    std::optional<double> mWatch;  // seconds between views
+    int mCount = 0;                // of views; 0: until interrupted
 };
 
-// The broker may be older or newer than this tool: every fact may be missing.
-std::string Fact(const VariantObject& inFacts, const char* inKey) {
-    const auto found = inFacts.find(inKey);
-    if (found == inFacts.end() || !found->second) return "-";
-    const auto* const text = boost::any_cast<UTF8String>(found->second.get());
-    return text != nullptr ? PlainLine(*text) : JSONLine(*found->second);
-}
+struct RestartOptions {
+    bool mIsJSON = false;
+    std::optional<double> mTimeout = 10;
+};
 
-VariantObject Group(const VariantObject& inFacts, const char* inKey) {
-    const auto found = inFacts.find(inKey);
-    const auto* const group =
-        found == inFacts.end() ? nullptr : boost::any_cast<VariantObject>(found->second.get());
-    return group != nullptr ? *group : VariantObject();
-}
+// How often to look whether another broker has taken over.
+constexpr double kLookSeconds = 0.02;
 
-void PrintMembers(const VariantObject& inStatus, Output& ioOutput) {
-    const auto found = inStatus.find("members");
-    const auto* const members =
-        found == inStatus.end() ? nullptr : boost::any_cast<VariantArray>(found->second.get());
-    if (members == nullptr || members->empty()) return;
-    ioOutput.Line("");
-    ioOutput.Line(ioOutput.Strong("STATE  RECEIVES  QUEUED BYTES  PID       APP ID"));
-    for (const auto& member : *members) {
-        const auto* const facts = boost::any_cast<VariantObject>(member.get());
-        if (facts == nullptr) continue;
-        std::string line;
-        for (const auto& [key, width] : {std::pair<const char*, std::size_t>{"state", 7},
-                                         {"receives", 10},
-                                         {"queued_bytes", 14},
-                                         {"pid", 10}}) {
-            std::string fact = Fact(*facts, key);
-            fact.resize(std::max(fact.size() + 1, width), ' ');
-            line += fact;
-        }
-        ioOutput.Line(line + Fact(*facts, "app_id"));
-    }
-}
-
-void PrintStatus(const VariantObject& inStatus, Output& ioOutput) {
-    const VariantObject totals = Group(inStatus, "totals");
-    const VariantObject memory = Group(inStatus, "memory");
-    ioOutput.Line(ioOutput.Strong("broker") + "       version " + Fact(inStatus, "version") + ", process " +
-                  Fact(inStatus, "pid") + ", up " + Fact(inStatus, "uptime_s") + " s");
-    ioOutput.Line(ioOutput.Strong("directory") + "    " + Fact(inStatus, "runtime_dir"));
-    ioOutput.Line(ioOutput.Strong("members") + "      " + Fact(inStatus, "members_total") + ", connections " +
-                  Fact(inStatus, "connections"));
-    ioOutput.Line(ioOutput.Strong("carried") + "      " + Fact(totals, "messages") + " messages, " +
-                  Fact(totals, "bytes") + " bytes; dropped " + Fact(totals, "dropped"));
-    ioOutput.Line(ioOutput.Strong("connections") + "  accepted " + Fact(totals, "connections") +
-                  ", refused " + Fact(totals, "refused") + ", faulty " + Fact(totals, "faulty"));
-    ioOutput.Line(ioOutput.Strong("memory") + "       " + Fact(memory, "in_use") + " of " +
-                  Fact(memory, "limit") + " bytes");
-    PrintMembers(inStatus, ioOutput);
-}
-
-void Status(const StatusOptions& inOptions) {
+// Throws `Failure`.
+VariantObject Query(std::optional<double> inTimeout) {
     std::string text;
     const int milliseconds =
-        static_cast<int>(std::min(std::ceil(inOptions.mTimeout.value_or(0) * 1000), 86'400'000.0));
+        static_cast<int>(std::min(std::ceil(inTimeout.value_or(0) * 1000), 86'400'000.0));
     switch (api5::QueryBrokerStatus(milliseconds, text)) {
         case api5::kPlexaMessageErrorCode_None:
         case api5::kPlexaMessageErrorCode_AlreadyDone:
-            break;
+            return ParseObject(text, "the broker's status");
         case api5::kPlexaMessageErrorCode_BrokerProcessDoesNotExist:
             throw Failure(kExitNoBroker, "no broker answers: " + PlainLine(text) +
                                              "; the first application on the bus starts one");
         default:
             throw Failure(kExitFailure, "cannot get the broker's status: " + PlainLine(text));
     }
-    const VariantObject status = ParseObject(text, "the broker's status");
+}
+
+void Show(const StatusOptions& inOptions, Output& ioOutput) {
+    const VariantObject status = Query(inOptions.mTimeout);
+    if (inOptions.mIsJSON) {
+        ioOutput.Line(JSONLine(VariantValue(status)));
+    } else {
+        PrintStatus(status, ioOutput);
+    }
+}
+
+// One view after the other, also while one broker takes over from another.
+void Watch(const StatusOptions& inOptions) {
+    const Interruption interruption;
+    Output output(interruption.Descriptor());
+    const bool redraws = !inOptions.mIsJSON && ::isatty(STDOUT_FILENO) != 0;
+    for (int views = 0; !interruption.HasCome();) {
+        if (redraws) {
+            output.Write("\033[H\033[2J");
+        } else if (!inOptions.mIsJSON && views != 0) {
+            output.Line("");
+        }
+        try {
+            Show(inOptions, output);
+        } catch (const Failure& failure) {
+            if (failure.Code() != kExitNoBroker || inOptions.mIsJSON) throw;
+            output.Line(failure.what());
+        }
+        if (++views == inOptions.mCount) return;
+        (void)interruption.Await(-1, After(inOptions.mWatch));
+    }
+}
+
+void Status(const StatusOptions& inOptions) {
+    if (inOptions.mWatch) {
+        Watch(inOptions);
+    } else {
+        Output output;
+        Show(inOptions, output);
+    }
+}
+
+std::int64_t NumberOf(const VariantObject& inStatus, const char* inKey) {
+    const auto found = inStatus.find(inKey);
+    const auto* const number =
+        found == inStatus.end() ? nullptr : boost::any_cast<std::int64_t>(found->second.get());
+    if (number == nullptr) {
+        throw Failure(kExitFailure, std::string("the broker's status has no \"") + inKey + "\"");
+    }
+    return *number;
+}
+
+std::int64_t CountAway(const VariantObject& inStatus) {
+    const auto found = inStatus.find("members");
+    const auto* const members =
+        found == inStatus.end() ? nullptr : boost::any_cast<VariantArray>(found->second.get());
+    if (members == nullptr) return 0;
+    return std::count_if(members->begin(), members->end(), [](const auto& inMember) {
+        const auto* const member = boost::any_cast<VariantObject>(inMember.get());
+        const auto state = member == nullptr ? VariantObject::const_iterator() : member->find("state");
+        if (member == nullptr || state == member->end()) return false;
+        const auto* const text = boost::any_cast<nuocore::UTF8String>(state->second.get());
+        return text != nullptr && *text == "away";
+    });
+}
+
+void Stop(std::int64_t inProcess) {
+    if (inProcess <= 1 || ::kill(static_cast<pid_t>(inProcess), SIGTERM) != 0) {
+        const int error = inProcess <= 1 ? EINVAL : errno;
+        throw Failure(kExitFailure, "cannot end the broker, process " + std::to_string(inProcess) + ": " +
+                                        std::generic_category().message(error));
+    }
+}
+
+// What a new broker tells of itself once everybody is back; nothing when none has come. A broker is started
+// by those who were connected.
+std::optional<VariantObject> AwaitSuccessor(std::int64_t inOld, bool inIsWanted,
+                                            const Interruption& inInterruption, Deadline inDeadline) {
+    std::optional<VariantObject> status;
+    while (!inInterruption.HasCome() && Clock::now() < inDeadline) {
+        try {
+            VariantObject current = Query(1);
+            if (NumberOf(current, "pid") != inOld) {
+                status = std::move(current);
+                if (CountAway(*status) == 0) break;
+            }
+        } catch (const Failure& failure) {
+            if (failure.Code() == kExitNoBroker && !inIsWanted) break;
+        }
+        (void)inInterruption.Await(-1, After(kLookSeconds));
+    }
+    return status;
+}
+
+void Restart(const RestartOptions& inOptions) {
+    const Interruption interruption;
+    const Deadline deadline = After(inOptions.mTimeout);
+    const VariantObject before = Query(inOptions.mTimeout);
+    const std::int64_t process = NumberOf(before, "pid");
+    const bool isWanted = NumberOf(before, "members_total") != 0;
+    const Clock::time_point began = Clock::now();
+    Stop(process);
+    const auto after = AwaitSuccessor(process, isWanted, interruption, deadline);
+    const double seconds = std::chrono::duration<double>(Clock::now() - began).count();
+    if (!after && isWanted) {
+        throw Failure(kExitTimeout, "process " + std::to_string(process) +
+                                        " was told to end, and no other broker has come in time");
+    }
     Output output;
     if (inOptions.mIsJSON) {
-        output.Line(JSONLine(VariantValue(status)));
+        VariantValue result = VariantObject();
+        AddToObject(result, "before", process, false);
+        AddToObject(result, "seconds", seconds, false);
+        if (after) {
+            AddToObject(result, "after", NumberOf(*after, "pid"), false);
+            AddToObject(result, "members", NumberOf(*after, "members_total"), false);
+            AddToObject(result, "away", CountAway(*after), false);
+        }
+        output.Line(JSONLine(result));
+    } else if (!after) {
+        output.Line("process " + std::to_string(process) +
+                    " has ended; nobody is connected, so the next application starts a broker");
     } else {
-        PrintStatus(status, output);
+        output.Line("process " + std::to_string(process) + " was replaced by " +
+                    std::to_string(NumberOf(*after, "pid")) + " within " +
+                    std::to_string(std::lround(seconds * 1000)) + " ms; members " +
+                    std::to_string(NumberOf(*after, "members_total")) + ", not back yet " +
+                    std::to_string(CountAway(*after)));
     }
+}
+
+void AddStatus(CLI::App& ioBroker) {
+    CLI::App* const verb =
+        ioBroker.add_subcommand("status", "Show what the broker does and who is connected; starts no broker");
+    const auto options = std::make_shared<StatusOptions>();
+    verb->add_flag("--json", options->mIsJSON, "Print one JSON object");
+    AddSeconds(*verb, "--timeout", options->mTimeout, "Wait this long for the broker's answer (default: 5)");
+    CLI::Option* const watch = AddSeconds(*verb, "--watch", options->mWatch,
+                                          "Show it anew, so many seconds apart, until interrupted");
+    verb->add_option("--count", options->mCount, "End after so many views")
+        ->needs(watch)
+        ->check(CLI::Range(1, 1'000'000));
+    verb->callback([options] { Status(*options); });
+    verb->footer(
+        "Examples:\n"
+        "  plexa broker status\n"
+        "  plexa broker status --json\n"
+        "  plexa broker status --watch 1\n\n"
+        "Exit codes: 0 shown, 1 the broker's answer can't be had, 2 wrong command line, 4 no broker.");
+}
+
+void AddRestart(CLI::App& ioBroker) {
+    CLI::App* const verb = ioBroker.add_subcommand(
+        "restart",
+        "Replace the broker, by a newly installed one for instance; nothing that was sent is lost");
+    const auto options = std::make_shared<RestartOptions>();
+    verb->add_flag("--json", options->mIsJSON, "Print one JSON object");
+    AddSeconds(*verb, "--timeout", options->mTimeout,
+               "Wait this long for the new broker and for everybody to be back (default: 10)");
+    verb->callback([options] { Restart(*options); });
+    verb->footer(
+        "The applications that are connected start the new broker themselves and go on where they were.\n\n"
+        "Examples:\n"
+        "  plexa broker restart\n\n"
+        "Exit codes: 0 replaced, or ended with nobody connected; 1 it could not be ended; 2 wrong command\n"
+        "line; 3 no new broker in time; 4 no broker.");
 }
 
 }  // namespace
 
 void AddBrokerVerb(CLI::App& ioApp) {
-    CLI::App* const broker = ioApp.add_subcommand("broker", "Look at the broker");
+    CLI::App* const broker = ioApp.add_subcommand("broker", "Look at the broker, or replace it");
     broker->require_subcommand(1);
-    CLI::App* const verb =
-        broker->add_subcommand("status", "Show what the broker does and who is connected; starts no broker");
-    const auto options = std::make_shared<StatusOptions>();
-    verb->add_flag("--json", options->mIsJSON, "Print one JSON object");
-    AddSeconds(*verb, "--timeout", options->mTimeout, "Wait this long for the broker's answer (default: 5)");
-    verb->callback([options] { Status(*options); });
-    verb->footer(
-        "Examples:\n"
-        "  plexa broker status\n"
-        "  plexa broker status --json\n\n"
-        "Exit codes: 0 shown, 1 the broker's answer can't be had, 2 wrong command line, 4 no broker.");
+    AddStatus(*broker);
+    AddRestart(*broker);
 }
 
 }  // namespace orvane::plexa::tool
