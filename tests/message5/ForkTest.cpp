@@ -17,6 +17,8 @@ namespace {
 
 constexpr int kMessages = 2000;
 
+std::atomic<bool> isCopy{false};
+
 /// The exit code of a copy; -1 when it hangs or crashes.
 int CodeOf(pid_t inCopy) {
     int status = 0;
@@ -37,6 +39,14 @@ class Forks : public testing::Test {
 };
 
 }  // namespace
+
+#ifdef __SANITIZE_ADDRESS__
+// In a copy whose first thread is not there, all that this thread held counts as lost.
+extern "C" __attribute__((visibility("default"))) int
+__lsan_is_turned_off() {  // NOLINT: the sanitizer's name
+    return isCopy ? 1 : 0;
+}
+#endif
 
 TEST_F(Forks, ACopyHasNoInstanceAndLeavesTheConnectionAlone) {
     Member member;
@@ -59,6 +69,7 @@ TEST_F(Forks, ACopyThatReturnsFromItsCallTakesNoMessages) {
     Member member([&](const std::string& inText) {
         if (inText == "fork") {
             copy = ::fork();
+            isCopy = copy == 0;
         } else {
             ++counted;
         }
