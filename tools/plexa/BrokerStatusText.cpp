@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "BrokerFacts.h"
 #include "Output.h"
 #include "PayloadText.h"
 
@@ -23,15 +24,8 @@ std::string Fact(const VariantObject& inFacts, const char* inKey) {
 }
 
 VariantObject Group(const VariantObject& inFacts, const char* inKey) {
-    const auto found = inFacts.find(inKey);
-    const auto* const group =
-        found == inFacts.end() ? nullptr : boost::any_cast<VariantObject>(found->second.get());
+    const auto* const group = FindFact<VariantObject>(inFacts, inKey);
     return group != nullptr ? *group : VariantObject();
-}
-
-const VariantArray* List(const VariantObject& inFacts, const char* inKey) {
-    const auto found = inFacts.find(inKey);
-    return found == inFacts.end() ? nullptr : boost::any_cast<VariantArray>(found->second.get());
 }
 
 // A text and blanks behind it, up to a width.
@@ -42,7 +36,7 @@ std::string Padded(std::string inText, std::size_t inWidth) {
 
 // What a member has sent and its receivers have not finished with.
 void PrintLanes(const VariantObject& inMember, Output& ioOutput) {
-    const VariantArray* const lanes = List(inMember, "lanes");
+    const VariantArray* const lanes = FindFact<VariantArray>(inMember, "lanes");
     if (lanes == nullptr) return;
     for (const auto& lane : *lanes) {
         const auto* const facts = boost::any_cast<VariantObject>(lane.get());
@@ -54,7 +48,7 @@ void PrintLanes(const VariantObject& inMember, Output& ioOutput) {
 }
 
 void PrintMembers(const VariantObject& inStatus, Output& ioOutput) {
-    const VariantArray* const members = List(inStatus, "members");
+    const VariantArray* const members = FindFact<VariantArray>(inStatus, "members");
     if (members == nullptr || members->empty()) return;
     ioOutput.Line("");
     ioOutput.Line(ioOutput.Strong("STATE  RECEIVES  QUEUED BYTES  PID       APP ID"));

@@ -12,6 +12,7 @@
 
 #include <unistd.h>
 
+#include "BrokerFacts.h"
 #include "BrokerStatusText.h"
 #include "ConnectionOptions.h"
 #include "Failure.h"
@@ -103,9 +104,7 @@ void Status(const StatusOptions& inOptions) {
 }
 
 std::int64_t NumberOf(const VariantObject& inStatus, const char* inKey) {
-    const auto found = inStatus.find(inKey);
-    const auto* const number =
-        found == inStatus.end() ? nullptr : boost::any_cast<std::int64_t>(found->second.get());
+    const auto* const number = FindFact<std::int64_t>(inStatus, inKey);
     if (number == nullptr) {
         throw Failure(kExitFailure, std::string("the broker's status has no \"") + inKey + "\"");
     }
@@ -113,15 +112,12 @@ std::int64_t NumberOf(const VariantObject& inStatus, const char* inKey) {
 }
 
 std::int64_t CountAway(const VariantObject& inStatus) {
-    const auto found = inStatus.find("members");
-    const auto* const members =
-        found == inStatus.end() ? nullptr : boost::any_cast<VariantArray>(found->second.get());
+    const auto* const members = FindFact<VariantArray>(inStatus, "members");
     if (members == nullptr) return 0;
     return std::count_if(members->begin(), members->end(), [](const auto& inMember) {
         const auto* const member = boost::any_cast<VariantObject>(inMember.get());
-        const auto state = member == nullptr ? VariantObject::const_iterator() : member->find("state");
-        if (member == nullptr || state == member->end()) return false;
-        const auto* const text = boost::any_cast<nuocore::UTF8String>(state->second.get());
+        const auto* const text =
+            member == nullptr ? nullptr : FindFact<nuocore::UTF8String>(*member, "state");
         return text != nullptr && *text == "away";
     });
 }

@@ -107,6 +107,8 @@ class Session : public std::enable_shared_from_this<Session> {
     bool Deliver(Lock& ioLock);
     void DeliverRefresh(Lock& ioLock);
     void TraceFailures(Lock& ioLock);
+    /// Traces a line without the lock.
+    static void Tell(Lock& ioLock, std::string_view inLine);
     void DeliverFailures(Lock& ioLock);
     void DeliverLocal(Lock& ioLock);
     void DeliverInbound(Lock& ioLock);

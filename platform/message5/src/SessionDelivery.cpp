@@ -121,15 +121,19 @@ void Session::DeliverRefresh(Lock& ioLock) {
     ioLock.lock();
 }
 
+void Session::Tell(Lock& ioLock, std::string_view inLine) {
+    ioLock.unlock();
+    TraceTrouble(inLine);
+    ioLock.lock();
+}
+
 void Session::TraceFailures(Lock& ioLock) {
     const TimePoint now = Clock::now();
     while (mFailuresTraced < mFailures.size()) {
         const auto line = mFailureTrace.Line(mFailures[mFailuresTraced], now);
         ++mFailuresTraced;
         if (line) {
-            ioLock.unlock();
-            TraceTrouble(*line);
-            ioLock.lock();
+            Tell(ioLock, *line);
         }
     }
     while (!mListening && mFailures.size() > kMostUnheard) {
@@ -138,9 +142,7 @@ void Session::TraceFailures(Lock& ioLock) {
         mFailuresTraced = std::min(mFailuresTraced, mFailures.size());
     }
     if (const std::uint64_t dropped = std::exchange(mFailuresDropped, 0); dropped != 0) {
-        ioLock.unlock();
-        TraceTrouble(std::to_string(dropped) + " failed messages were not told of: too many at once");
-        ioLock.lock();
+        Tell(ioLock, std::to_string(dropped) + " failed messages were not told of: too many at once");
     }
 }
 

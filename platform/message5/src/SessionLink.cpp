@@ -30,11 +30,7 @@ constexpr Duration kCourtesy = std::chrono::seconds(1);
 void Session::RunLink() {
     Lock lock(mMutex);
     if (!mComplaints.empty()) {
-        Survive(lock, [&] {
-            lock.unlock();
-            TraceTrouble(mComplaints);
-            lock.lock();
-        });
+        Survive(lock, [&] { Tell(lock, mComplaints); });
     }
     while (!mEnded) {
         Survive(lock, [&] { LinkRound(lock, Clock::now()); });
@@ -227,15 +223,11 @@ void Session::TraceLastFailures(Lock& ioLock) {
         mFailuresTraced -= traced ? 1 : 0;
         mFailures.pop_front();
         if (line) {
-            ioLock.unlock();
-            TraceTrouble(*line);
-            ioLock.lock();
+            Tell(ioLock, *line);
         }
     }
     if (const auto line = mFailureTrace.LastLine()) {
-        ioLock.unlock();
-        TraceTrouble(*line);
-        ioLock.lock();
+        Tell(ioLock, *line);
     }
 }
 
