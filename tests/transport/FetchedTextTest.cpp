@@ -10,6 +10,7 @@
 #include "doubles/PlexaMessage5Double.h"
 #include "transport/Envelopes.h"
 #include "transport/PlexaInterface.h"
+#include "transport/Received.h"
 
 namespace nuoplexasupport {
 namespace {
@@ -20,20 +21,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-std::vector<std::string>& Received() {
-    static std::vector<std::string> sReceived;
-    return sReceived;
-}
-
-void Receive(const std::string& inType, const std::string& inPayload, const std::string& inError,
-             const std::string& inAppId) {
-    Received().push_back(inType + "|" + inPayload + "|" + inError + "|" + inAppId);
-}
-
 class FetchedText : public testing::Test {
   protected:
     FetchedText() {
-        mTransport.Initialize("QRTX", "1.0", &Receive);
+        mTransport.Initialize("QRTX", "1.0", &NoteReceived);
         mDouble.mEndPoints = {api::EndPoint("PEER-1", 1, 20)};
         mDouble.Refresh();
         mDouble.ClearCalls();

@@ -12,6 +12,7 @@
 #include "doubles/PlexaMessage5Double.h"
 #include "transport/Envelopes.h"
 #include "transport/PlexaInterface.h"
+#include "transport/Received.h"
 
 namespace nuoplexasupport {
 namespace {
@@ -24,14 +25,9 @@ using doubles::Message5Double;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::string>& Received() {
-    static std::vector<std::string> sReceived;
-    return sReceived;
-}
-
 void Receive(const std::string& inType, const std::string& inPayload, const std::string& inError,
              const std::string& inAppId) {
-    Received().push_back(inType + "|" + inPayload + "|" + inError + "|" + inAppId);
+    NoteReceived(inType, inPayload, inError, inAppId);
     if (inPayload == "throw") {
         throw std::runtime_error("from the callback");
     }
