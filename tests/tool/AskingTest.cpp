@@ -85,11 +85,12 @@ TEST_F(Asking, AnInterruptionEndsAnAnswererInGoodOrder) {
 }
 
 TEST_F(Asking, AnInterruptionEndsTheWaitForAnAnswer) {
-    ChildProcess asker(Command({"request", "t.nobody", "--response", "t.told", "--as", "ASKER"}));
-    // The asker is on the bus once the list names it.
-    while (Run({"endpoints"}).mOutput.find("ASKER-") == std::string::npos) {
-        ASSERT_EQ(asker.Wait(std::chrono::milliseconds(1)), std::nullopt) << asker.Errors();
-    }
+    ChildProcess hearer(Command({"subscribe", "t.nobody", "--as", "HEARER"}));
+    ASSERT_TRUE(hearer.AwaitErrors("listening"));
+    ChildProcess asker(
+        Command({"request", "t.nobody", "--response", "t.told", "--as", "ASKER", "question=why"}));
+    // The asker waits for its answer once its question is out.
+    ASSERT_TRUE(hearer.AwaitOutput("why")) << asker.Errors();
     asker.Signal(SIGINT);
     EXPECT_EQ(asker.Wait(), 3);
 }
