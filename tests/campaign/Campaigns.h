@@ -1,0 +1,11 @@
+/// The campaigns: each drives real processes through something that goes wrong, checks that the promise held,
+/// prints what it saw, and returns the exit code: 0 when all went as it should.
+#pragma once
+
+#include <span>
+
+#include "support/Arguments.h"
+
+namespace campaign {
+
+}  // namespace campaign
