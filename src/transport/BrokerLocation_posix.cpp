@@ -9,7 +9,7 @@
 
 #include "nuocore/StringConversion.h"
 #include "transport/BrokerLocation.h"
-#include "transport/ConfigurationFolders.h"
+#include "xdg/ConfigurationFolders.h"
 
 namespace nuoplexasupport {
 
@@ -22,8 +22,8 @@ std::string Environment(const char* inName) {
 }
 
 std::vector<std::string> KeyFiles() {
-    std::vector<std::string> files = ConfigurationFolders(Environment("XDG_CONFIG_HOME"), Environment("HOME"),
-                                                          Environment("XDG_CONFIG_DIRS"));
+    std::vector<std::string> files = orvane::plexa::xdg::ConfigurationFolders(
+        Environment("XDG_CONFIG_HOME"), Environment("HOME"), Environment("XDG_CONFIG_DIRS"));
     for (std::string& file : files) {
         file.append("/orvane/plexa/5.0");
     }

@@ -41,13 +41,5 @@ TEST(Setting, TellsWhatItMayBe) {
     EXPECT_EQ(wire::Expected(kCount), "a number from 1 to 1500");
 }
 
-TEST(ConfigurationFolders, AreTheUsersThenTheSystemsAndRelativeOnesArePassedOver) {
-    using Folders = std::vector<std::string>;
-    EXPECT_EQ(wire::ConfigurationFolders("/c", "/h", "/a:b:/d"), (Folders{"/c", "/a", "/d"}));
-    EXPECT_EQ(wire::ConfigurationFolders("", "/h", ""), (Folders{"/h/.config", "/etc/xdg"}));
-    EXPECT_EQ(wire::ConfigurationFolders("c", "/h", "::"), Folders{});
-    EXPECT_EQ(wire::ConfigurationFolders("", "", "/a"), (Folders{"/.config", "/a"}));
-}
-
 }  // namespace
 }  // namespace orvane::plexa::test

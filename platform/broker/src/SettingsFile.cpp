@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "Settings.h"
+#include "xdg/ConfigurationFolders.h"
 
 namespace orvane::plexa::broker {
 
@@ -35,8 +36,8 @@ std::optional<ConfigurationFile> ReadConfigurationFile(const std::string& inPath
                                                        const EnvironmentLookup& inLookup) {
     if (!inPath.empty()) return Read(inPath);
     for (const std::string& folder :
-         wire::ConfigurationFolders(inLookup("XDG_CONFIG_HOME").value_or(""), inLookup("HOME").value_or(""),
-                                    inLookup("XDG_CONFIG_DIRS").value_or(""))) {
+         xdg::ConfigurationFolders(inLookup("XDG_CONFIG_HOME").value_or(""), inLookup("HOME").value_or(""),
+                                   inLookup("XDG_CONFIG_DIRS").value_or(""))) {
         const std::string path = folder + kConfigurationName;
         std::error_code error;
         if (std::filesystem::exists(path, error)) return Read(path);

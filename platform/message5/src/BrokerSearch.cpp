@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "nuocore/StringConversion.h"
-#include "wire/Setting.h"
+#include "xdg/ConfigurationFolders.h"
 
 namespace orvane::plexa::message5 {
 
@@ -19,9 +19,9 @@ constexpr std::string_view kKeyName = "OrvaneIPCBroker=";
 constexpr std::size_t kStoredPathLimit = 130;
 
 std::vector<std::string> ConfigurationFolders(const IBrokerSearchSystem& inSystem) {
-    return wire::ConfigurationFolders(inSystem.Environment("XDG_CONFIG_HOME").value_or(""),
-                                      inSystem.Environment("HOME").value_or(""),
-                                      inSystem.Environment("XDG_CONFIG_DIRS").value_or(""));
+    return xdg::ConfigurationFolders(inSystem.Environment("XDG_CONFIG_HOME").value_or(""),
+                                     inSystem.Environment("HOME").value_or(""),
+                                     inSystem.Environment("XDG_CONFIG_DIRS").value_or(""));
 }
 
 std::optional<std::string> StoredPath(std::string_view inKeyFile) {

@@ -65,23 +65,4 @@ std::string Expected(const SettingRange& inRange) {
            Written(inRange.most, inRange.kind);
 }
 
-std::vector<std::string> ConfigurationFolders(std::string_view inConfigHome, std::string_view inHome,
-                                              std::string_view inConfigDirs) {
-    std::string all(inConfigHome);
-    if (all.empty()) {
-        all.append(inHome).append("/.config");
-    }
-    all.append(":").append(inConfigDirs.empty() ? "/etc/xdg" : inConfigDirs);
-
-    std::vector<std::string> folders;
-    for (std::string_view rest = all; !rest.empty();) {
-        const std::string_view folder = rest.substr(0, rest.find(':'));
-        rest.remove_prefix(std::min(rest.size(), folder.size() + 1));
-        if (folder.starts_with('/')) {
-            folders.emplace_back(folder);
-        }
-    }
-    return folders;
-}
-
 }  // namespace orvane::plexa::wire

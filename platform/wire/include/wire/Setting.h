@@ -1,11 +1,10 @@
-/// The values of settings, as users write them, and where they are written. No I/O. Any thread.
+/// The values of settings, as users write them. No I/O. Any thread.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace orvane::plexa::wire {
 
@@ -23,11 +22,5 @@ std::optional<std::uint64_t> ParseSetting(std::string_view inText, const Setting
 
 /// What ParseSetting takes, such as "a size from 64K to 1G".
 std::string Expected(const SettingRange& inRange);
-
-/// The folders of configuration files, the user's own first: inConfigHome, or ".config" below inHome if that
-/// is empty; then those of inConfigDirs, separated by colons, or "/etc/xdg" if that is empty. Relative ones
-/// are passed over.
-std::vector<std::string> ConfigurationFolders(std::string_view inConfigHome, std::string_view inHome,
-                                              std::string_view inConfigDirs);
 
 }  // namespace orvane::plexa::wire

@@ -1,12 +1,19 @@
-#include "transport/ConfigurationFolders.h"
+/// Where configuration files are looked for on systems that follow the XDG base directories. The library, the
+/// message library and the broker look in the same places and share no library of their own.
+#pragma once
 
 #include <algorithm>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
-namespace nuoplexasupport {
+namespace orvane::plexa::xdg {
 
-std::vector<std::string> ConfigurationFolders(std::string_view inConfigHome, std::string_view inHome,
-                                              std::string_view inConfigDirs) {
+/// The configuration directories, the user's first. Takes the values of XDG_CONFIG_HOME, HOME and
+/// XDG_CONFIG_DIRS; an empty one counts as not set. Relative directories are ignored. No I/O. Any thread.
+inline std::vector<std::string> ConfigurationFolders(std::string_view inConfigHome, std::string_view inHome,
+                                                     std::string_view inConfigDirs) {
     std::vector<std::string> folders;
     const auto add = [&](std::string inFolder) {
         if (inFolder.starts_with('/')) {
@@ -28,4 +35,4 @@ std::vector<std::string> ConfigurationFolders(std::string_view inConfigHome, std
     return folders;
 }
 
-}  // namespace nuoplexasupport
+}  // namespace orvane::plexa::xdg

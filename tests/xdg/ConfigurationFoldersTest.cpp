@@ -1,9 +1,9 @@
-#include "transport/ConfigurationFolders.h"
+#include "xdg/ConfigurationFolders.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace nuoplexasupport {
+namespace orvane::plexa::xdg {
 namespace {
 
 using testing::ElementsAre;
@@ -34,4 +34,4 @@ TEST(ConfigurationFolders, OfTheUserIsOneWhateverItsName) {
 }
 
 }  // namespace
-}  // namespace nuoplexasupport
+}  // namespace orvane::plexa::xdg
