@@ -40,12 +40,11 @@ std::optional<std::string> StoredPath(std::string_view inKeyFile) {
 }  // namespace
 
 std::optional<std::string> FindBroker(const IBrokerSearchSystem& inSystem) {
-    const auto existing = [&](std::string inPath) {
-        return inPath.starts_with('/') && inSystem.Exists(inPath) ? std::optional(std::move(inPath))
-                                                                  : std::nullopt;
+    const auto existing = [&](const std::string& inPath) {
+        return inPath.starts_with('/') && inSystem.Exists(inPath) ? std::optional(inPath) : std::nullopt;
     };
-    if (auto path = inSystem.Environment("PLEXA_BROKER"); path && !path->empty()) {
-        return existing(std::move(*path));
+    if (const auto path = inSystem.Environment("PLEXA_BROKER"); path && !path->empty()) {
+        return existing(*path);
     }
     for (const char* variable : {"CommonProgramFiles(x86)", "CommonProgramFiles"}) {
         std::string base = inSystem.Environment(variable).value_or(inSystem.FallbackBase());
@@ -55,8 +54,8 @@ std::optional<std::string> FindBroker(const IBrokerSearchSystem& inSystem) {
     }
     for (const std::string& folder : ConfigurationFolders(inSystem)) {
         if (const auto text = inSystem.ReadFile(folder + std::string(kKeyFile))) {
-            auto stored = StoredPath(*text);
-            return stored && stored->ends_with(kFileName) ? existing(std::move(*stored)) : std::nullopt;
+            const auto stored = StoredPath(*text);
+            return stored && stored->ends_with(kFileName) ? existing(*stored) : std::nullopt;
         }
     }
     return std::nullopt;
