@@ -72,7 +72,7 @@ class PosixSearch final : public IBrokerSearchSystem {
 
     bool QueryBrokerPath(char16_t* outBuffer, std::size_t inBufferBytes) override {
         constexpr std::string_view kName = "OrvaneIPCBroker=";
-        constexpr std::size_t kMaxKeyFileBytes = 64 * 1024;
+        constexpr std::size_t kMaxKeyFileBytes = std::size_t{64} * 1024;
         std::string text(kMaxKeyFileBytes, '\0');
         mKey.read(text.data(), static_cast<std::streamsize>(text.size()));
         std::string_view rest(text.data(), static_cast<std::size_t>(mKey.gcount()));

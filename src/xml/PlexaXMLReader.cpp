@@ -17,7 +17,7 @@ boost::shared_ptr<VariantValue> ParsePlexaXMLPayload(const UTF8String& inXML,
     const std::int32_t joined = inApartment.mInitialize(nullptr, kMultithreaded);
 
     auto handler = std::make_unique<PlexaMessageXMLParseHandler>();
-    const boost::shared_ptr<VariantValue> result = handler->GetResult();
+    boost::shared_ptr<VariantValue> result = handler->GetResult();
     const auto parser = nuocore::xml::GetParser(std::move(handler));
     // A document that can't be parsed leaves the thread in the apartment: the join isn't undone on that way.
     parser->Parse(inXML);

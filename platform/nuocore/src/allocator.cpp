@@ -12,8 +12,8 @@ namespace {
 // keeps some of them, by size, so that the next payload is made of the same memory. How much it keeps is
 // bounded.
 constexpr std::size_t kGranule = 16;
-constexpr std::size_t kSizes = 16;                 // blocks of up to 256 bytes
-constexpr std::size_t kMaxKeptBytes = 512 * 1024;  // of one thread
+constexpr std::size_t kSizes = 16;                              // blocks of up to 256 bytes
+constexpr std::size_t kMaxKeptBytes = std::size_t{512} * 1024;  // of one thread
 
 struct FreeBlock {
     FreeBlock* mNext;
