@@ -69,9 +69,10 @@ boost::shared_ptr<VariantValue> AttributesValue(const nuocore::xml::AttributeMap
     }
     VariantObject object;
     for (const auto& [name, value] : inAttributes) {
-        // In ascending order, so the next one mostly goes to the end.
-        object.emplace_hint(object.end(), nuocore::string::UTF16to8(name),
-                            MakeValue(nuocore::string::UTF16to8(value)));
+        // In ascending order, so the next one mostly goes to the end. Of names that are one in UTF-8 the last
+        // counts.
+        object.insert_or_assign(object.end(), nuocore::string::UTF16to8(name),
+                                MakeValue(nuocore::string::UTF16to8(value)));
     }
     return MakeValue(std::move(object));
 }
@@ -95,10 +96,9 @@ void PlexaMessageXMLParseHandler::EndDocument() { ExpectNothingOpen(kEndDocument
 void PlexaMessageXMLParseHandler::Characters(const UTF16String& inText) {
     const std::u16string_view text = UpToNul(inText);
     // Indentation between elements must never become content.
-    if (std::all_of(text.begin(), text.end(), IsWhiteSpace)) {
-        return;
+    if (!std::all_of(text.begin(), text.end(), IsWhiteSpace)) {
+        mLatestCharacters.AppendUTF16(inText);
     }
-    mLatestCharacters.AppendUTF16(text);
 }
 
 void PlexaMessageXMLParseHandler::PushTag(const UTF16String& inName,

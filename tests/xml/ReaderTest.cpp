@@ -6,6 +6,7 @@
 
 #include "doubles/NuocoreWatch.h"
 #include "nuocore/JSON.h"
+#include "nuocore/Variant.h"
 #include "nuocore/XML.h"
 #include "xml/ComApartment.h"
 #include "xml/PlexaMessageXMLParseHandler.h"
@@ -15,6 +16,7 @@ namespace nuoplexasupport {
 namespace {
 
 using doubles::AssertionWatch;
+using nuocore::serialization::ExtractPropertyFromObject;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -150,10 +152,11 @@ TEST_F(Reader, AnInstallEventIsReadAsStringsOnly) {
     EXPECT_EQ(
         Read(
             "<message><command>module-install</command><event-type>progress</event-type>"
-            "<cancellable>true</cancellable><progress-data><progress-value>55</progress-value></progress-data>"
+            "<product-sapcode>QRTX</product-sapcode><product-vardo-version>20.0</product-vardo-version>"
+            "<module-id>KQ7L</module-id><cancellable>true</cancellable><progress-data><progress-value>55</progress-value></progress-data>"
             "</message>"),
-        R"({"cancellable":"true","command":"module-install","event-type":"progress",)"
-        R"("progress-data":{"progress-value":"55"}})");
+        R"({"cancellable":"true","command":"module-install","event-type":"progress","module-id":"KQ7L",)"
+        R"("product-sapcode":"QRTX","product-vardo-version":"20.0","progress-data":{"progress-value":"55"}})");
     EXPECT_THAT(mAssertions.Records(), IsEmpty());
 }
 
@@ -186,18 +189,23 @@ TEST_F(Reader, HostileDocumentsAreRefused) {
     EXPECT_THROW(ParsePlexaXMLPayload(bomb), nuocore::xml::XMLError);
 }
 
-TEST_F(Reader, CharactersAreScannedUpToTheirNul) {
-    PlexaMessageXMLParseHandler handler;
-    handler.StartElement(u"message", {});
-    handler.StartElement(u"a", {});
-    handler.Characters(UTF16String(u"one\0two", 7));
-    handler.Characters(UTF16String(u"\0two", 4));
-    handler.Characters(u"");
-    handler.Characters(u"  \t\n\v\f\r");
-    handler.Characters(u"three");
-    handler.EndElement(u"a");
-    handler.EndElement(u"message");
-    EXPECT_EQ(nuocore::serialization::GetJSONUTF8String(*handler.GetResult(), false), R"({"a":"onethree"})");
+TEST_F(Reader, AnEmptyElementReadsAsTheEmptyTextHoweverItIsWritten) {
+    EXPECT_EQ(Read("<message><a></a><b/></message>"), R"({"a":"","b":""})");
+    EXPECT_THAT(mAssertions.Records(), IsEmpty());
+}
+
+TEST_F(Reader, TheDictionaryHoldsNothingButObjectsAndUTF8Strings) {
+    const auto value = ParsePlexaXMLPayload("<message v='1'><a>true</a><b x='5'><c/></b></message>");
+    const auto& object = boost::any_cast<const VariantObject&>(*value);
+    EXPECT_EQ(ExtractPropertyFromObject<UTF8String>(object, "a"), "true");
+    const auto& inner = ExtractPropertyFromObject<VariantObject>(object, "b");
+    EXPECT_EQ(ExtractPropertyFromObject<UTF8String>(inner, "c"), "");
+    const auto& attributes = ExtractPropertyFromObject<VariantObject>(inner, "__attributes__");
+    EXPECT_EQ(ExtractPropertyFromObject<UTF8String>(attributes, "x"), "5");
+}
+
+TEST_F(Reader, TheDictionaryBelongsToTheCallerAlone) {
+    EXPECT_EQ(ParsePlexaXMLPayload("<message><a x='1'><b/></a></message>").use_count(), 1);
 }
 
 TEST_F(Reader, AttributesComeInTheOrderOfTheirNames) {
