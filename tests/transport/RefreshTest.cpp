@@ -1,4 +1,7 @@
 // What follows when the dispatcher says that its end points were refreshed.
+#include <atomic>
+#include <thread>
+
 #include "transport/TransportFixture.h"
 
 namespace nuoplexasupport {
@@ -113,6 +116,38 @@ TEST_F(TransportRefresh, AnEmptyEndPointListIsGivenBackOnlyWhenThereIsAnArray) {
     EXPECT_THAT(TakeCalls(), ElementsAre("GetEndPointList", "IsDispatcherReady", "IsDispatcherReady"));
     mTransport.Send("T", "p", "PEER-1");
     EXPECT_THAT(TakeCalls(), ElementsAre("GetSelfEndPoint", "SendMessage type=T payload=p source=SELF-1"));
+}
+
+TEST_F(TransportRefresh, SendersLookUpEndPointsWhileTheyAreRefreshed) {
+    constexpr int kRefreshes = 2000;
+    Initialize();
+    const std::vector<api::EndPoint> few = {api::EndPoint("PEER-1", 1, 20)};
+    const std::vector<api::EndPoint> more(64, api::EndPoint("PEER-1", 1, 20));
+    mDouble.mEndPoints = few;
+    mDouble.Refresh();
+    TakeCalls();
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 2; ++i) {
+        senders.emplace_back([&] {
+            do {
+                mTransport.Send("T", "p", "PEER-1");
+            } while (!stop);
+        });
+    }
+    for (int i = 0; i < kRefreshes; ++i) {
+        mDouble.mEndPoints = i % 2 == 0 ? more : few;
+        mDouble.Refresh();
+    }
+    stop = true;
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    for (const std::string& call : TakeCalls()) {
+        if (call.starts_with("SendMessage")) {
+            ASSERT_EQ(call, "SendMessage type=T payload=p source=SELF-1 destination=PEER-1");
+        }
+    }
 }
 
 }  // namespace
