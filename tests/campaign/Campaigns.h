@@ -8,4 +8,6 @@
 
 namespace campaign {
 
+int RunKills(Arguments ioArguments);
+
 }  // namespace campaign

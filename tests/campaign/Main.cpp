@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "Campaigns.h"
+#include "kills/Roles.h"
 
 namespace {
 
@@ -25,8 +26,14 @@ struct Role {
     int (*mRun)(std::span<char* const> inWords);
 };
 
-constexpr std::array<Campaign, 0> kCampaigns{};
-constexpr std::array<Role, 0> kRoles{};
+constexpr std::array kCampaigns{
+    Campaign{"kills", "brokers and connections that fail again and again while processes exchange messages",
+             campaign::RunKills},
+};
+constexpr std::array kRoles{
+    Role{"kills-member", campaign::kills::RunMember},
+    Role{"kills-guest", campaign::kills::RunGuest},
+};
 
 void Explain() {
     std::cerr << "usage: bus_campaign NAME [setting=number ...]\n";
