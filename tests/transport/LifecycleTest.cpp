@@ -19,7 +19,7 @@ const std::vector<std::string> kInitializeCalls = {
 const std::vector<std::string> kTerminateCalls = {"UnregisterEndPointRefreshCallback", "DisableListener",
                                                   "RemoveListener", "ReleaseInstance"};
 
-TEST_F(TransportLifecycle, WithoutABrokerFileNothingIsConfigured) {
+TEST_F(TransportLifecycle, WithoutABrokerFileNothingIsConfiguredAndNoCallbackKept) {
     const BrokerFile none(false);
     const TraceWatch trace("nuoplexasupport::PlexaInterface=5");
     const LockWatch locks;
@@ -32,6 +32,9 @@ TEST_F(TransportLifecycle, WithoutABrokerFileNothingIsConfigured) {
         ElementsAre("5|nuoplexasupport::PlexaInterface|PlexaMessageErrorCode= 6 error type= [plexa] Message "
                     "error: OrvaneIPCBroker file does not exist\r\n"));
     EXPECT_THAT(locks.Acquisitions(), IsEmpty());
+    mAssertions.Clear();
+    mTransport.Receive(api::SuiteMessage("T"));
+    EXPECT_THAT(mAssertions.Brief(), ElementsAre("callback"));
 }
 
 TEST_F(TransportLifecycle, InitializeConfiguresObtainsAndRegistersInOrder) {

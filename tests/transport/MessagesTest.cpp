@@ -153,7 +153,8 @@ TEST_F(TransportMessages, AfterTerminateAreDropped) {
     EXPECT_THAT(mDouble.Calls(), IsEmpty());
 }
 
-TEST_F(TransportMessages, AfterATerminateBeforeReadinessAreQueuedUntilALaterConnection) {
+TEST_F(TransportMessages, OfBeforeAndAfterATerminateThatCameBeforeReadinessAreQueuedUntilALaterConnection) {
+    mTransport.Send("S", "o", "");
     mTransport.Terminate();
     mDouble.ClearCalls();
     mTransport.Send("T", "p", "");
@@ -161,7 +162,8 @@ TEST_F(TransportMessages, AfterATerminateBeforeReadinessAreQueuedUntilALaterConn
     mTransport.Initialize("QRTX", "1.0", &Receive);
     EXPECT_THAT(TakeSends(), IsEmpty());
     mDouble.Refresh();
-    EXPECT_THAT(TakeSends(), ElementsAre("SendMessage type=T payload=p source=SELF-1"));
+    EXPECT_THAT(TakeSends(), ElementsAre("SendMessage type=S payload=o source=SELF-1",
+                                         "SendMessage type=T payload=p source=SELF-1"));
 }
 
 TEST_F(TransportMessages, AReceivedSuiteMessageReachesTheCallback) {

@@ -121,9 +121,11 @@ TEST_F(TransportRefresh, AnEmptyEndPointListIsGivenBackOnlyWhenThereIsAnArray) {
 TEST_F(TransportRefresh, SendersLookUpEndPointsWhileTheyAreRefreshed) {
     constexpr int kRefreshes = 2000;
     Initialize();
-    const std::vector<api::EndPoint> few = {api::EndPoint("PEER-1", 1, 20)};
-    const std::vector<api::EndPoint> more(64, api::EndPoint("PEER-1", 1, 20));
-    mDouble.mEndPoints = few;
+    // Somebody who saw half of one list and half of the other would find the peer in neither.
+    std::vector<api::EndPoint> first(256, api::EndPoint("OTHER-1", 1, 21));
+    std::vector<api::EndPoint> last = first;
+    first.front() = last.back() = api::EndPoint("PEER-1", 1, 20);
+    mDouble.mEndPoints = first;
     mDouble.Refresh();
     TakeCalls();
     std::atomic<bool> stop{false};
@@ -136,7 +138,7 @@ TEST_F(TransportRefresh, SendersLookUpEndPointsWhileTheyAreRefreshed) {
         });
     }
     for (int i = 0; i < kRefreshes; ++i) {
-        mDouble.mEndPoints = i % 2 == 0 ? more : few;
+        mDouble.mEndPoints = i % 2 == 0 ? last : first;
         mDouble.Refresh();
     }
     stop = true;
