@@ -9,5 +9,7 @@
 namespace campaign {
 
 int RunKills(Arguments ioArguments);
+int RunStopped(Arguments ioArguments);
+int RunReturn(Arguments ioArguments);
 
 }  // namespace campaign

@@ -13,6 +13,7 @@
 
 #include "Campaigns.h"
 #include "kills/Roles.h"
+#include "stopped/Roles.h"
 
 namespace {
 
@@ -29,10 +30,16 @@ struct Role {
 constexpr std::array kCampaigns{
     Campaign{"kills", "brokers and connections that fail again and again while processes exchange messages",
              campaign::RunKills},
+    Campaign{"stopped", "a receiver that stands still or is slow, among others that must not notice",
+             campaign::RunStopped},
+    Campaign{"return", "how soon many clients are back after the broker was killed", campaign::RunReturn},
 };
 constexpr std::array kRoles{
     Role{"kills-member", campaign::kills::RunMember},
     Role{"kills-guest", campaign::kills::RunGuest},
+    Role{"stopped-sender", campaign::stopped::RunSender},
+    Role{"stopped-receiver", campaign::stopped::RunReceiver},
+    Role{"return-client", campaign::stopped::RunReturning},
 };
 
 void Explain() {
