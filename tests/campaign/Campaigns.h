@@ -8,6 +8,7 @@
 
 namespace campaign {
 
+int RunDeaths(Arguments ioArguments);
 int RunKills(Arguments ioArguments);
 int RunStopped(Arguments ioArguments);
 int RunReturn(Arguments ioArguments);

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "Campaigns.h"
+#include "deaths/Roles.h"
 #include "kills/Roles.h"
 #include "stopped/Roles.h"
 
@@ -28,6 +29,7 @@ struct Role {
 };
 
 constexpr std::array kCampaigns{
+    Campaign{"deaths", "clients that die at random moments and must leave nothing behind", campaign::RunDeaths},
     Campaign{"kills", "brokers and connections that fail again and again while processes exchange messages",
              campaign::RunKills},
     Campaign{"stopped", "a receiver that stands still or is slow, among others that must not notice",
@@ -35,6 +37,10 @@ constexpr std::array kCampaigns{
     Campaign{"return", "how soon many clients are back after the broker was killed", campaign::RunReturn},
 };
 constexpr std::array kRoles{
+    Role{"deaths-victim", campaign::deaths::RunVictim},
+    Role{"deaths-member", campaign::deaths::RunMember},
+    Role{"deaths-stranger", campaign::deaths::RunStranger},
+    Role{"deaths-survivor", campaign::deaths::RunSurvivor},
     Role{"kills-member", campaign::kills::RunMember},
     Role{"kills-guest", campaign::kills::RunGuest},
     Role{"stopped-sender", campaign::stopped::RunSender},
