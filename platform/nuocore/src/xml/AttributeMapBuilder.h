@@ -3,7 +3,7 @@
 
 #include <array>
 #include <cstddef>
-#include <utility>
+#include <string>
 #include <vector>
 
 #include "nuocore/XML.h"
@@ -17,10 +17,22 @@ class AttributeMapBuilder {
     const AttributeMap& Build(const char* const* inAttributes, std::size_t inCount);
 
   private:
-    /// By number of attributes, so that a map's strings keep their memory; the last one for all greater
-    /// numbers.
-    std::array<AttributeMap, 9> mMaps;
-    std::vector<std::pair<const char*, const char*>> mOrder;
+    struct Name {
+        std::string mText;
+        std::size_t mAttribute;  ///< the name's place in `inAttributes`; its value stands behind it
+    };
+    /// What the last element with so many attributes had. The next one mostly has the same names in the same
+    /// order, and only its values differ.
+    struct Last {
+        std::vector<Name> mNames;  ///< in the order of the map
+        AttributeMap mMap;
+    };
+
+    static bool HasNames(const Last& inLast, const char* const* inAttributes, std::size_t inCount);
+    static void SetNames(Last& outLast, const char* const* inAttributes, std::size_t inCount);
+
+    /// By number of attributes; the last one for all greater numbers.
+    std::array<Last, 9> mLast;
 };
 
 }  // namespace nuocore::xml
