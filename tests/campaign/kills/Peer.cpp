@@ -168,17 +168,17 @@ void Peer::Receive(const PlexaMessage& inMessage) {
     }
 }
 
-// A guest that leaves right after a broker was killed may have had no way to confirm what it got last. It has
-// got everything, so nobody may say that it hasn't.
+// A guest that leaves right after a broker was killed may have had no way to confirm what it got last, or to
+// say that it leaves. It has got everything, so nobody may say that it hasn't.
 void Peer::CheckError(const ErrorMessage& inError) {
     const std::string error =
         Fetch([&] { return inError.GetErrorSize(); }, [&](char* out) { inError.GetError(out); });
     const std::string fault =
         Fetch([&] { return inError.GetFaultSize(); }, [&](char* out) { inError.GetFault(out); });
     std::size_t receiver = 0;
-    const bool hasLeft =
-        std::sscanf(fault.c_str(), "P%zu-1: it has left", &receiver) == 1 && fault.ends_with("it has left");
-    if (error == "Delivery not confirmed" && hasLeft && receiver >= mBoard.mMembers) {
+    const bool named = std::sscanf(fault.c_str(), "P%zu-1: ", &receiver) == 1;
+    const bool hasLeft = fault.ends_with(": it has left") || fault.ends_with(": its process ended");
+    if (error == "Delivery not confirmed" && named && hasLeft && receiver >= mBoard.mMembers) {
         ++mOwn.mUnconfirmed;
     } else {
         Trouble("was told \"" + error + "\": " + fault);
