@@ -158,6 +158,10 @@ void BrokerCore::Queue(Lane& ioLane, wire::Buffer& inBuffer, const std::byte* in
                        Sequence inLast) {
     Connection& receiver = *ioLane.receiver;
     receiver.output.Append(inBuffer, inBytes, inLength);
+    MarkWritable(receiver);
+    if (!wire::Holds(wire::Rule::kMessagesAreAcknowledged)) {
+        return;
+    }
     receiver.activeLanes += ioLane.inFlight == 0 ? 1 : 0;
     ioLane.inFlight += inLength;
     ioLane.queued = inLast;
@@ -165,7 +169,6 @@ void BrokerCore::Queue(Lane& ioLane, wire::Buffer& inBuffer, const std::byte* in
         ioLane.sender->overrunning = true;
         mOverrunning.push_back(ioLane.sender->id);
     }
-    MarkWritable(receiver);
 }
 
 /// A broadcast that the receiver does not want counts as consumed, but never before older ones that are on
@@ -239,6 +242,9 @@ WireError BrokerCore::OnPosition(Connection& ioReceiver, const wire::Frame& inFr
 }
 
 void BrokerCore::MarkReport(Connection& ioSender, Lane* inLane, TimePoint inNow) {
+    if (!wire::Holds(wire::Rule::kMessagesAreAcknowledged)) {
+        return;
+    }
     if (inLane != nullptr && !inLane->reporting) {
         inLane->reporting = true;
         ioSender.report.push_back(inLane);

@@ -89,7 +89,7 @@ void ReceiverCore::Consumed(const Delivery& inDelivery, TimePoint inNow) noexcep
     origin.consumed = origin.queued == 0 && !mWithdrawn
                           ? origin.taken
                           : std::max(origin.consumed, inDelivery.frame.Header().sequence());
-    if (origin.slot != wire::kNoSlot) {
+    if (origin.slot != wire::kNoSlot && wire::Holds(wire::Rule::kMessagesAreAcknowledged)) {
         origin.unreported += inDelivery.frame.Length();
         if (!origin.changed) {
             origin.changed = true;

@@ -170,6 +170,7 @@ class SenderCore {
     void PumpStream(wire::OutputQueue& outQueue, wire::TimePoint inNow);
     bool AdmitToStream(wire::OutputQueue& outQueue, std::size_t inLength, wire::TimePoint inNow);
     bool MovedLately(const Lane& inLane, wire::TimePoint inNow) const;
+    void ForgetWritten();
     void TurnBehind(wire::OutputQueue& outQueue, Lane& ioLane);
     void WriteDetach(wire::OutputQueue& outQueue, Lane& ioLane);
     void CatchUp(wire::OutputQueue& outQueue, Lane& ioLane);

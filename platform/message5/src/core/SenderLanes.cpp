@@ -71,7 +71,8 @@ std::size_t SenderCore::OwedBytes(const Lane& inLane) const {
 
 bool SenderCore::HasWindow(const Lane& inLane, std::size_t inLength) const {
     const std::size_t inFlight = InFlight(inLane);
-    return inFlight == 0 || inFlight + inLength <= inLane.window;
+    return inFlight == 0 || inFlight + inLength <= inLane.window ||
+           !wire::Holds(Rule::kMessagesAreAcknowledged);
 }
 
 SenderCore::Lane& SenderCore::AddLane(const wire::PeerNotice& inPeer, Sequence inFloor) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "SenderLane.h"
+#include "wire/Rules.h"
 
 namespace orvane::plexa::message5 {
 
@@ -33,6 +34,21 @@ void SenderCore::Pump(wire::OutputQueue& outQueue, TimePoint inNow) {
             CatchUp(outQueue, *lane);
         }
     }
+    if (!wire::Holds(wire::Rule::kMessagesAreAcknowledged)) {
+        ForgetWritten();
+    }
+}
+
+/// As if everything written had been consumed.
+void SenderCore::ForgetWritten() {
+    for (const auto& lane : mLanes) {
+        if (lane && lane->state == LaneState::kLive) {
+            SetFloor(*lane, Written(*lane));
+        }
+    }
+    mRouted = mNextLive - 1;
+    FreeBroadcasts();
+    NoteProgress();
 }
 
 void SenderCore::PumpStream(wire::OutputQueue& outQueue, TimePoint inNow) {
@@ -64,7 +80,7 @@ void SenderCore::PumpStream(wire::OutputQueue& outQueue, TimePoint inNow) {
 }
 
 bool SenderCore::AdmitToStream(wire::OutputQueue& outQueue, std::size_t inLength, TimePoint inNow) {
-    if (inLength > mStreamBudget) {
+    if (inLength > mStreamBudget && wire::Holds(wire::Rule::kMessagesAreAcknowledged)) {
         bool wait = false;
         std::size_t budget = SIZE_MAX;
         const bool waited = mBlockedSince && inNow - *mBlockedSince >= mLimits.broadcastWait;

@@ -1,5 +1,6 @@
 /// The rules that the promise of delivery rests on, each with a name, so that a test can break one of them
-/// and see what is lost without it. In the product every rule holds, and the questions cost nothing.
+/// and see what is lost without it, or a benchmark what it costs. In the product every rule holds, and the
+/// questions cost nothing.
 #pragma once
 
 #include <cstdint>
@@ -30,6 +31,9 @@ enum class Rule : std::uint8_t {
     kStrangersMayHaveGotAll,
     /// What is owed stays owed when the connection ends before the sender has joined.
     kOwedOutlivesJoining,
+    /// Receivers say how far they came, and senders keep their messages and pay heed to windows for that.
+    /// Without it there is no promise at all, but also nothing to pay for it.
+    kMessagesAreAcknowledged,
 };
 
 #ifdef ORVANE_PLEXA_RULES_CAN_BE_BROKEN
