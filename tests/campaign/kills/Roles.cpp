@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "Peer.h"
-#include "stopped/SharedBoard.h"
+#include "support/SharedBoard.h"
 
 namespace campaign::kills {
 

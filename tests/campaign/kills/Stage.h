@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "Board.h"
-#include "stopped/SharedBoard.h"
 #include "support/BrokerControl.h"
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
+#include "support/SharedBoard.h"
 
 namespace campaign::kills {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "SharedBoard.h"
+#include "support/SharedBoard.h"
 
 namespace campaign::stopped {
 
