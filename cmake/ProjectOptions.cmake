@@ -35,6 +35,13 @@ target_compile_options(project_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess;-Wno-restrict>
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-unknown-warning-option -fpch-instantiate-templates>)
 
+# For what becomes part of a shared library: calls of its own functions needn't go through its table of foreign ones, and calls of
+# foreign ones take the address from there without a stub in between.
+add_library(shared_code_options INTERFACE)
+if(NOT WIN32)
+  target_compile_options(shared_code_options INTERFACE -fno-semantic-interposition -fno-plt)
+endif()
+
 if(NUOPLEXA_SANITIZER)
   add_compile_options(-fsanitize=${NUOPLEXA_SANITIZER} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${NUOPLEXA_SANITIZER})
@@ -51,10 +58,8 @@ function(nuoplexa_shared_library target)
   target_include_directories(${target} PUBLIC
     "$<BUILD_INTERFACE:${ARG_INCLUDE}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
   target_compile_features(${target} PUBLIC cxx_std_20)
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:project_options>)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:project_options> $<BUILD_INTERFACE:shared_code_options>)
   if(NOT WIN32)
-    # Calls of a library's own functions needn't go through its table of foreign ones.
-    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
     target_link_options(${target} PRIVATE LINKER:-Bsymbolic-functions)
   endif()
 endfunction()
