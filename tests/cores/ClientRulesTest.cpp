@@ -124,6 +124,14 @@ TEST_F(ClientRules, ANoticeAboutTheClientItselfIsAnError) {
     EXPECT_EQ(Say(self), WireError::kBadIdentity) << "its slot";
 }
 
+TEST_F(ClientRules, ASnapshotWithTheClientItselfIsAnError) {
+    Welcome();
+    ASSERT_EQ(Say(Peer(5)), WireError::kNone);
+    EXPECT_EQ(Say(wire::Joined{9, 5, 1}), WireError::kBadIdentity) << "its slot";
+    EXPECT_EQ(Say(wire::Joined{50, 3, 1}), WireError::kBadIdentity) << "its number";
+    EXPECT_EQ(Say(wire::Joined{9, 3, 1}), WireError::kNone);
+}
+
 TEST_F(ClientRules, TheFirstWindowIsWhatTheBrokerGrants) {
     ASSERT_EQ(Say(wire::Welcome{1, 0, static_cast<std::uint32_t>(mLimits.maxPayload), 1000}),
               WireError::kNone);
@@ -146,7 +154,8 @@ TEST_F(ClientRules, TheFirstWindowIsWhatTheBrokerGrants) {
 }
 
 TEST_F(ClientRules, ABrokerThatTakesLessThanPromisedIsNotJoined) {
-    EXPECT_EQ(Say(wire::Welcome{1, 0, 100, 65536}), WireError::kBadTable);
+    EXPECT_EQ(Say(wire::Welcome{1, 0, 100, 65536}), WireError::kSmallPayload);
+    EXPECT_EQ(mCore.GetState(), State::kRefused) << "it asks again after a long pause only";
 }
 
 TEST_F(ClientRules, SomeRefusalsAreFinalAndSomeAreNot) {

@@ -92,7 +92,7 @@ TEST(Limits, TheDeliveryThreadHasAReserveAndNeverWaits) {
 
 TEST(Limits, WhatCannotBeHandedOverWhileAListenerRunsIsTracedAtTheEnd) {
     const Bus bus;
-    Set("PLEXA_LIMIT_LINGER", "200ms");
+    Set("PLEXA_LIMIT_LINGER", "2s");
     TraceLines trace("PlexaMessage5=1");
     static auto& held = *new Held;  // its call outlives the instance
     for (int i = 0; i != 30; ++i) held.member.Send("late", held.member.dispatcher->GetSelfEndPoint());

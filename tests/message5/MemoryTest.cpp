@@ -2,8 +2,14 @@
 // here.
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <array>
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <random>
@@ -62,6 +68,25 @@ void operator delete(void* inMemory) noexcept { std::free(inMemory); }
 void operator delete(void* inMemory, std::size_t) noexcept { std::free(inMemory); }
 void operator delete(void* inMemory, std::align_val_t) noexcept { std::free(inMemory); }
 void operator delete(void* inMemory, std::size_t, std::align_val_t) noexcept { std::free(inMemory); }
+
+namespace {
+
+/// The system has no memory for what is written to sockets.
+std::atomic<bool> sWritesFail{false};
+std::atomic<std::uint64_t> sWrites{0};
+
+}  // namespace
+
+/// Takes the place of the system's own.
+extern "C" __attribute__((visibility("default"))) ssize_t sendmsg(int inSocket, const msghdr* inMessage,
+                                                                  int inFlags) {
+    if (sWritesFail) {
+        ++sWrites;
+        errno = ENOBUFS;
+        return -1;
+    }
+    return ::syscall(SYS_sendmsg, inSocket, inMessage, inFlags);
+}
 
 namespace {
 
@@ -131,4 +156,33 @@ TEST(Memory, NothingIsLostOrDoubledThoughAllocationsFail) {
     IPlexaMessageDispatcher::ReleaseInstance();
     sOneOf = 0;
     other.AwaitEndPoints(1);
+}
+
+TEST(Memory, WritesForWhichTheSystemHasNoMemoryArePausedAndNothingIsLost) {
+    using namespace std::chrono_literals;
+    const Bus bus;
+    Peer other;
+    other.Join("B-1");
+    other.Set("count n");
+    Counter counter;
+    IPlexaMessageDispatcher::SetConfig("Test", "1");
+    ASSERT_EQ(IPlexaMessageDispatcher::GetInstance(&counter.mDispatcher), kPlexaMessageErrorCode_None);
+    counter.mDispatcher->AddListener(&counter);
+    counter.mDispatcher->EnableListener(&counter);
+    other.AwaitEndPoints(2);
+    sWritesFail = true;
+    for (int number = 1; number != 21; ++number) {
+        SuiteMessage message("n");
+        message.SetPayload(std::to_string(number).c_str());
+        EXPECT_EQ(counter.mDispatcher->SendMessage(message), kPlexaMessageErrorCode_None);
+    }
+    // This is about time itself.
+    const auto over = std::chrono::steady_clock::now() + 1s;
+    EXPECT_TRUE(Eventually([&] { return std::chrono::steady_clock::now() > over; }));
+    EXPECT_GT(sWrites, 2U);
+    EXPECT_LT(sWrites, 200U);
+    sWritesFail = false;
+    EXPECT_EQ(other.AwaitCount("Test-1", 20), "counted Test-1 20 in order");
+    counter.mDispatcher->RemoveListener(&counter);
+    IPlexaMessageDispatcher::ReleaseInstance();
 }

@@ -19,8 +19,6 @@ constexpr std::size_t kSegmentBytes = std::size_t{64} << 10U;
 constexpr std::size_t kReadBytes = std::size_t{256} << 10U;
 constexpr std::size_t kSegmentsKept = 16;
 constexpr std::size_t kReadBuffersKept = 4;
-/// Beyond the time for lingering: for the last bytes and the threads themselves.
-constexpr wire::Duration kLeaveSlack = std::chrono::seconds(2);
 
 wire::Nonce MakeNonce() {
     std::random_device source;
@@ -190,7 +188,7 @@ void Session::Leave() {
     WakeLink();
     mProgressed.notify_all();
     if (!OnDeliveryThread()) {
-        mEndReached.wait_until(lock, mLeaveBegan + mLimits.linger + kLeaveSlack, [this] { return mEnded; });
+        mEndReached.wait_until(lock, mLeaveBegan + mLimits.linger, [this] { return mEnded; });
     }
 }
 

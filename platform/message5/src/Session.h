@@ -119,7 +119,11 @@ class Session : public std::enable_shared_from_this<Session> {
     void WakeDelivery();
 
     // What both threads do with the connection (SessionTraffic.cpp). All with the lock held.
-    bool CanWrite() const { return mSocket && !mBroken && !mWriteBroken && !mAwaitsWritable; }
+    bool CanWrite() const {
+        return mSocket && !mBroken && !mWriteBroken && !mAwaitsWritable && !mAfterShortage;
+    }
+    /// The system had no memory for a transfer: none is tried for a while, a longer one each time.
+    void PauseTransfers() noexcept;
     /// Brings the output up to date and writes it. Unlocks meanwhile. inAll: writes also what others append
     /// while it does; otherwise that is left to the second thread.
     void Flush(Lock& ioLock, bool inAll);
@@ -174,7 +178,9 @@ class Session : public std::enable_shared_from_this<Session> {
     bool mWanted = false;  // there is a reason to connect
     bool mBroken = false;  // nothing more can be read: the second thread clears up
     bool mWriteBroken = false;
-    bool mAwaitsWritable = false;  // the socket is full
+    bool mAwaitsWritable = false;                   // the socket is full
+    std::optional<wire::TimePoint> mAfterShortage;  // when the second thread lets transfers go on
+    wire::Duration mShortagePause{};
     bool mWriting = false;
     bool mFlushRequested = false;
     std::condition_variable mWritten;

@@ -229,6 +229,9 @@ void Session::AwaitInput(Lock& ioLock) {
     if (::poll(waits.data(), waits.size(), -1) > 0 && waits[1].revents != 0) {
         transfer = Read(waits[1].fd, space, bytes);
     }
+    if (transfer == Transfer::kShortage) {
+        std::this_thread::sleep_for(kShortage);
+    }
     ioLock.lock();
     mDeliveryParked = false;
     mDeliveryReads = false;

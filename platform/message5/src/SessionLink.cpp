@@ -41,6 +41,9 @@ void Session::LinkRound(Lock& ioLock, TimePoint inNow) {
     if (mBroken) {
         Disconnect(ioLock, inNow);
     }
+    if (mAfterShortage && *mAfterShortage <= inNow) {
+        mAfterShortage.reset();
+    }
     if (MayConnect(inNow)) {
         Connect(ioLock, inNow);
     }
@@ -96,6 +99,7 @@ void Session::Disconnect(Lock& ioLock, TimePoint inNow) {
     mBroken = false;
     mWriteBroken = false;
     mAwaitsWritable = false;
+    mAfterShortage.reset();
     std::string loss = std::exchange(mLoss, {});
     ioLock.unlock();
     mConnectionTrace.Lost(std::move(loss), joined, inNow);
@@ -103,12 +107,16 @@ void Session::Disconnect(Lock& ioLock, TimePoint inNow) {
 }
 
 bool Session::ReadsHere(TimePoint inNow) const {
-    return mSocket && !mBroken && !mDeliveryReads && (mDeliveryEnded || inNow - mCallsSince >= kLook);
+    return mSocket && !mBroken && !mAfterShortage && !mDeliveryReads &&
+           (mDeliveryEnded || inNow - mCallsSince >= kLook);
 }
 
 void Session::ReadHere(TimePoint inNow) {
     std::size_t bytes = 0;
     const Transfer transfer = Read(mSocket.Get(), mReader.Space(), bytes);
+    if (transfer == Transfer::kShortage) {
+        PauseTransfers();
+    }
     Feed(transfer, bytes, inNow);
 }
 
@@ -116,6 +124,9 @@ TimePoint Session::NextLook(TimePoint inNow) {
     TimePoint next = mCore.NextDeadline().value_or(TimePoint::max());
     if (mWanted && !mSocket) {
         next = std::min(next, std::max(mConnector.Next(), mNotBefore));
+    }
+    if (mAfterShortage) {
+        next = std::min(next, *mAfterShortage);
     }
     if (mLeaving || ListIsOld()) {
         next = std::min(next, inNow + kLook);
@@ -160,8 +171,10 @@ void Session::Park(Lock& ioLock, TimePoint inNow) {
     }
 }
 
+/// Whoever leaves waits no longer than the time for lingering: the end of it is for the last bytes and for
+/// the threads themselves.
 bool Session::TakeLeave(Lock& ioLock, TimePoint inNow) {
-    const TimePoint deadline = mLeaveBegan + mLimits.linger;
+    const TimePoint deadline = mLeaveBegan + mLimits.linger / 10 * 9;
     if (!mDeliveryEnded) {
         // A listener that is still running keeps its message from being called undelivered.
         return inNow >= deadline;
@@ -182,7 +195,7 @@ bool Session::TakeLeave(Lock& ioLock, TimePoint inNow) {
         }
         mCore.Leave();
         mLeaveSent = true;
-        mCloseBy = inNow + kCourtesy;
+        mCloseBy = std::min(inNow + kCourtesy, mLeaveBegan + mLimits.linger / 20 * 19);
         Flush(ioLock, true);
     }
     return mCore.Output().Empty() || !mSocket || mBroken || mWriteBroken || inNow >= mCloseBy;

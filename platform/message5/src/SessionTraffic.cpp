@@ -1,4 +1,5 @@
 // The connection's traffic, whichever thread moves it.
+#include <algorithm>
 #include <array>
 #include <new>
 #include <utility>
@@ -11,6 +12,13 @@ using wire::TimePoint;
 using wire::WireError;
 using Clock = std::chrono::steady_clock;
 
+namespace {
+
+constexpr wire::Duration kFirstShortagePause = std::chrono::milliseconds(1);
+constexpr wire::Duration kLongestShortagePause = std::chrono::milliseconds(64);
+
+}  // namespace
+
 /// False when there is no memory for it. Then half a frame may be in the output, so that nothing may be
 /// written any more.
 bool Session::UpdateOutput() {
@@ -21,6 +29,12 @@ bool Session::UpdateOutput() {
         BreakOff();
         return false;
     }
+}
+
+void Session::PauseTransfers() noexcept {
+    mShortagePause = std::clamp(mShortagePause * 2, kFirstShortagePause, kLongestShortagePause);
+    mAfterShortage = Clock::now() + mShortagePause;
+    WakeLink();
 }
 
 void Session::BreakOff() noexcept {
@@ -55,6 +69,11 @@ void Session::Flush(Lock& ioLock, bool inAll) {
         mCore.Output().Consume(bytes);
         mAwaitsWritable = result == Transfer::kWouldBlock;
         mWriteBroken = result == Transfer::kClosed;
+        if (result == Transfer::kShortage) {
+            PauseTransfers();
+        } else {
+            mShortagePause = {};
+        }
     } while (inAll && CanWrite() && (mFlushRequested || !mCore.Output().Empty()));
     mWriting = false;
     mWritten.notify_all();
@@ -65,7 +84,7 @@ void Session::Flush(Lock& ioLock, bool inAll) {
 }
 
 void Session::Feed(Transfer inTransfer, std::size_t inBytes, TimePoint inNow) {
-    if (inTransfer == Transfer::kWouldBlock) {
+    if (inTransfer == Transfer::kWouldBlock || inTransfer == Transfer::kShortage) {
         return;
     }
     WireError error = WireError::kNone;

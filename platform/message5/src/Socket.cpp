@@ -25,8 +25,10 @@ Transfer Result(ssize_t inResult, std::size_t& outBytes) {
     if (inResult >= 0) {
         return Transfer::kDone;
     }
-    return errno == EAGAIN || errno == EINTR || errno == ENOBUFS || errno == ENOMEM ? Transfer::kWouldBlock
-                                                                                    : Transfer::kClosed;
+    if (errno == ENOBUFS || errno == ENOMEM) {
+        return Transfer::kShortage;
+    }
+    return errno == EAGAIN || errno == EINTR ? Transfer::kWouldBlock : Transfer::kClosed;
 }
 
 }  // namespace

@@ -30,6 +30,8 @@ enum class Transfer : std::uint8_t {
     kDone,
     /// Nothing goes now; wait for the socket.
     kWouldBlock,
+    /// The system has no memory for it now. The socket does not tell when it has: try again after a pause.
+    kShortage,
     /// The connection is no more.
     kClosed,
 };

@@ -43,6 +43,8 @@ std::string_view Text(WireError inError) noexcept {
             return "more bytes were sent to one receiver than any window allows";
         case WireError::kBadPosition:
             return "an acknowledgement is beyond what was sent";
+        case WireError::kSmallPayload:
+            return "the broker takes smaller messages than this library promises its users to send";
         case WireError::kBadIdentity:
             return "a number belongs to another member";
         case WireError::kEndInsideFrame:

@@ -79,7 +79,8 @@ WireError ClientCore::OnWelcome(const wire::Frame& inFrame) {
         return error;
     }
     if (welcome.maxPayload < mLimits.maxPayload) {
-        return WireError::kBadTable;
+        mState = State::kRefused;  // it will say the same the next time
+        return WireError::kSmallPayload;
     }
     mSender.SetFirstWindow(welcome.firstWindow);
     mReceiver.SetFirstWindow(welcome.firstWindow);
@@ -144,7 +145,7 @@ WireError ClientCore::OnJoined(const wire::Frame& inFrame) {
     if (error != WireError::kNone) {
         return error;
     }
-    if (mMember != 0 && joined.member != mMember) {
+    if ((mMember != 0 && joined.member != mMember) || mRoster.Has(joined.member, joined.slot)) {
         return WireError::kBadIdentity;
     }
     mMember = joined.member;

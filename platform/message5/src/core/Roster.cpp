@@ -1,5 +1,7 @@
 #include "Roster.h"
 
+#include <algorithm>
+
 namespace orvane::plexa::message5 {
 
 using wire::PeerChange;
@@ -18,7 +20,14 @@ void Roster::OnPeer(const wire::PeerNotice& inPeer) {
     if (member.receives != receives || (receives && member.endPoint != inPeer.endPoint)) {
         ++mVersion;
     }
-    member = {inPeer.endPoint, receives, true};
+    member = {inPeer.endPoint, inPeer.slot, receives, true};
+}
+
+bool Roster::Has(wire::MemberId inMember, wire::Slot inSlot) const {
+    return std::any_of(mMembers.begin(), mMembers.end(), [&](const auto& inKnown) {
+        const auto& [number, member] = inKnown;
+        return member.seen && (number == inMember || member.slot == inSlot);
+    });
 }
 
 void Roster::OnJoined() {

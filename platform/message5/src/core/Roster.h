@@ -29,6 +29,8 @@ class Roster {
     std::vector<Listed> Receivers() const;
     /// The member behind an end point, if it takes messages.
     std::optional<wire::MemberId> Find(const wire::EndPointInfo& inEndPoint) const;
+    /// Whether the snapshot has that member, or that slot.
+    bool Has(wire::MemberId inMember, wire::Slot inSlot) const;
     /// Changes whenever Receivers would answer something else than before.
     std::uint64_t Version() const noexcept { return mVersion; }
 
@@ -37,6 +39,7 @@ class Roster {
 
     struct Member {
         wire::EndPointInfo endPoint;
+        wire::Slot slot = wire::kNoSlot;
         bool receives = false;
         bool seen = false;
     };

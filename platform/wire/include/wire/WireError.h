@@ -46,6 +46,8 @@ enum class WireError : std::uint8_t {
     kWindowOverrun,
     /// An acknowledgement or position beyond what was ever sent.
     kBadPosition,
+    /// The broker takes smaller messages than every client may send.
+    kSmallPayload,
     /// A number that belongs to another member.
     kBadIdentity,
     /// The connection ended inside a frame.
