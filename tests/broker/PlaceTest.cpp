@@ -30,9 +30,10 @@ class Place : public ::testing::Test {
         return setup;
     }
     /// A broker that watches would make things anew in between, and the removal would fail.
-    void RemoveAllAtOnce(const BrokerProcess& inBroker) {
+    void RemoveAllAtOnce(const BrokerProcess& inBroker) { RemoveAllOf(inBroker, mRuntime); }
+    static void RemoveAllOf(const BrokerProcess& inBroker, const std::string& inRuntime) {
         inBroker.Signal(SIGSTOP);
-        std::filesystem::remove_all(mRuntime);
+        std::filesystem::remove_all(inRuntime);
         inBroker.Signal(SIGCONT);
     }
     bool Logs(const std::string& inText) const {
@@ -80,6 +81,31 @@ TEST_F(Place, RenamedIsMadeAnewAtItsOldName) {
     std::filesystem::rename(mRuntime, mDirectory / "elsewhere");
     ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(mSocket); }));
     ExpectNewcomersMeetTheMember();
+}
+
+TEST_F(Place, WhoseParentWasRenamedIsMadeAnewAsSoonAsItCanBe) {
+    const std::string parent = mDirectory / "parent";
+    std::filesystem::create_directories(parent + "/between");
+    const std::string runtime = parent + "/between/runtime";
+    const BrokerProcess broker(runtime, Setup(runtime, mDirectory / "log2"));
+    std::filesystem::rename(parent, mDirectory / "elsewhere");
+    EXPECT_TRUE(Eventually([&] {
+        return TextOf(mDirectory / "log2").find("clients cannot find this broker") != std::string::npos;
+    }));
+    std::filesystem::create_directories(parent + "/between");
+    EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(runtime + "/broker.sock"); }));
+    WireClient newcomer(runtime + "/broker.sock");
+    newcomer.Join("newcomer-1");
+}
+
+TEST_F(Place, IsLoggedAboutWhereTheLogWasMadeAnew) {
+    const std::string runtime = mDirectory / "second";
+    const BrokerProcess broker(runtime, Setup(runtime, runtime + "/broker.log"));
+    RemoveAllOf(broker, runtime);
+    EXPECT_TRUE(Eventually([&] {
+        return TextOf(runtime + "/broker.log").find("the socket was taken away and is made anew") !=
+               std::string::npos;
+    }));
 }
 
 TEST_F(Place, GetsItsSocketBack) {

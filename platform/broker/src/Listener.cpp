@@ -20,10 +20,10 @@ std::system_error Failure(const std::string& inWhat) { return {errno, std::syste
 FileDescriptor OpenSpare() { return FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)); }
 
 /// A socket's inode lives as long as the socket: its number is nobody else's meanwhile.
-std::optional<std::uint64_t> InodeAt(const std::string& inPath) {
+std::optional<FileNumber> FileAt(const std::string& inPath) {
     struct stat status {};
     if (::lstat(inPath.c_str(), &status) != 0) return std::nullopt;
-    return status.st_ino;
+    return FileNumber{status.st_dev, status.st_ino};
 }
 
 /// False when the path is too long.
@@ -42,7 +42,7 @@ Listener::Listener(FileDescriptor inSocket, std::string inPath, bool inAdopted)
       mSpare(OpenSpare()),
       mPath(std::move(inPath)),
       mAdopted(inAdopted),
-      mInode(InodeAt(mPath).value_or(0)) {}
+      mFile(FileAt(mPath)) {}
 
 Listener Listener::Bind(const std::string& inPath) {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
@@ -113,7 +113,7 @@ AcceptResult Listener::Accept(FileDescriptor& outConnection) {
     }
 }
 
-bool Listener::InPlace() const noexcept { return InodeAt(mPath) == mInode; }
+bool Listener::InPlace() const noexcept { return mFile && FileAt(mPath) == mFile; }
 
 void Listener::Unlink() noexcept {
     if (!Adopted() && InPlace()) ::unlink(mPath.c_str());

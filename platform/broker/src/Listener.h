@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include <sys/types.h>
 
 #include "FileDescriptor.h"
 
@@ -17,6 +20,13 @@ enum class AcceptResult : std::uint8_t {
     kTurnedAway,
     /// The system can take nobody in now: try again a little later, not at once.
     kLater,
+};
+
+/// Tells a file from all others of the machine.
+struct FileNumber {
+    dev_t device = 0;
+    ino_t inode = 0;
+    friend bool operator==(const FileNumber&, const FileNumber&) = default;
 };
 
 class Listener {
@@ -53,7 +63,7 @@ class Listener {
     FileDescriptor mSpare;
     std::string mPath;
     bool mAdopted;
-    std::uint64_t mInode = 0;
+    std::optional<FileNumber> mFile;
 };
 
 }  // namespace orvane::plexa::broker
