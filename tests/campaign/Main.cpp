@@ -29,7 +29,8 @@ struct Role {
 };
 
 constexpr std::array kCampaigns{
-    Campaign{"deaths", "clients that die at random moments and must leave nothing behind", campaign::RunDeaths},
+    Campaign{"deaths", "clients that die at random moments and must leave nothing behind",
+             campaign::RunDeaths},
     Campaign{"kills", "brokers and connections that fail again and again while processes exchange messages",
              campaign::RunKills},
     Campaign{"stopped", "a receiver that stands still or is slow, among others that must not notice",
