@@ -57,6 +57,18 @@ TEST(XMLCalls, ForgetTheAttributesOfTheElementBefore) {
               "<a x=1 y=2 z=3> <b> </b> <c y=4> </c> <d> </d> <e u=5 v=6 w=7 x=8> </e> </a>");
 }
 
+TEST(XMLCalls, TellEqualNumbersOfAttributesApart) {
+    EXPECT_EQ(CallsFor("<a><b x='1' y='2'/><c y='3' x='4'/><d x='5' z='6'/><e y='7' x='8'/></a>"),
+              "<a> <b x=1 y=2> </b> <c x=4 y=3> </c> <d x=5 z=6> </d> <e x=8 y=7> </e> </a>");
+    std::string nine;
+    for (const char name : std::string("abcdefghi")) {
+        nine += std::string(" ") + name + "='" + name + "'";
+    }
+    const std::string ten = nine + " j='j'";
+    EXPECT_EQ(CallsFor("<x" + ten + "/>"), "<x a=a b=b c=c d=d e=e f=f g=g h=h i=i j=j> </x>");
+    EXPECT_EQ(CallsFor("<x" + nine + "/>"), "<x a=a b=b c=c d=d e=e f=f g=g h=h i=i> </x>");
+}
+
 TEST(XMLCalls, ReportNamespaceDeclarationsAsAttributesInPlainMode) {
     EXPECT_EQ(CallsFor("<p:a xmlns:p='urn:p' xmlns='urn:d' p:x='1'/>"),
               "<p:a p:x=1 xmlns=urn:d xmlns:p=urn:p> </p:a>");
