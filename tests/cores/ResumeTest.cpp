@@ -377,6 +377,24 @@ TEST(Resume, WhatASenderThatExpiredCarriesOverDoesNotReachThoseTwiceWhoGotItLive
     EXPECT_THAT(behind.received, ElementsAre("S:1", "S:2", "S:3"));
 }
 
+TEST(Resume, WhatStillWaitsToBeWrittenForAnEarlierConnectionOfAReceiverGoesToThatOne) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    sender.Send("1", &receiver);
+    sender.Send("2");
+    sender.Send("3", &receiver);
+    sender.Write(0);  // in the output, and the socket takes none of it
+    world.Break(receiver);
+    world.Exchange(receiver);
+    world.BrokerWrite(sender);
+    sender.Read();
+    world.Run();
+    EXPECT_THAT(receiver.received, ElementsAre("S:1", "S:2", "S:3"));
+    EXPECT_EQ(receiver.Core().Receiver().Statistics().repeated, 0U);
+    EXPECT_THAT(sender.failures, IsEmpty());
+}
+
 TEST(Resume, TheInstanceNumberOutlivesTheBroker) {
     World world;
     Node& first = world.Join("A");

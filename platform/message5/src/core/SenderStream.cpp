@@ -166,21 +166,28 @@ void SenderCore::WriteAlone(wire::OutputQueue& outQueue, Lane& ioLane, const Seg
         ioLane.withdrawn = false;
     }
     if (inEntry.broadcast) {
-        // The frame itself belongs to all receivers: this one gets a header of its own before the shared
-        // bytes.
+        flags |= wire::Bit(FrameFlag::BroadcastCopy);
+    }
+    if (inEntry.broadcast || inEntry.sequence <= ioLane.highest) {
+        // The frame itself belongs to all receivers, or still waits in the output for an earlier connection
+        // of this one, and must not get there with the rest of what waits: it gets another header before the
+        // shared bytes.
         std::byte* head = outQueue.AppendControl(mPool, wire::FrameKind::Data, 0);
         std::memcpy(head, frame.data, wire::kHeaderBytes);
         auto& header = *reinterpret_cast<wire::FrameHeader*>(head);
         header.mutate_destination(ioLane.slot);
-        header.mutate_flags(flags | wire::Bit(FrameFlag::BroadcastCopy));
+        header.mutate_flags(flags);
         if (length > wire::kHeaderBytes) {
             outQueue.Append(*frame.buffer, frame.data + wire::kHeaderBytes, length - wire::kHeaderBytes);
         }
-        ioLane.writtenBytes += length;
     } else {
         frame.Header().mutate_destination(ioLane.slot);
         frame.Header().mutate_flags(flags);
         outQueue.Append(*frame.buffer, frame.data, length);
+    }
+    if (inEntry.broadcast) {
+        ioLane.writtenBytes += length;
+    } else {
         ioLane.unicastInFlight += length;
     }
 }
