@@ -395,6 +395,41 @@ TEST(Resume, WhatStillWaitsToBeWrittenForAnEarlierConnectionOfAReceiverGoesToTha
     EXPECT_THAT(sender.failures, IsEmpty());
 }
 
+TEST(Resume, WhatASenderThatExpiredCarriesOverStaysOwedUntilEachOfItWasHandled) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    Node& other = world.Join("O");
+    world.Break(receiver);
+    receiver.offline = true;
+    world.Run();
+    sender.Send("1", &receiver);
+    sender.Send("2", &receiver);
+    sender.Send("3", &other);
+    for (int i = 0; i != 3; ++i) {
+        world.Pass(25ms);
+    }
+    world.Break(sender);
+    sender.offline = true;
+    world.Elapse(20s);
+    receiver.offline = false;
+    world.Run();
+    world.Elapse(11s);
+    sender.offline = false;
+    receiver.stopped = true;
+    world.Run();
+    receiver.stopped = false;
+    receiver.Deliver();  // the first of two
+    receiver.stopped = true;
+    world.Pass(110ms);
+    world.Pass(25ms);
+    EXPECT_FALSE(sender.Core().Sender().NothingOwed());
+    world.Kill(receiver);
+    world.Run();
+    EXPECT_THAT(receiver.received, ElementsAre("S:1"));
+    EXPECT_THAT(sender.FailureTexts(), ElementsAre("Delivery not confirmed|R: its process ended"));
+}
+
 TEST(Resume, TheInstanceNumberOutlivesTheBroker) {
     World world;
     Node& first = world.Join("A");

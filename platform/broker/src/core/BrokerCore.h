@@ -197,7 +197,8 @@ class BrokerCore {
     void SetInterest(Connection& ioConnection, const wire::Interest& inInterest);
 
     // Lanes: routing, acknowledgements, reports.
-    Lane& AddLane(Connection& ioSender, Connection& ioReceiver, wire::LaneStart inStart);
+    /// As the receiver is told of the sender.
+    Lane& AddLane(Connection& ioSender, Connection& ioReceiver, const wire::PeerNotice& inNotice);
     void RemoveLanesTo(Connection& ioReceiver);
     void SetAttached(Lane& ioLane, bool inAttached);
     wire::WireError Route(Connection& ioSender, const wire::Frame& inFrame, wire::TimePoint inNow);

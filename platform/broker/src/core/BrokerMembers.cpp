@@ -142,10 +142,10 @@ void BrokerCore::Introduce(Connection& ioNewcomer, const wire::Join& inJoin, Lan
         wire::Write(peer.output, mPool, toPeer);
         MarkWritable(peer);
         if (peer.receives) {
-            AddLane(ioNewcomer, peer, inStart);
+            AddLane(ioNewcomer, peer, toPeer);
         }
         if (ioNewcomer.receives) {
-            AddLane(peer, ioNewcomer, inStart);
+            AddLane(peer, ioNewcomer, toNewcomer);
         }
     }
     wire::Write(

@@ -18,16 +18,18 @@ constexpr std::size_t kReportsPerWindow = 4;
 
 }  // namespace
 
-BrokerCore::Lane& BrokerCore::AddLane(Connection& ioSender, Connection& ioReceiver, LaneStart inStart) {
+BrokerCore::Lane& BrokerCore::AddLane(Connection& ioSender, Connection& ioReceiver,
+                                      const wire::PeerNotice& inNotice) {
     auto added = std::make_unique<Lane>();
     Lane& lane = *added;
     lane.sender = &ioSender;
     lane.receiver = &ioReceiver;
     lane.window = mLimits.firstWindow;
     ioSender.lanes[ioReceiver.slot] = std::move(added);
-    if (inStart == LaneStart::Open) {
-        lane.queued = ioSender.routed;
-        lane.consumed = ioSender.routed;
+    if (inNotice.lane == LaneStart::Open) {
+        // Not what was routed last: a sender that expired may still bring older messages.
+        lane.queued = inNotice.receiveFrom - 1;
+        lane.consumed = lane.queued;
         SetAttached(lane, true);
     } else {
         lane.awaitsPosition = true;
