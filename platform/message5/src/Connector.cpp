@@ -23,6 +23,9 @@ constexpr Duration kLongestPause = std::chrono::milliseconds(50);
 constexpr Duration kFirstStartPause = std::chrono::milliseconds(100);
 constexpr Duration kLongestStartPause = std::chrono::seconds(5);
 constexpr Duration kStartTime = std::chrono::seconds(10);
+/// Who holds the start lock for longer, and nobody listens, stands still. Of brokers that several start then,
+/// one remains.
+constexpr Duration kStartLockTime = std::chrono::seconds(3);
 
 void Lengthen(Duration& ioPause, Duration inFirst, Duration inLongest) {
     ioPause = ioPause == Duration::zero() ? inFirst : std::min(ioPause * 2, inLongest);
@@ -62,6 +65,7 @@ FileDescriptor Connector::Attempt(TimePoint inNow) {
     if (socket) {
         mStart.reset();
         mLock.reset();
+        mLockedOut.reset();
         return socket;
     }
     if (absent) {
@@ -96,14 +100,23 @@ void Connector::Start(TimePoint inNow, FileDescriptor& outSocket) {
     }
     std::optional<StartLock> lock = StartLock::TryTake(mDirectory);
     if (!lock) {
-        return;
+        if (!mLockedOut) {
+            mLockedOut = inNow;
+        }
+        if (inNow - *mLockedOut < kStartLockTime) {
+            return;
+        }
+    } else {
+        mLockedOut.reset();
     }
     // Whoever held the lock before may have started one since the last attempt.
     bool absent = false;
     outSocket = TryConnect(absent);
     if (absent) {
         mStart.emplace(*mProgram);
-        mLock.emplace(std::move(*lock));
+        if (lock) {
+            mLock.emplace(std::move(*lock));
+        }
         mStarted = inNow;
     }
 }

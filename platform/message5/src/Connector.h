@@ -36,6 +36,8 @@ class Connector {
     wire::Duration mPause{};
     std::string mTrouble;
 
+    // Since when somebody else holds the start lock, while nobody listens.
+    std::optional<wire::TimePoint> mLockedOut;
     // A start of ours that is under way; the lock is held for as long.
     std::optional<StartLock> mLock;
     std::optional<BrokerStart> mStart;

@@ -178,3 +178,36 @@ TEST(Connectors, LeaveTheStartToWhoIsAlreadyAtIt) {
     EXPECT_FALSE(connector.Attempt(Clock::now()));
     EXPECT_TRUE(Eventually([&] { return Text(runs) == "run\n"; }));
 }
+
+TEST(Connectors, StartWithoutTheLockWhenItsHolderStandsStill) {
+    const TemporaryDirectory directory;
+    const std::string runs = directory / "runs";
+    Connector connector(directory.Path(), Program(directory, "echo run >> " + runs));
+    const auto other = StartLock::TryTake(directory.Path());
+    ASSERT_TRUE(other);
+    const auto begin = Clock::now();
+    EXPECT_FALSE(connector.Attempt(begin));
+    EXPECT_FALSE(connector.Attempt(begin + std::chrono::milliseconds(2999)));
+    EXPECT_EQ(Text(runs), "");
+    EXPECT_FALSE(connector.Attempt(begin + std::chrono::seconds(3)));
+    EXPECT_TRUE(Eventually([&] { return Text(runs) == "run\n"; }));
+}
+
+TEST(Connectors, WaitForEachHolderOfTheLockAnew) {
+    const TemporaryDirectory directory;
+    const std::string runs = directory / "runs";
+    Connector connector(directory.Path(), Program(directory, "echo run >> " + runs));
+    const auto begin = Clock::now();
+    {
+        const auto other = StartLock::TryTake(directory.Path());
+        EXPECT_FALSE(connector.Attempt(begin));
+    }
+    {
+        const auto listening = Listen(directory / "broker.sock");
+        EXPECT_TRUE(connector.Attempt(begin + std::chrono::seconds(2)));
+    }
+    const auto another = StartLock::TryTake(directory.Path());
+    EXPECT_FALSE(connector.Attempt(begin + std::chrono::seconds(4)));
+    EXPECT_FALSE(connector.Attempt(begin + std::chrono::seconds(6)));
+    EXPECT_EQ(Text(runs), "");
+}
