@@ -1,10 +1,12 @@
 // Bounds at which a process is told no, through its dispatcher.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Bus.h"
@@ -48,6 +50,18 @@ struct Held {
     }};
 };
 
+/// Another end point than the process's own; INVALID_ENDPOINT while there is none.
+EndPoint Other(IPlexaMessageDispatcher& inDispatcher) {
+    EndPoint other = EndPoint::INVALID_ENDPOINT;
+    EndPoint* list = nullptr;
+    std::size_t count = 0;
+    inDispatcher.GetEndPointList(&list, &count);
+    for (std::size_t i = 0; i != count; ++i)
+        if (list[i] != inDispatcher.GetSelfEndPoint()) other = list[i];
+    inDispatcher.ReleaseEndPointList(list);
+    return other;
+}
+
 }  // namespace
 
 TEST(Limits, SendsToOneselfWaitForRoomOnceAndThenFailUntilSomethingMoves) {
@@ -88,6 +102,31 @@ TEST(Limits, TheDeliveryThreadHasAReserveAndNeverWaits) {
     EXPECT_TRUE(Eventually([&] { return member.listener.Count() == 21; }));
     EXPECT_TRUE(member.listener.Has("error Test-1: the limit \"log reserve\" was reached"));
     EXPECT_TRUE(member.listener.Has(text));
+}
+
+TEST(Limits, AReceiverThatEndsWhileASendWaitsForRoomIsNamed) {
+    const Bus bus;
+    Set("PLEXA_LIMIT_LOG", "64K");
+    Set("PLEXA_LIMIT_STALL", "60s");
+    Member member;
+    Peer receiver;
+    receiver.Join("B-1");
+    receiver.Set("hold t");
+    EndPoint to;
+    ASSERT_TRUE(Eventually([&] { return (to = Other(*member.dispatcher)) != EndPoint::INVALID_ENDPOINT; }));
+    member.Send("hold", to);
+    receiver.Await("held");
+    std::atomic<int> sent = 0;
+    std::thread sender([&] {
+        const std::string text(10'000, 'x');
+        for (; sent != 7; ++sent) member.Send(text.c_str(), to);
+    });
+    EXPECT_TRUE(Eventually([&] { return sent == 6; }));
+    std::this_thread::sleep_for(50ms);  // the next one finds no room
+    receiver.Kill();
+    sender.join();
+    EXPECT_TRUE(Eventually([&] { return member.listener.Has("error B-1: no such end point is known"); }));
+    EXPECT_TRUE(Eventually([&] { return member.listener.Count() == 8; }));
 }
 
 TEST(Limits, WhatCannotBeHandedOverWhileAListenerRunsIsTracedAtTheEnd) {

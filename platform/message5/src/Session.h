@@ -91,7 +91,8 @@ class Session : public std::enable_shared_from_this<Session> {
     api5::PlexaMessageErrorCode SendToMembers(Lock& ioLock, std::optional<wire::MemberId> inReceiver,
                                               const api5::SuiteMessage& inMessage);
     bool AwaitRoom(Lock& ioLock, std::optional<wire::MemberId> inReceiver, std::string_view inType,
-                   std::size_t inPayloadLength, bool& outRefused);
+                   std::size_t inPayloadLength, Admission& outAdmission);
+    void FailForUnknown(const api5::SuiteMessage& inMessage) noexcept;
     void WriteSoon(Lock& ioLock, wire::TimePoint inNow);
     bool IsQuiet(wire::TimePoint inNow);
     bool OnDeliveryThread() const { return std::this_thread::get_id() == mDeliveryThread; }

@@ -56,11 +56,15 @@ PlexaMessageErrorCode Session::Send(const api5::SuiteMessage& inMessage) {
     }
     std::optional<wire::MemberId> receiver;
     if (!ResolveReceiver(destination, receiver)) {
-        Fail({FailureKind::kNotDelivered, FailureReason::kUnknownReceiver, wire::LimitName::kNone,
-              InfoOf(destination), MessageAccess::Type(inMessage)});
+        FailForUnknown(inMessage);
         return api5::kPlexaMessageErrorCode_None;
     }
     return SendToMembers(lock, receiver, inMessage);
+}
+
+void Session::FailForUnknown(const api5::SuiteMessage& inMessage) noexcept {
+    Fail({FailureKind::kNotDelivered, FailureReason::kUnknownReceiver, wire::LimitName::kNone,
+          InfoOf(inMessage.GetDestination()), MessageAccess::Type(inMessage)});
 }
 
 bool Session::ResolveReceiver(const api5::EndPoint& inDestination,
@@ -124,11 +128,16 @@ PlexaMessageErrorCode Session::SendToMembers(Lock& ioLock, std::optional<wire::M
                                              const api5::SuiteMessage& inMessage) {
     const std::string& type = MessageAccess::Type(inMessage);
     const std::string_view payload = MessageAccess::Payload(inMessage);
-    bool refused = false;
-    if (!AwaitRoom(ioLock, inReceiver, type, payload.size(), refused)) {
+    Admission admission;
+    if (!AwaitRoom(ioLock, inReceiver, type, payload.size(), admission)) {
         return api5::kPlexaMessageErrorCode_NotConfigured;
     }
-    if (refused) {
+    if (admission.verdict == Admission::Verdict::kRefuse) {
+        if (admission.reason == FailureReason::kUnknownReceiver) {
+            FailForUnknown(inMessage);  // it went while this thread waited
+        } else {
+            mCore.Sender().Refuse(inReceiver, type, admission);
+        }
         Settle();
         return api5::kPlexaMessageErrorCode_None;
     }
@@ -142,17 +151,12 @@ PlexaMessageErrorCode Session::SendToMembers(Lock& ioLock, std::optional<wire::M
 
 /// False when the session is being left.
 bool Session::AwaitRoom(Lock& ioLock, std::optional<wire::MemberId> inReceiver, std::string_view inType,
-                        std::size_t inPayloadLength, bool& outRefused) {
+                        std::size_t inPayloadLength, Admission& outAdmission) {
     const bool mayWait = !OnDeliveryThread();
     for (;;) {
         SenderCore& sender = mCore.Sender();
-        const Admission admission =
-            sender.Admit(inReceiver, inType.size(), inPayloadLength, mayWait, Clock::now());
-        if (admission.verdict != Admission::Verdict::kWait) {
-            outRefused = admission.verdict == Admission::Verdict::kRefuse;
-            if (outRefused) {
-                sender.Refuse(inReceiver, inType, admission);
-            }
+        outAdmission = sender.Admit(inReceiver, inType.size(), inPayloadLength, mayWait, Clock::now());
+        if (outAdmission.verdict != Admission::Verdict::kWait) {
             return true;
         }
         // What is in the log has to go out for room to be made.
@@ -160,7 +164,7 @@ bool Session::AwaitRoom(Lock& ioLock, std::optional<wire::MemberId> inReceiver, 
         WakeLink();
         const std::uint64_t progress = sender.Progress();
         ++mWaitingSenders;
-        mProgressed.wait_until(ioLock, admission.until,
+        mProgressed.wait_until(ioLock, outAdmission.until,
                                [&] { return mLeaving || mCore.Sender().Progress() != progress; });
         --mWaitingSenders;
         if (mLeaving) {
