@@ -77,7 +77,7 @@ TEST(Settings, ThatCannotBeUsedAreNamedAndLeftOut) {
     const Settings settings =
         Read("members = many\nmember = 5\nmembers\naway = 1h\n", {{"PLEXA_LIMIT_HANDSHAKE", "5"}});
     const std::vector<std::string> expected = {
-        "broker.conf:1: \"many\" is not a number from 1 to 65536; it is left out",
+        "broker.conf:1: \"many\" is not a number from 1 to 8192; it is left out",
         "broker.conf:2: there is no bound \"member\"; it is left out",
         "broker.conf:3: a line has the form \"name = value\"; it is left out",
         "broker.conf:4: \"1h\" is not a time from 100ms to 3600s; it is left out",

@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "Log.h"
+#include "wire/Messages.h"
 
 namespace orvane::plexa::broker {
 
@@ -16,6 +17,8 @@ using Kind = wire::SettingRange::Kind;
 
 constexpr std::uint64_t kKiB = 1ULL << 10U;
 constexpr std::uint64_t kMiB = 1ULL << 20U;
+/// As many as the acknowledgements that one frame lists, and no more.
+constexpr std::uint64_t kMostMembers = Limits().maxControlPayload / sizeof(wire::AckEntry);
 constexpr wire::SettingRange kTime{Kind::kTime, 100, 3'600'000};
 
 constexpr std::array<BoundSetting, 10> kSettings = {{
@@ -25,7 +28,7 @@ constexpr std::array<BoundSetting, 10> kSettings = {{
     {"lane window", &Limits::maxWindow, {Kind::kSize, 64 * kKiB, 8 * kMiB}},
     {"receiver windows", &Limits::receiverWindows, {Kind::kSize, 64 * kKiB, 1024 * kMiB}},
     {"connections", &Limits::connectionsPerProcess, {Kind::kCount, 1, 1024}},
-    {"members", &Limits::members, {Kind::kCount, 1, 65536}},
+    {"members", &Limits::members, {Kind::kCount, 1, kMostMembers}},
     {"handshake", &Limits::handshake, kTime},
     {"half frame", &Limits::halfFrame, kTime},
     {"away", &Limits::away, kTime},
