@@ -88,6 +88,8 @@ TEST_F(Place, WhoseParentWasRenamedIsMadeAnewAsSoonAsItCanBe) {
     std::filesystem::create_directories(parent + "/between");
     const std::string runtime = parent + "/between/runtime";
     const BrokerProcess broker(runtime, Setup(runtime, mDirectory / "log2"));
+    WireClient member(runtime + "/broker.sock");
+    member.Join("member-1");  // so the broker has begun to wait, and learns of the move by being told
     std::filesystem::rename(parent, mDirectory / "elsewhere");
     EXPECT_TRUE(Eventually([&] {
         return TextOf(mDirectory / "log2").find("clients cannot find this broker") != std::string::npos;
@@ -95,7 +97,7 @@ TEST_F(Place, WhoseParentWasRenamedIsMadeAnewAsSoonAsItCanBe) {
     std::filesystem::create_directories(parent + "/between");
     EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(runtime + "/broker.sock"); }));
     WireClient newcomer(runtime + "/broker.sock");
-    newcomer.Join("newcomer-1");
+    EXPECT_EQ(newcomer.Join("newcomer-1").at(0).peer.member, member.Member());
 }
 
 TEST_F(Place, IsLoggedAboutWhereTheLogWasMadeAnew) {
