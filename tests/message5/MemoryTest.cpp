@@ -60,14 +60,19 @@ void* Allocate(std::size_t inBytes, std::size_t inAlignment) {
 
 }  // namespace
 
-void* operator new(std::size_t inBytes) { return Allocate(inBytes, alignof(std::max_align_t)); }
-void* operator new(std::size_t inBytes, std::align_val_t inAlignment) {
+// Not inlined: the compiler would see one half of a pair and take it for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t inBytes) {
+    return Allocate(inBytes, alignof(std::max_align_t));
+}
+[[gnu::noinline]] void* operator new(std::size_t inBytes, std::align_val_t inAlignment) {
     return Allocate(inBytes, static_cast<std::size_t>(inAlignment));
 }
-void operator delete(void* inMemory) noexcept { std::free(inMemory); }
-void operator delete(void* inMemory, std::size_t) noexcept { std::free(inMemory); }
-void operator delete(void* inMemory, std::align_val_t) noexcept { std::free(inMemory); }
-void operator delete(void* inMemory, std::size_t, std::align_val_t) noexcept { std::free(inMemory); }
+[[gnu::noinline]] void operator delete(void* inMemory) noexcept { std::free(inMemory); }
+[[gnu::noinline]] void operator delete(void* inMemory, std::size_t) noexcept { std::free(inMemory); }
+[[gnu::noinline]] void operator delete(void* inMemory, std::align_val_t) noexcept { std::free(inMemory); }
+[[gnu::noinline]] void operator delete(void* inMemory, std::size_t, std::align_val_t) noexcept {
+    std::free(inMemory);
+}
 
 namespace {
 
