@@ -27,11 +27,13 @@ std::unique_ptr<support::ChildProcess> StartRole(const support::PrivateBus& inBu
     return std::make_unique<support::ChildProcess>(std::move(command));
 }
 
-void Await(const char* inWhat, const std::function<bool()>& inHasHappened) {
+void Await(const char* inWhat, const std::function<bool()>& inHasHappened,
+           const std::function<std::string()>& inAccount) {
     const auto deadline = std::chrono::steady_clock::now() + support::kPatience;
     while (!inHasHappened()) {
         if (std::chrono::steady_clock::now() > deadline)
-            throw std::runtime_error("in vain it was waited until " + std::string(inWhat));
+            throw std::runtime_error("in vain it was waited until " + std::string(inWhat) +
+                                     (inAccount ? ": " + inAccount() : ""));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
@@ -65,8 +67,13 @@ void Crew::Stop(std::size_t inReceiver) const { mReceivers[inReceiver]->Signal(S
 void Crew::Continue(std::size_t inReceiver) const { mReceivers[inReceiver]->Signal(SIGCONT); }
 
 void Crew::AwaitFates() const {
-    Await("every message has arrived or its sender has been told",
-          [&] { return TallyOf(*mLedger).mLost == 0; });
+    Await(
+        "every message has arrived or its sender has been told", [&] { return TallyOf(*mLedger).mLost == 0; },
+        [&] {
+            const Tally tally = TallyOf(*mLedger);
+            return std::to_string(tally.mLost) + " of " + std::to_string(tally.mMessages) +
+                   " deliveries were neither made nor told";
+        });
 }
 
 void Crew::End() {

@@ -20,7 +20,9 @@ std::unique_ptr<support::ChildProcess> StartRole(const support::PrivateBus& inBu
                                                  std::vector<std::string> inWords,
                                                  const Environment& inEnvironment = {});
 /// Waits for what must happen; throws `std::runtime_error`, naming it, when it doesn't within `kPatience`.
-void Await(const char* inWhat, const std::function<bool()>& inHasHappened);
+/// inAccount: what there is to say about it then.
+void Await(const char* inWhat, const std::function<bool()>& inHasHappened,
+           const std::function<std::string()>& inAccount = {});
 
 class Crew {
   public:
