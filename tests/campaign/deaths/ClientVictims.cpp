@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "Book.h"
-#include "Texts.h"
+#include "Payloads.h"
 #include "Victims.h"
+#include "support/Texts.h"
 
 namespace campaign::deaths {
 

@@ -2,8 +2,9 @@
 
 #include <stdexcept>
 
+#include "Payloads.h"
 #include "Plan.h"
-#include "Texts.h"
+#include "support/Texts.h"
 
 namespace campaign::deaths {
 

@@ -5,10 +5,11 @@
 #include <csignal>
 #include <stdexcept>
 
+#include "Payloads.h"
 #include "Plan.h"
 #include "Roles.h"
-#include "Texts.h"
 #include "Victims.h"
+#include "support/Texts.h"
 
 namespace campaign::deaths {
 

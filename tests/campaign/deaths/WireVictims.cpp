@@ -9,9 +9,9 @@
 
 #include <sys/prctl.h>
 
+#include "Payloads.h"
 #include "RawClient.h"
 #include "Roles.h"
-#include "Texts.h"
 #include "Victims.h"
 
 namespace campaign::deaths {

@@ -6,6 +6,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "support/Texts.h"
+
 namespace campaign::kills {
 
 using namespace orvane::plexa::api5;
@@ -18,19 +20,6 @@ constexpr std::uint64_t kMostOwed = std::uint64_t{8} << 20U;
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
 std::string AppId(std::size_t inPlace) { return "P" + std::to_string(inPlace) + "-1"; }
-
-/// A text of the library's, which it hands out by size and copy.
-template <typename Size, typename Copy>
-std::string Fetch(const Size& inSize, const Copy& inCopy) {
-    std::string text(inSize(), '\0');
-    inCopy(text.data());
-    text.pop_back();
-    return text;
-}
-
-std::string AppId(const EndPoint& inEndPoint) {
-    return Fetch([&] { return inEndPoint.GetAppIdSize(); }, [&](char* out) { inEndPoint.GetAppId(out); });
-}
 
 }  // namespace
 
@@ -138,14 +127,9 @@ std::size_t Peer::AnySize() {
 }
 
 std::optional<EndPoint> Peer::Find(std::size_t inPlace) {
-    std::optional<EndPoint> found;
-    EndPoint* list = nullptr;
-    std::size_t count = 0;
-    mDispatcher->GetEndPointList(&list, &count);
-    for (std::size_t i = 0; i != count && !found; ++i)
-        if (AppId(list[i]) == AppId(inPlace)) found = list[i];
-    mDispatcher->ReleaseEndPointList(list);
-    return found;
+    for (const EndPoint& endPoint : EndPoints(*mDispatcher))
+        if (AppIdOf(endPoint) == AppId(inPlace)) return endPoint;
+    return std::nullopt;
 }
 
 // What arrives.
@@ -153,10 +137,9 @@ std::optional<EndPoint> Peer::Find(std::size_t inPlace) {
 void Peer::Receive(const PlexaMessage& inMessage) {
     if (const auto* error = dynamic_cast<const ErrorMessage*>(&inMessage)) return CheckError(*error);
     const auto& message = dynamic_cast<const SuiteMessage&>(inMessage);
-    const std::string payload =
-        Fetch([&] { return message.GetPayloadSize(); }, [&](char* out) { message.GetPayload(out); });
+    const std::string payload = PayloadOf(message);
     const std::optional<Letter> letter = Read(payload);
-    if (!letter || letter->mSender >= kPlaces || AppId(message.GetSource()) != AppId(letter->mSender))
+    if (!letter || letter->mSender >= kPlaces || AppIdOf(message.GetSource()) != AppId(letter->mSender))
         return Trouble("got a damaged message: " + payload.substr(0, kSmallest));
     Check(*letter, payload.size());
     if (letter->mKind == Kind::kRequest) {
@@ -171,10 +154,8 @@ void Peer::Receive(const PlexaMessage& inMessage) {
 // A guest that leaves right after a broker was killed may have had no way to confirm what it got last, or to
 // say that it leaves. It has got everything, so nobody may say that it hasn't.
 void Peer::CheckError(const ErrorMessage& inError) {
-    const std::string error =
-        Fetch([&] { return inError.GetErrorSize(); }, [&](char* out) { inError.GetError(out); });
-    const std::string fault =
-        Fetch([&] { return inError.GetFaultSize(); }, [&](char* out) { inError.GetFault(out); });
+    const std::string error = ErrorOf(inError);
+    const std::string fault = FaultOf(inError);
     std::size_t receiver = 0;
     const bool named = std::sscanf(fault.c_str(), "P%zu-1: ", &receiver) == 1;
     const bool hasLeft = fault.ends_with(": it has left") || fault.ends_with(": its process ended");

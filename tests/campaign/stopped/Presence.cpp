@@ -7,20 +7,11 @@
 
 #include <sys/prctl.h>
 
+#include "support/Texts.h"
+
 namespace campaign::stopped {
 
 namespace api = orvane::plexa::api5;
-
-namespace {
-
-std::string Filled(std::size_t inSize, const std::function<void(char*)>& inFill) {
-    std::string text(inSize, '\0');
-    inFill(text.data());
-    text.resize(inSize - 1);
-    return text;
-}
-
-}  // namespace
 
 Presence::Presence(const std::string& inName, FunctionListener::Function inFunction)
     : mListener(std::move(inFunction)) {
@@ -43,19 +34,15 @@ std::vector<api::EndPoint> Presence::Await(const std::vector<std::string>& inNam
     for (;;) {
         std::vector<api::EndPoint> found(inNames.size());
         std::size_t missing = inNames.size();
-        api::EndPoint* list = nullptr;
-        std::size_t count = 0;
-        mDispatcher->GetEndPointList(&list, &count);
-        for (std::size_t i = 0; i != count; ++i) {
-            const std::string name = NameOf(list[i]);
+        for (const api::EndPoint& endPoint : EndPoints(*mDispatcher)) {
+            const std::string name = AppIdOf(endPoint);
             for (std::size_t wanted = 0; wanted != inNames.size(); ++wanted) {
                 if (name == inNames[wanted] + "-1.0" && found[wanted] == api::EndPoint()) {
-                    found[wanted] = list[i];
+                    found[wanted] = endPoint;
                     --missing;
                 }
             }
         }
-        if (list != nullptr) mDispatcher->ReleaseEndPointList(list);
         if (missing == 0 && mDispatcher->IsDispatcherReady()) return found;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -66,21 +53,6 @@ bool Presence::Send(const std::string& inType, const std::string& inText, const 
     message.SetPayload(inText.c_str());
     message.SetDestination(inTo);
     return mDispatcher->SendMessage(message) <= 1;
-}
-
-std::string NameOf(const api::EndPoint& inEndPoint) {
-    return Filled(inEndPoint.GetAppIdSize(), [&](char* outText) { inEndPoint.GetAppId(outText); });
-}
-
-std::string PayloadOf(const api::SuiteMessage& inMessage) {
-    return Filled(inMessage.GetPayloadSize(), [&](char* outText) { inMessage.GetPayload(outText); });
-}
-
-std::string TypeOf(const api::PlexaMessage& inMessage) {
-    const std::string text =
-        Filled(inMessage.GetMessageTextSize(), [&](char* outText) { inMessage.GetMessageText(outText); });
-    const std::size_t begin = text.find("<type>") + 6;
-    return text.substr(begin, text.find("</type>") - begin);
 }
 
 std::uint64_t NowNanoseconds() {

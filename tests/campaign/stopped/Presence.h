@@ -44,10 +44,6 @@ class Presence {
     orvane::plexa::api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
 };
 
-std::string NameOf(const orvane::plexa::api5::EndPoint& inEndPoint);
-std::string PayloadOf(const orvane::plexa::api5::SuiteMessage& inMessage);
-std::string TypeOf(const orvane::plexa::api5::PlexaMessage& inMessage);
-
 /// The clock that all processes share, in nanoseconds.
 std::uint64_t NowNanoseconds();
 /// Takes a number and the blank behind it from the front of ioText.

@@ -6,6 +6,7 @@
 #include "Presence.h"
 #include "ReturnBoard.h"
 #include "Roles.h"
+#include "support/Texts.h"
 
 namespace campaign::stopped {
 
@@ -26,7 +27,7 @@ void Note(ReturnBoard::Client& ioSelf, const api::PlexaMessage& inMessage) {
         return;
     }
     ReturnBoard::Hearing& hearing = ioSelf.mHearings[round];
-    auto& moment = TypeOf(inMessage) == kToAll ? hearing.mFromFirst : hearing.mFromNeighbour;
+    auto& moment = campaign::TypeOf(inMessage) == kToAll ? hearing.mFromFirst : hearing.mFromNeighbour;
     if (moment.exchange(NowNanoseconds()) != 0) ++ioSelf.mWrong;
 }
 

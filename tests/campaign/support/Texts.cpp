@@ -1,8 +1,6 @@
-#include "Texts.h"
+#include "support/Texts.h"
 
-#include <cstdlib>
-
-namespace campaign::deaths {
+namespace campaign {
 
 namespace api = orvane::plexa::api5;
 
@@ -30,8 +28,16 @@ std::string TypeOf(const api::PlexaMessage& inMessage) {
     return text.substr(begin, text.find("</type>") - begin);
 }
 
+std::string PayloadOf(const api::SuiteMessage& inMessage) {
+    return Filled(inMessage.GetPayloadSize(), [&](char* outText) { inMessage.GetPayload(outText); });
+}
+
 std::string ErrorOf(const api::ErrorMessage& inMessage) {
     return Filled(inMessage.GetErrorSize(), [&](char* outText) { inMessage.GetError(outText); });
+}
+
+std::string FaultOf(const api::ErrorMessage& inMessage) {
+    return Filled(inMessage.GetFaultSize(), [&](char* outText) { inMessage.GetFault(outText); });
 }
 
 std::vector<api::EndPoint> EndPoints(api::IPlexaMessageDispatcher& ioDispatcher) {
@@ -44,16 +50,4 @@ std::vector<api::EndPoint> EndPoints(api::IPlexaMessageDispatcher& ioDispatcher)
     return endPoints;
 }
 
-std::string Numbered(std::uint64_t inNumber, std::size_t inSize) {
-    std::string text = std::to_string(inNumber) + ' ';
-    if (text.size() < inSize) text.resize(inSize, 'x');
-    return text;
-}
-
-std::uint64_t NumberOf(const api::SuiteMessage& inMessage) {
-    return std::strtoull(
-        Filled(inMessage.GetPayloadSize(), [&](char* outText) { inMessage.GetPayload(outText); }).c_str(),
-        nullptr, 10);
-}
-
-}  // namespace campaign::deaths
+}  // namespace campaign
