@@ -62,7 +62,7 @@ class WorldHash {
     }
 
     void AddQueue(const wire::OutputQueue& inQueue) {
-        std::array<iovec, 16> pieces{};
+        std::array<iovec, 64> pieces{};
         const std::size_t count = inQueue.Gather(pieces);
         std::string bytes;
         for (std::size_t i = 0; i != count; ++i) {

@@ -5,8 +5,8 @@
 // - A write, its way to the broker and what the broker does with it are one. A client learns of the
 //   broker's work only by reading, the broker of a client only by what that wrote: so whatever lies between
 //   writing and arriving can as well come before or after both. Two exceptions are steps of their own: a
-//   write of which only the first frames arrive before the connection or the broker ends, and a write of
-//   several frames between which others act.
+//   write of which only the first frames arrive before the connection or the broker ends, and a socket that
+//   takes only the first frames, while the rest waits in the client's output and everybody goes on acting.
 // - Connecting goes on to the broker's answer to the join: until then neither side remembers anything of
 //   the other.
 // - Messages that come first on a connection are read when the first of them is consumed, or when something
@@ -38,7 +38,6 @@ enum class Action : std::uint8_t {
     kConnect,
     kSend,
     kFlush,
-    kHandleRest,
     kRead,
     kBeginDelivery,
     kEndDelivery,
@@ -100,6 +99,7 @@ class Model {
     bool Send(std::size_t inClient);
     bool Flush(std::size_t inClient);
     bool FlushPart(std::size_t inClient, std::size_t inFrames);
+    bool FlushFrames(Node& ioNode, std::size_t inFrames);
     void Handle(Node& ioNode, std::size_t inBytes);
     void ReadFrame(Node& ioNode);
     void ReadTaken(const Step& inStep);

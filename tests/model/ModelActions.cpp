@@ -26,9 +26,6 @@ bool Model::TakeProgress(const Step& inStep) {
             return Send(inStep.client);
         case Action::kFlush:
             return Flush(inStep.client);
-        case Action::kHandleRest:
-            Handle(node, Inspector::ToBroker(node).size());
-            return true;
         case Action::kRead:
             return ReadThroughNotice(node);
         case Action::kBeginDelivery:
@@ -174,17 +171,33 @@ bool Model::Flush(std::size_t inClient) {
     return any;
 }
 
+/// The socket takes the first frames. False if nothing is left to wait.
+bool Model::FlushFrames(Node& ioNode, std::size_t inFrames) {
+    const std::string& pipe = Inspector::ToBroker(ioNode);
+    ioNode.Write(0);
+    for (std::size_t i = 0; i != inFrames && !ioNode.Core().Output().Empty(); ++i) {
+        const std::size_t at = pipe.size();
+        ioNode.Write(wire::kHeaderBytes);
+        ioNode.Write(HeaderAt(pipe, at).length() - wire::kHeaderBytes);
+    }
+    Handle(ioNode, pipe.size());
+    return !ioNode.Core().Output().Empty();
+}
+
 /// The first frames arrive. The rest waits, or, if nobody may come between, is lost with what follows: of no
 /// interest unless somebody counts on it.
 bool Model::FlushPart(std::size_t inClient, std::size_t inFrames) {
     Node& node = At(inClient);
+    if (mSetup.splitWrites) {
+        return FlushFrames(node, inFrames);
+    }
     std::string& pipe = Inspector::ToBroker(node);
     node.Write();
     std::size_t first = 0;
     for (std::size_t i = 0; i != inFrames && first != pipe.size(); ++i) {
         first += HeaderAt(pipe, first).length();
     }
-    bool matters = mSetup.splitWrites && first != pipe.size();
+    bool matters = false;
     for (std::size_t at = first; at != pipe.size(); at += HeaderAt(pipe, at).length()) {
         const wire::FrameKind kind = HeaderAt(pipe, at).kind();
         matters |= kind == wire::FrameKind::Data || kind == wire::FrameKind::Leave;
@@ -193,10 +206,8 @@ bool Model::FlushPart(std::size_t inClient, std::size_t inFrames) {
         return false;
     }
     Handle(node, first);
-    if (!mSetup.splitWrites) {
-        pipe.clear();
-        mStuck |= 1U << inClient;
-    }
+    pipe.clear();
+    mStuck |= 1U << inClient;
     return true;
 }
 

@@ -54,9 +54,7 @@ void Model::ClientSteps(std::size_t inClient, std::vector<Step>& outSteps) {
     if ((mDeaf >> inClient & 1U) != 0) {
         WithTaken({Action::kClientNotices, client, 0, {}}, inClient, inClient + 1, outSteps);
     }
-    if (!Inspector::ToBroker(node).empty()) {
-        add(Action::kHandleRest);
-    } else if (mSetup.window != 0 || message5::StateInspector::MayWrite(node.Core())) {
+    if (mSetup.window != 0 || message5::StateInspector::MayWrite(node.Core())) {
         add(Action::kFlush);
     }
 }
@@ -92,7 +90,7 @@ void Model::FaultSteps(std::vector<Step>& outSteps) {
         if (!At(i).Connected() || !Inspector::HasLine(mWorld, At(i))) {
             continue;
         }
-        if (!stuck && Inspector::ToBroker(At(i)).empty() && (mSetup.splitWrites || MayBreak()) &&
+        if (!stuck && (mSetup.splitWrites || MayBreak()) &&
             message5::StateInspector::MayWrite(At(i).Core())) {
             for (std::uint8_t parts = 0; parts != kMostParts; ++parts) {
                 outSteps.push_back({Action::kFlushPart, client, parts, {}});
@@ -146,11 +144,10 @@ void Model::LeavingSteps(std::size_t inClient, std::vector<Step>& outSteps) {
 }
 
 std::string Model::Text(const Step& inStep) const {
-    static constexpr std::array<const char*, 22> kTexts = {
+    static constexpr std::array<const char*, 21> kTexts = {
         "connects",
         "sends",
         "writes, and all of it arrives",
-        "has the rest of its write arrive",
         "reads on through the next notice",
         "is called with a message",
         "returns from its listener",
@@ -158,7 +155,7 @@ std::string Model::Text(const Step& inStep) const {
         "is known to the broker to have lost its connection",
         "learns that its connection is lost",
         "has left, and its process ends",
-        "writes, and arrives only in part; frames: ",
+        "writes only in part; frames: ",
         "",
         "loses its connection",
         "loses its connection, and the broker does not know",

@@ -51,7 +51,8 @@ struct Setup {
 
     /// The two ends of a broken connection notice at different times.
     bool unevenBreaks = false;
-    /// Between two frames of one write, others may act.
+    /// A socket may take only the first frames of a write; the rest waits in the client's output, and the
+    /// client reads on.
     bool splitWrites = false;
     /// A listener's call and its return are two steps.
     bool slowListeners = false;
