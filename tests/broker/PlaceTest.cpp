@@ -29,7 +29,7 @@ class Place : public ::testing::Test {
         setup.arguments = {"--runtime-dir", inRuntime, "--log", "debug", "--log-file", inLog};
         return setup;
     }
-    /// A broker that watches would make things anew in between, and the removal would fail.
+    /// A broker that looks just then would make things anew in between, and the removal would fail.
     void RemoveAllAtOnce(const BrokerProcess& inBroker) { RemoveAllOf(inBroker, mRuntime); }
     static void RemoveAllOf(const BrokerProcess& inBroker, const std::string& inRuntime) {
         inBroker.Signal(SIGSTOP);
@@ -89,7 +89,7 @@ TEST_F(Place, WhoseParentWasRenamedIsMadeAnewAsSoonAsItCanBe) {
     const std::string runtime = parent + "/between/runtime";
     const BrokerProcess broker(runtime, Setup(runtime, mDirectory / "log2"));
     WireClient member(runtime + "/broker.sock");
-    member.Join("member-1");  // so the broker has begun to wait, and learns of the move by being told
+    member.Join("member-1");
     std::filesystem::rename(parent, mDirectory / "elsewhere");
     EXPECT_TRUE(Eventually([&] {
         return TextOf(mDirectory / "log2").find("clients cannot find this broker") != std::string::npos;
@@ -108,6 +108,13 @@ TEST_F(Place, IsLoggedAboutWhereTheLogWasMadeAnew) {
         return TextOf(runtime + "/broker.log").find("the socket was taken away and is made anew") !=
                std::string::npos;
     }));
+}
+
+TEST_F(Place, IsLookedAtWithoutAWatchThatWouldKeepAKilledBrokerFromEnding) {
+    for (const auto& file :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(mBroker->Process()) + "/fd")) {
+        EXPECT_EQ(std::filesystem::read_symlink(file).string().find("notify"), std::string::npos);
+    }
 }
 
 TEST_F(Place, GetsItsSocketBack) {

@@ -35,24 +35,16 @@ Server::Server(ServerParts inParts, const wire::Limits& inLimits, Log& inLog)
       mSwitchboard(mLimits, mPoller, mParts.members, mLog, [this] { return DescribeStatus(); }),
       mStarted(std::chrono::steady_clock::now()),
       mClock(mStarted),
-      mNow(mStarted) {
+      mNow(mStarted),
+      mLookAgain(mStarted) {
     mTerminationToken =
         mPoller.Add(mParts.termination.Get(), EPOLLIN, [this](std::uint32_t) { mTerminated = true; });
     WatchListener();
-    if (!mPlaceWatch.Begin(mParts.runtimeDirectory)) {
-        mLog.warn("the runtime directory is looked at now and then, because it cannot be watched: {}",
-                  std::system_category().message(errno));
-    }
-    if (mPlaceWatch.Descriptor() >= 0) {
-        mPlaceToken =
-            mPoller.Add(mPlaceWatch.Descriptor(), EPOLLIN, [this](std::uint32_t) { mPlaceChanged = true; });
-    }
 }
 
 Server::~Server() {
     mPoller.Remove(mListenerToken);
     mPoller.Remove(mTerminationToken);
-    mPoller.Remove(mPlaceToken);
 }
 
 EndReason Server::Run() {
@@ -153,7 +145,6 @@ bool Server::Leave() {
 void Server::WindUp() {
     mPoller.Remove(mListenerToken);
     mPoller.Remove(mTerminationToken);
-    mPoller.Remove(mPlaceToken);
     mSwitchboard.WindUp();
     const wire::TimePoint deadline = mNow + kWindUpTime;
     while (!mSwitchboard.AllWritten() && mNow < deadline) RunRound(deadline);

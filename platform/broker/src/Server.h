@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 
-#include "DirectoryWatch.h"
 #include "Listener.h"
 #include "Log.h"
 #include "MembersFile.h"
@@ -79,11 +78,7 @@ class Server {
     std::optional<wire::TimePoint> mLastTurnAwayLogged;
 
     // Whether clients find this broker, and no other beside it.
-    DirectoryWatch mPlaceWatch;
-    Poller::Token mPlaceToken = 0;
-    bool mPlaceChanged = true;
-    /// When the place is looked at although nobody has told of a change.
-    std::optional<wire::TimePoint> mLookAgain;
+    wire::TimePoint mLookAgain;
     std::string mPlaceTrouble;
 };
 

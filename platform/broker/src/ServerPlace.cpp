@@ -1,4 +1,7 @@
-// Whether clients find this broker where they look for one, and no other beside it.
+// Whether clients find this broker where they look for one, and no other beside it. It is looked at now and
+// then, not watched: at the end of a process that has such a watch the system waits for work of its own, on a
+// busy machine for seconds, before it closes the other files. So long nobody could tell that a killed broker
+// is gone, nor take its lock.
 #include <exception>
 
 #include "Server.h"
@@ -8,17 +11,14 @@ namespace orvane::plexa::broker {
 
 namespace {
 
-/// How often to look when nobody tells of changes, or when what was tried did not work.
 constexpr std::chrono::seconds kLookInterval{1};
 
 }  // namespace
 
 /// False when somebody else has taken the place.
 bool Server::KeepPlace() {
-    if (!mPlaceChanged && !(mLookAgain && *mLookAgain <= mNow)) return true;
-    mPlaceChanged = false;
-    mLookAgain.reset();
-    if (mPlaceWatch.Descriptor() >= 0) mPlaceWatch.Drain();
+    if (mLookAgain > mNow) return true;
+    mLookAgain = mNow + kLookInterval;
     try {
         const bool ours = RestorePlace();
         mPlaceTrouble.clear();
@@ -29,7 +29,6 @@ bool Server::KeepPlace() {
             mPlaceTrouble = error.what();
             mLog.error("clients cannot find this broker: {}; trying again", mPlaceTrouble);
         }
-        mLookAgain = mNow + kLookInterval;
         return true;
     }
 }
@@ -38,8 +37,6 @@ bool Server::KeepPlace() {
 bool Server::RestorePlace() {
     const std::string trouble = wire::EnsureRuntimeDirectory(mParts.runtimeDirectory, ::geteuid());
     if (!trouble.empty()) throw std::runtime_error(trouble);
-    // Watched before it is looked at, so that no change is missed.
-    if (!mPlaceWatch.Begin(mParts.runtimeDirectory)) mLookAgain = mNow + kLookInterval;
     if (!mParts.members.InPlace()) {
         if (!mParts.members.MakeAnew()) return false;
         mLog.warn("the members file was taken away and is made anew");
