@@ -4,4 +4,6 @@
 #include "nuoplexasupport/Constants.h"
 #include "nuoplexasupport/IPlexaClient.h"
 #include "nuoplexasupport/Messaging.h"
+#include "nuoplexasupport/Notifications.h"
+#include "nuoplexasupport/PushHooks.h"
 #include "nuoplexasupport/Types.h"

@@ -11,6 +11,7 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "nuocore/Guid.h"
 #include "nuocore/ImmutableString.h"
@@ -48,6 +49,14 @@ extern ResponseMap& sResponseMap NUOCORE_GUARDED_BY(sRegistryLock);
 extern std::uint32_t sStartupCount NUOCORE_GUARDED_BY(sRegistryLock);
 /// Whether a `Startup` has tried to bring the transport up.
 extern bool sTransportStarted NUOCORE_GUARDED_BY(sRegistryLock);
+
+/// Whether the client of an entry has gone or is the given one. What has to be made strong to tell goes into
+/// `ioHeld`, which outlives the lock. Throws `std::bad_alloc`.
+bool IsGoneOrSame(const WeakClient& inEntry, const StrongClient& inClient, std::vector<StrongClient>& ioHeld)
+    NUOCORE_REQUIRES(sRegistryLock);
+/// Removes the subscriptions of a client to a type, and those of clients that have gone. `ioHeld` as above.
+void RemoveSubscriptions(const StrongClient& inClient, const ImmutableString& inMessageType,
+                         std::vector<StrongClient>& ioHeld) NUOCORE_REQUIRES(sRegistryLock);
 
 /// Handles a message that the transport received. Runs on the delivery thread.
 void PlexaMessageStaticCallback(const std::string& inMessageType, const std::string& inPayload,

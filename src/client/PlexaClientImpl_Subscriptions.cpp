@@ -1,4 +1,3 @@
-#include <iterator>
 #include <vector>
 
 #include "client/PlexaClientImpl.h"
@@ -8,6 +7,26 @@ namespace nuoplexasupport {
 
 using nuocore::thread::ScopedLock;
 
+bool IsGoneOrSame(const WeakClient& inEntry, const StrongClient& inClient,
+                  std::vector<StrongClient>& ioHeld) {
+    // A place for it first: a strong pointer that finds none would go under the lock.
+    StrongClient& held = ioHeld.emplace_back();
+    held = inEntry.lock();
+    return !held || held == inClient;
+}
+
+void RemoveSubscriptions(const StrongClient& inClient, const ImmutableString& inMessageType,
+                         std::vector<StrongClient>& ioHeld) {
+    const auto [begin, end] = sMessageSubscriptionClientsMap.equal_range(inMessageType);
+    for (auto entry = begin; entry != end;) {
+        if (IsGoneOrSame(entry->second, inClient, ioHeld)) {
+            entry = sMessageSubscriptionClientsMap.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
+}
+
 void SubscribeToMessage(const WeakClient& inClient, const ImmutableString& inMessageType) {
     const ScopedLock lock(sRegistryLock, "nuoplexasupport::SubscribeToMessage",
                           kRegistryLockTimeoutMilliseconds);
@@ -16,20 +35,10 @@ void SubscribeToMessage(const WeakClient& inClient, const ImmutableString& inMes
 
 void UnsubscribeFromMessage(const WeakClient& inClient, const ImmutableString& inMessageType) {
     const StrongClient client = inClient.lock();
-    std::vector<StrongClient> others;  // released after the lock
+    std::vector<StrongClient> held;  // released after the lock
     const ScopedLock lock(sRegistryLock, "nuoplexasupport::UnsubscribeFromMessage",
                           kRegistryLockTimeoutMilliseconds);
-    const auto [begin, end] = sMessageSubscriptionClientsMap.equal_range(inMessageType);
-    others.reserve(static_cast<std::size_t>(std::distance(begin, end)));
-    for (auto entry = begin; entry != end;) {
-        StrongClient subscriber = entry->second.lock();
-        if (!subscriber || subscriber == client) {
-            entry = sMessageSubscriptionClientsMap.erase(entry);
-        } else {
-            ++entry;
-        }
-        others.push_back(std::move(subscriber));
-    }
+    RemoveSubscriptions(client, inMessageType, held);
 }
 
 }  // namespace nuoplexasupport

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "client/DispatchFixture.h"
+#include "nuoplexasupport/Notifications.h"
 
 namespace nuoplexasupport {
 namespace {
@@ -66,10 +67,10 @@ class LastOwner : public Dispatch {
         mTold.get_future().wait();
     }
     /// A subscription, made after those of the test, whose erasing releases the client.
-    void SubscribeTheHook() {
-        SubscribeToMessage(
-            boost::allocate_shared<RecordingClient>(HookAllocator<RecordingClient>(mHook), "gone", mCalls),
-            ImmutableString("T"));
+    void SubscribeTheHook() { SubscribeToMessage(HookedClient(), ImmutableString("T")); }
+    /// The same for a registration.
+    void RegisterTheHook() {
+        RegisterTaviNotificationObserver(HookedClient(), ImmutableString("N"), ImmutableString("S"));
     }
     /// The client went on this thread, which was its last owner, with the lock free, and took the transport
     /// with it.
@@ -84,6 +85,9 @@ class LastOwner : public Dispatch {
     boost::shared_ptr<RecordingClient> mClient = MakeClient("client");
 
   private:
+    boost::shared_ptr<RecordingClient> HookedClient() {
+        return boost::allocate_shared<RecordingClient>(HookAllocator<RecordingClient>(mHook), "gone", mCalls);
+    }
     void TellOnce() {
         if (!mHasTold.exchange(true)) {
             mTold.set_value();
@@ -112,6 +116,30 @@ TEST_F(LastOwner, WhoUnsubscribesTheClientItselfDestroysItAfterTheLock) {
     UnsubscribeFromMessage(mClient, ImmutableString("T"));
     ExpectGone();
     EXPECT_TRUE(sMessageSubscriptionClientsMap.empty());
+}
+
+TEST_F(LastOwner, WhoUnregistersAnotherObserverDestroysItAfterTheLock) {
+    RegisterTaviNotificationObserver(mClient, ImmutableString("N"), ImmutableString("S"));
+    RegisterTheHook();
+    UnregisterTaviNotificationObserver({}, ImmutableString("N"), ImmutableString("S"));
+    ExpectGone();
+    EXPECT_EQ(sNotificationSubscriptionClientsMap.size(), 1U);
+}
+
+TEST_F(LastOwner, WhoUnregistersTheObserverItselfDestroysItAfterTheLock) {
+    RegisterTaviNotificationObserver(mClient, ImmutableString("N"), ImmutableString("S"));
+    RegisterTheHook();
+    UnregisterTaviNotificationObserver(mClient, ImmutableString("N"), ImmutableString("S"));
+    ExpectGone();
+    EXPECT_TRUE(sNotificationSubscriptionClientsMap.empty());
+}
+
+TEST_F(LastOwner, WhoRemovesAnObserversSubscriptionDestroysItsOtherSubscribersAfterTheLock) {
+    RegisterTheHook();
+    const ImmutableString type = sMessageSubscriptionClientsMap.begin()->first;
+    SubscribeToMessage(mClient, type);
+    UnregisterTaviNotificationObserver({}, ImmutableString("N"), ImmutableString("S"));
+    ExpectGone();
 }
 
 TEST_F(LastOwner, ADeliveryServesTheClientAndDestroysItAfterwards) {
