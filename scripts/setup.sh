@@ -9,6 +9,7 @@ build_packages="
     g++ cmake ninja-build pkg-config
     libboost1.81-dev libboost-json1.81-dev
     libexpat1-dev libfmt-dev libspdlog-dev libcli11-dev
+    libarchive-dev libcurl4-openssl-dev libssl-dev
     libflatbuffers-dev flatbuffers-compiler
 "
 test_packages="
