@@ -182,6 +182,8 @@ class Play {
             for (const broker::BrokerAction& action : mCore.TakeActions()) {
                 if (const auto* record = std::get_if<broker::RecordMember>(&action)) {
                     if (!mRecorded.insert(record->record.member).second) std::abort();
+                } else if (const auto* update = std::get_if<broker::UpdateMember>(&action)) {
+                    if (!mRecorded.contains(update->record.member)) std::abort();
                 } else if (const auto* erase = std::get_if<broker::EraseMember>(&action)) {
                     if (mRecorded.erase(erase->member) != 1) std::abort();
                 } else if (const auto* status = std::get_if<broker::StatusRequested>(&action)) {

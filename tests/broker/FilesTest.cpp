@@ -1,3 +1,4 @@
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -18,6 +19,29 @@ namespace {
 
 MemberRecord Record(wire::MemberId inMember, const std::string& inAppId = "app-1") {
     return {inMember, {inMember * 3, inMember * 5}, {77, 88}, 4, inAppId};
+}
+
+/// A record of the file as it lies there, with its own check sum behind.
+struct RawRecord {
+    std::uint64_t member = 5;
+    wire::Nonce nonce{15, 25};
+    std::uint64_t startTime = 88;
+    std::uint32_t processId = 77;
+    std::uint32_t instance = 4;
+    std::uint16_t appIdLength = 5;
+    std::uint16_t flags = 0;
+    std::array<char, 256> appId{'a', 'p', 'p', '-', '1'};
+};
+constexpr std::size_t kRawBytes = 300;
+
+/// Puts inRecord in the place of the first one.
+void Overwrite(const std::string& inPath, const RawRecord& inRecord) {
+    const std::string bytes(reinterpret_cast<const char*>(&inRecord), kRawBytes);
+    std::uint32_t check = 2166136261U;
+    for (const char byte : bytes) check = (check ^ static_cast<unsigned char>(byte)) * 16777619U;
+    std::fstream file(inPath, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(64);
+    file.write(bytes.data(), kRawBytes).write(reinterpret_cast<const char*>(&check), sizeof(check));
 }
 
 TEST(MembersFile, IsHeldByOne) {
@@ -51,6 +75,42 @@ TEST(MembersFile, RemembersWhatWasWrittenAndForgetsWhatWasErased) {
     EXPECT_EQ(records[1].member, 7U);
     EXPECT_FALSE(members->Empty());
     EXPECT_TRUE(members->Complaints().empty());
+}
+
+TEST(MembersFile, RemembersWhoReceivesNoMore) {
+    const TemporaryDirectory directory;
+    {
+        std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+        members->Write(Record(5));
+        MemberRecord changed = Record(6);
+        members->Write(changed);
+        changed.receives = false;
+        members->Write(changed);
+    }
+    const auto records = MembersFile::Acquire(directory / "members", 8)->Recorded();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_TRUE(records[0].receives);
+    EXPECT_FALSE(records[1].receives);
+    EXPECT_EQ(records[1].appId, "app-1");
+}
+
+TEST(MembersFile, OfABrokerThatKnewOfNoFlagsIsRead) {
+    const TemporaryDirectory directory;
+    MembersFile::Acquire(directory / "members", 8);
+    Overwrite(directory / "members", {});
+    const std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+    ASSERT_EQ(members->Recorded().size(), 1U);
+    EXPECT_EQ(members->Recorded()[0].appId, "app-1");
+    EXPECT_TRUE(members->Recorded()[0].receives);
+}
+
+TEST(MembersFile, PassesOverARecordWithAFlagThatItDoesNotKnow) {
+    const TemporaryDirectory directory;
+    MembersFile::Acquire(directory / "members", 8);
+    Overwrite(directory / "members", {.flags = 2});
+    const std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+    EXPECT_TRUE(members->Recorded().empty());
+    EXPECT_EQ(members->Complaints().size(), 1U);
 }
 
 TEST(MembersFile, NeverGivesANumberTwiceEvenWhenAllWereErased) {

@@ -301,6 +301,25 @@ TEST_F(BrokerRules, TheMemberIsRecordedBeforeItIsToldItsNumber) {
     EXPECT_EQ(record.process, (broker::ProcessIdentity{1, 10}));
 }
 
+TEST_F(BrokerRules, ThatAMemberReceivesNoMoreIsRecordedOnce) {
+    const auto id = Join(1);
+    EXPECT_TRUE(std::get<broker::RecordMember>(mActions.at(0)).record.receives);
+    mActions.clear();
+    wire::WriteLeave(mQueue, mPool, wire::LeaveScope::Receiver);
+    HandIn(id);
+    ASSERT_EQ(mActions.size(), 1U);
+    const auto record = std::get<broker::UpdateMember>(mActions[0]).record;
+    EXPECT_EQ(record.member, mCore->MemberOf(id));
+    EXPECT_FALSE(record.receives);
+    mCore->OnDisconnected(id, mNow);
+    mActions.clear();
+    const auto again = Join(1);
+    wire::WriteLeave(mQueue, mPool, wire::LeaveScope::Receiver);
+    HandIn(again);
+    EXPECT_EQ(record.member, mCore->MemberOf(again));
+    EXPECT_EQ(mActions.size(), 0U);
+}
+
 TEST_F(BrokerRules, TheSecondConnectionOfAMemberReplacesTheFirst) {
     const auto first = Join(1);
     const auto second = Join(1);

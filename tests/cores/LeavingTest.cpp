@@ -69,6 +69,24 @@ TEST(Leaving, ALeaveThatTheBrokerDidNotSurviveIsSaidAgain) {
     EXPECT_THAT(sender.FailureTexts(), ElementsAre("Not delivered|R: it has left"));
 }
 
+TEST(Leaving, AReceiverThatWithdrewIsNoEndPointAgainWhenTheBrokerWasKilled) {
+    World world;
+    Node& watcher = world.Join("W");
+    Node& receiver = world.Join("R");
+    receiver.Core().StopReceiving();
+    world.Run();
+    const std::uint64_t before = watcher.Core().Peers().Version();
+    receiver.offline = true;
+    world.KillBroker();
+    world.StartBroker();
+    world.Run();
+    EXPECT_THAT(watcher.Core().Peers().Receivers(), IsEmpty()) << "while it is away";
+    receiver.offline = false;
+    world.Run();
+    EXPECT_THAT(watcher.Core().Peers().Receivers(), IsEmpty());
+    EXPECT_EQ(watcher.Core().Peers().Version(), before) << "it was listed for a moment";
+}
+
 TEST(Leaving, AReceiverThatLeavesBeforeItCouldSayHowFarItCameMayHaveHandledWhatItOwes) {
     World world;
     Node& sender = world.Join("S");

@@ -231,6 +231,8 @@ void World::BrokerSettle() {
         for (const auto& action : actions) {
             if (const auto* record = std::get_if<broker::RecordMember>(&action)) {
                 mRecords[record->record.member] = record->record;
+            } else if (const auto* update = std::get_if<broker::UpdateMember>(&action)) {
+                mRecords.at(update->record.member) = update->record;
             } else if (const auto* erase = std::get_if<broker::EraseMember>(&action)) {
                 mRecords.erase(erase->member);
             } else if (const auto* close = std::get_if<broker::CloseConnection>(&action)) {

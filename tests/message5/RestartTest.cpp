@@ -1,4 +1,6 @@
 // The broker killed under its clients.
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include "Bus.h"
@@ -21,6 +23,35 @@ TEST(Restart, ProcessesGoOnWhenTheBrokerWasKilledBetweenMessages) {
     }
     EXPECT_FALSE(a.HasCome("refresh"));
     EXPECT_FALSE(a.HasCome("error"));
+}
+
+TEST(Restart, AProcessThatLingersIsNoEndPointAgain) {
+    Bus bus;
+    Peer leaving;
+    Peer slow;
+    Peer watcher;
+    Peer other;
+    leaving.Join("L-1");
+    slow.Join("S-1");
+    watcher.Join("W-1");
+    other.Join("O-1");
+    leaving.AwaitEndPoints(4);
+    other.AwaitEndPoints(4);
+    slow.Set("hold t");
+    leaving.Tell("send S-1 t stay");
+    slow.Await("held stay");
+    leaving.Tell("release");  // and lingers until that is handled
+    watcher.AwaitEndPoints(3);
+    ::kill(leaving.Process(), SIGSTOP);
+    bus.KillBroker();
+    other.Tell("send W-1 t there");
+    EXPECT_EQ(watcher.Await("got"), "got O-1 t there");
+    watcher.Tell("list");
+    EXPECT_EQ(watcher.Await("list"), "list S-1 W-1 O-1") << "while it is away";
+    ::kill(leaving.Process(), SIGCONT);
+    slow.Tell("go");
+    leaving.Await("released");
+    EXPECT_FALSE(watcher.HasCome("refresh")) << "when it was back";
 }
 
 TEST(Restart, NothingIsLostOrDoubledWhenTheBrokerIsKilledUnderLoad) {

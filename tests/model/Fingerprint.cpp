@@ -38,7 +38,7 @@ class WorldHash {
             broker.Add(mWorld.Broker(), inConnection);
         });
         for (const auto& [member, record] : mWorld.Records()) {
-            mHash.Add(member);
+            mHash.Add(member << 1U | (record.receives ? 1U : 0U));
         }
     }
 
@@ -118,7 +118,8 @@ class WorldHash {
         mHash.Add(mSlots(peer.slot));
         mHash.Add(static_cast<std::uint64_t>(peer.change) << 16U |
                   static_cast<std::uint64_t>(peer.reason) << 8U |
-                  static_cast<std::uint64_t>(peer.lane) << 1U | (peer.receives ? 1U : 0U));
+                  static_cast<std::uint64_t>(peer.lane) << 1U | (peer.receives ? 1U : 0U) |
+                  (peer.withdrawn ? std::uint64_t{1} << 24U : 0U));
         mHash.Add(peer.sendFrom << 32U | peer.receiveFrom);
     }
 

@@ -14,7 +14,8 @@ wire::Slot StateInspector::SlotOf(const BrokerCore& inBroker, ConnectionId inCon
 
 void StateInspector::AddMembers(const BrokerCore& inBroker) {
     for (const auto& [id, member] : inBroker.mMembers) {
-        mHash.Add(id << 2U | (member->receives ? 1U : 0U) | (member->connection != nullptr ? 2U : 0U));
+        mHash.Add(id << 3U | (member->receives ? 1U : 0U) | (member->connection != nullptr ? 2U : 0U) |
+                  (member->record.receives ? 4U : 0U));
     }
     mHash.Add(inBroker.mNextMember);
 }

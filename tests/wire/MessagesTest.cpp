@@ -59,6 +59,7 @@ wire::PeerNotice SomePeer() {
     peer.lane = wire::LaneStart::Resume;
     peer.sendFrom = 11;
     peer.receiveFrom = 12;
+    peer.withdrawn = true;
     return peer;
 }
 
@@ -145,6 +146,7 @@ TEST(Messages, NoticesOfPeersAreReadBack) {
     EXPECT_EQ(peer.lane, wire::LaneStart::Resume);
     EXPECT_EQ(peer.sendFrom, 11U);
     EXPECT_EQ(peer.receiveFrom, 12U);
+    EXPECT_TRUE(peer.withdrawn);
 }
 
 TEST(Messages, ImpossibleNoticesAreNamed) {

@@ -31,12 +31,18 @@ struct Record {
     std::uint64_t startTime;
     std::uint32_t processId;
     std::uint32_t instance;
-    std::uint32_t appIdLength;
+    std::uint16_t appIdLength;
+    std::uint16_t flags;
     std::array<char, 256> appId;
     std::uint32_t check;
 };
 static_assert(std::has_unique_object_representations_v<Record>,
               "no padding: every byte is checked and written");
+
+/// Bits of Record::flags. Brokers that knew of none wrote 0 there; a record with a bit that is not known is
+/// passed over.
+constexpr std::uint16_t kReceivesNothing = 1;
+constexpr std::uint16_t kKnownFlags = kReceivesNothing;
 
 constexpr std::size_t kFirstRecord = 64;
 /// However long a file is, no more records are looked at.
@@ -63,7 +69,7 @@ bool IsEmpty(const Record& inRecord) {
 
 bool IsSound(const Record& inRecord) {
     return inRecord.member != 0 && inRecord.appIdLength <= inRecord.appId.size() &&
-           inRecord.check == CheckOf(inRecord);
+           (inRecord.flags & ~kKnownFlags) == 0 && inRecord.check == CheckOf(inRecord);
 }
 
 std::size_t OffsetOf(std::size_t inPlace) { return kFirstRecord + inPlace * sizeof(Record); }
@@ -145,7 +151,8 @@ void MembersFile::Load() {
                                                record.nonce,
                                                {record.processId, record.startTime},
                                                record.instance,
-                                               std::string(record.appId.data(), record.appIdLength)}});
+                                               std::string(record.appId.data(), record.appIdLength),
+                                               (record.flags & kReceivesNothing) == 0}});
         mNextMember = std::max(mNextMember, record.member + 1);
     }
     if (damaged != 0) {
@@ -189,7 +196,8 @@ void MembersFile::Write(const MemberRecord& inRecord) {
     record.startTime = inRecord.process.startTime;
     record.processId = inRecord.process.processId;
     record.instance = inRecord.instance;
-    record.appIdLength = static_cast<std::uint32_t>(inRecord.appId.size());
+    record.appIdLength = static_cast<std::uint16_t>(inRecord.appId.size());
+    record.flags = inRecord.receives ? std::uint16_t{0} : kReceivesNothing;
     std::copy(inRecord.appId.begin(), inRecord.appId.end(), record.appId.begin());
     record.check = CheckOf(record);
     const std::size_t place = known != mEntries.end() ? known->second.place : *mFreePlaces.begin();

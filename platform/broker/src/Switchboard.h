@@ -82,6 +82,7 @@ class Switchboard {
 
     void PerformActions();
     void Perform(const RecordMember& inAction);
+    void Perform(const UpdateMember& inAction);
     void Perform(const EraseMember& inAction);
     void Perform(const CloseConnection& inAction);
     void Perform(const StatusRequested& inAction);

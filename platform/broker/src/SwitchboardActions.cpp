@@ -46,6 +46,15 @@ void Switchboard::Perform(const RecordMember& inAction) {
     }
 }
 
+void Switchboard::Perform(const UpdateMember& inAction) {
+    try {
+        mMembers.Write(inAction.record);
+    } catch (const std::system_error& error) {
+        mLog.error("what changed of member {} cannot be remembered: {}", inAction.record.member,
+                   error.what());
+    }
+}
+
 void Switchboard::Perform(const EraseMember& inAction) {
     try {
         mMembers.Erase(inAction.member);

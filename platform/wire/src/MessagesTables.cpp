@@ -121,7 +121,8 @@ void Write(OutputQueue& outQueue, BufferPool& inPool, const PeerNotice& inPeer) 
     WriteTable(outQueue, inPool, FrameKind::Peer, builder,
                schema::CreatePeerTable(builder, inPeer.member, inPeer.change, inPeer.reason, inPeer.slot,
                                        appId, inPeer.endPoint.instance, inPeer.endPoint.processId,
-                                       inPeer.receives, inPeer.lane, inPeer.sendFrom, inPeer.receiveFrom));
+                                       inPeer.receives, inPeer.lane, inPeer.sendFrom, inPeer.receiveFrom,
+                                       inPeer.withdrawn));
 }
 
 void WriteInterest(OutputQueue& outQueue, BufferPool& inPool, const Interest& inInterest) {
@@ -200,6 +201,7 @@ WireError Read(const Frame& inFrame, const Limits& inLimits, PeerNotice& outPeer
     outPeer.lane = table->lane();
     outPeer.sendFrom = table->send_from();
     outPeer.receiveFrom = table->receive_from();
+    outPeer.withdrawn = table->withdrawn();
     return ReadAppId(table->app_id(), inLimits, outPeer.endPoint.appId);
 }
 

@@ -52,10 +52,16 @@ struct MemberRecord {
     ProcessIdentity process;
     std::uint32_t instance = 0;
     std::string appId;
+    /// It joined as a receiver and has not withdrawn since.
+    bool receives = true;
 };
 
 /// Remember the member durably, and watch its process: OnProcessEnded when it ends.
 struct RecordMember {
+    MemberRecord record;
+};
+/// What is remembered of the member has changed.
+struct UpdateMember {
     MemberRecord record;
 };
 /// Forget the member, stop watching.
@@ -76,7 +82,7 @@ struct CloseConnection {
 struct StatusRequested {
     ConnectionId connection = 0;
 };
-using BrokerAction = std::variant<RecordMember, EraseMember, CloseConnection, StatusRequested>;
+using BrokerAction = std::variant<RecordMember, UpdateMember, EraseMember, CloseConnection, StatusRequested>;
 
 /// A lane of a sender that is not at rest: messages are on the way, or the sender is catching the receiver
 /// up.

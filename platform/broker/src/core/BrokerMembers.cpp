@@ -63,7 +63,8 @@ BrokerCore::Member& BrokerCore::AddMember(const wire::Join& inJoin, const Proces
         RemoveMember(id, PeerReason::Replaced);
     }
     auto member = std::make_unique<Member>();
-    member->record = {mNextMember++, inJoin.nonce, inProcess, FreeInstance(inJoin.appId), inJoin.appId};
+    member->record = {mNextMember++, inJoin.nonce,   inProcess, FreeInstance(inJoin.appId),
+                      inJoin.appId,  inJoin.receives};
     mActions.emplace_back(RecordMember{member->record});
     return *(mMembers[member->record.member] = std::move(member));
 }
@@ -194,6 +195,10 @@ void BrokerCore::OnLeave(Connection& ioConnection, const wire::Frame& inFrame, T
         RemoveLanesTo(ioConnection);
         ioConnection.receives = false;
         member.receives = false;
+        if (member.record.receives) {
+            member.record.receives = false;
+            mActions.emplace_back(UpdateMember{member.record});
+        }
         TellOthers(member, member.Notice(PeerChange::GoneAsReceiver, PeerReason::Left));
     }
 }

@@ -108,6 +108,7 @@ struct BrokerCore::Member {
         notice.slot = inChange == wire::PeerChange::Up ? connection->slot : wire::kNoSlot;
         notice.endPoint = {record.appId, record.instance, record.process.processId};
         notice.receives = receives;
+        notice.withdrawn = !record.receives;
         return notice;
     }
 };

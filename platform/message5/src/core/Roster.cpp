@@ -15,7 +15,7 @@ void Roster::OnPeer(const wire::PeerNotice& inPeer) {
         }
         return;
     }
-    const bool receives = inPeer.receives && inPeer.change != PeerChange::GoneAsReceiver;
+    const bool receives = inPeer.receives && !inPeer.withdrawn && inPeer.change != PeerChange::GoneAsReceiver;
     Member& member = mMembers[inPeer.member];
     if (member.receives != receives || (receives && member.endPoint != inPeer.endPoint)) {
         ++mVersion;

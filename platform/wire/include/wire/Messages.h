@@ -56,6 +56,7 @@ struct PeerNotice {
     LaneStart lane = LaneStart::Open;
     Sequence sendFrom = 1;
     Sequence receiveFrom = 1;
+    bool withdrawn = false;
 };
 
 struct Joined {
