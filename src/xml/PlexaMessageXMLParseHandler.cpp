@@ -29,26 +29,7 @@ void Assert(bool inHolds, const char* inFunction, const char* inExpression) {
     }
 }
 
-bool IsWhiteSpace(char16_t inUnit) { return inUnit == u' ' || (inUnit >= u'\t' && inUnit <= u'\r'); }
-
-// The text in front of its first NUL. Mostly there is none, which a look at all units at once finds out
-// soonest.
-std::u16string_view UpToNul(std::u16string_view inText) {
-    bool hasNul = false;
-    for (const char16_t unit : inText) {
-        hasNul |= unit == 0;
-    }
-    return hasNul ? inText.substr(0, inText.find(u'\0')) : inText;
-}
-
-// Whether `inBytes` is the UTF-8 form of `inText`. Names are mostly ASCII, where the units are the bytes.
-bool IsUTF8Of(std::string_view inBytes, std::u16string_view inText) {
-    const auto isSame = [](char inByte, char16_t inUnit) {
-        return inUnit < 0x80 && static_cast<unsigned char>(inByte) == inUnit;
-    };
-    return std::equal(inBytes.begin(), inBytes.end(), inText.begin(), inText.end(), isSame) ||
-           std::string_view(nuocore::string::UTF16to8(inText)) == inBytes;
-}
+bool IsWhiteSpace(char inByte) { return inByte == ' ' || (inByte >= '\t' && inByte <= '\r'); }
 
 // The value under `inTag` becomes `inValue`, whatever stood there: the last of equal siblings wins.
 void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8String& inTag,
@@ -63,16 +44,14 @@ void SetInParent(const boost::shared_ptr<VariantValue>& inParent, const UTF8Stri
     place->second = std::move(inValue);
 }
 
-boost::shared_ptr<VariantValue> AttributesValue(const nuocore::xml::AttributeMap& inAttributes) {
+boost::shared_ptr<VariantValue> AttributesValue(
+    std::span<const nuocore::xml::UTF8ParseReceiver::Attribute> inAttributes) {
     if (inAttributes.empty()) {
         return {};
     }
     VariantObject object;
-    for (const auto& [name, value] : inAttributes) {
-        // In ascending order, so the next one mostly goes to the end. Of names that are one in UTF-8 the last
-        // counts.
-        object.insert_or_assign(object.end(), nuocore::string::UTF16to8(name),
-                                MakeValue(nuocore::string::UTF16to8(value)));
+    for (const auto& attribute : inAttributes) {
+        object.insert_or_assign(UTF8String(attribute.mName), MakeValue(UTF8String(attribute.mValue)));
     }
     return MakeValue(std::move(object));
 }
@@ -94,24 +73,41 @@ void PlexaMessageXMLParseHandler::StartDocument() { ExpectNothingOpen(kStartDocu
 void PlexaMessageXMLParseHandler::EndDocument() { ExpectNothingOpen(kEndDocument); }
 
 void PlexaMessageXMLParseHandler::Characters(const UTF16String& inText) {
-    const std::u16string_view text = UpToNul(inText);
-    // Indentation between elements must never become content.
-    if (!std::all_of(text.begin(), text.end(), IsWhiteSpace)) {
-        mLatestCharacters.AppendUTF16(inText);
-    }
-}
-
-void PlexaMessageXMLParseHandler::PushTag(const UTF16String& inName,
-                                          const nuocore::xml::AttributeMap& inAttributes) {
-    TagStackEntry& entry = mTagStack.Push();
-    entry.mTag.clear();
-    nuocore::string::AppendUTF16to8(inName, entry.mTag);
-    entry.mAttributes = AttributesValue(inAttributes);
+    CharactersUTF8(nuocore::string::UTF16to8(inText));
 }
 
 void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
                                                const nuocore::xml::AttributeMap& inAttributes) {
-    PushTag(inName, inAttributes);
+    std::vector<std::pair<UTF8String, UTF8String>> texts;
+    texts.reserve(inAttributes.size());
+    for (const auto& [name, value] : inAttributes) {
+        texts.emplace_back(nuocore::string::UTF16to8(name), nuocore::string::UTF16to8(value));
+    }
+    std::vector<Attribute> attributes;
+    attributes.reserve(texts.size());
+    for (const auto& [name, value] : texts) {
+        attributes.push_back({name, value});
+    }
+    StartElementUTF8(nuocore::string::UTF16to8(inName), attributes);
+}
+
+void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
+    EndElementUTF8(nuocore::string::UTF16to8(inName));
+}
+
+void PlexaMessageXMLParseHandler::CharactersUTF8(std::string_view inText) {
+    // Indentation between elements must never become content. What stands behind a NUL doesn't make it one.
+    const auto other = std::find_if_not(inText.begin(), inText.end(), IsWhiteSpace);
+    if (other != inText.end() && *other != '\0') {
+        mLatestCharacters.Append(inText.data(), inText.size());
+    }
+}
+
+void PlexaMessageXMLParseHandler::StartElementUTF8(std::string_view inName,
+                                                   std::span<const Attribute> inAttributes) {
+    TagStackEntry& entry = mTagStack.Push();
+    entry.mTag.assign(inName);
+    entry.mAttributes = AttributesValue(inAttributes);
     const std::size_t open = mTagStack.Size() - mObjectStack.size();
     if (open >= 2 || !inAttributes.empty()) {
         if (mObjectStack.empty()) {
@@ -130,8 +126,8 @@ void PlexaMessageXMLParseHandler::StartElement(const UTF16String& inName,
     mLatestCharacters.Clear();
 }
 
-void PlexaMessageXMLParseHandler::EndElement(const UTF16String& inName) {
-    Assert(IsUTF8Of(mTagStack.Top().mTag, inName), kEndElement,
+void PlexaMessageXMLParseHandler::EndElementUTF8(std::string_view inName) {
+    Assert(mTagStack.Top().mTag == inName, kEndElement,
            "nuocore::string::UTF16to8(inName) == mTagStack.back().mTag");
     // Without any dictionary the root element closes, and had neither attributes nor children: its text is
     // dropped.

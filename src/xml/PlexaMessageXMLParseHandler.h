@@ -3,6 +3,8 @@
 
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstddef>
+#include <span>
+#include <string_view>
 #include <vector>
 
 #include "nuocore/Strings.h"
@@ -15,7 +17,11 @@ namespace nuoplexasupport {
 /// at once when it has attributes. Between callbacks `mObjectStack` has as many entries as `mTagStack` (the
 /// innermost open element has its dictionary) or one fewer; the root, whose dictionary is the result itself,
 /// is the exception.
-class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHandler {
+///
+/// A parser that has UTF-8 hands it over as it is; the operations in UTF-16 do the same with what they
+/// convert.
+class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHandler,
+                                          public nuocore::xml::UTF8ParseReceiver {
   public:
     PlexaMessageXMLParseHandler();
     ~PlexaMessageXMLParseHandler() override;
@@ -28,6 +34,10 @@ class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHand
     void EndElement(const UTF16String& inName) override;
     void Characters(const UTF16String& inText) override;
     void EndDocument() override;
+
+    void StartElementUTF8(std::string_view inName, std::span<const Attribute> inAttributes) override;
+    void EndElementUTF8(std::string_view inName) override;
+    void CharactersUTF8(std::string_view inText) override;
 
   private:
     struct TagStackEntry {
@@ -55,7 +65,6 @@ class PlexaMessageXMLParseHandler final : public nuocore::xml::AbstractParseHand
     };
 
     void ExpectNothingOpen(const char* inFunction) const;
-    void PushTag(const UTF16String& inName, const nuocore::xml::AttributeMap& inAttributes);
     void EndLeaf();
     void EndRoot();
     void EndDictionary();

@@ -5,6 +5,7 @@
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -72,6 +73,30 @@ class NUOCORE_API AbstractParseHandler {
     /// Namespace mode: a declaration comes into force before the start of its element and ends after its end.
     virtual void StartPrefixMapping(const UTF16String& inPrefix, const UTF16String& inNamespace);
     virtual void EndPrefixMapping(const UTF16String& inPrefix);
+};
+
+/// Takes elements and text in UTF-8, the form in which they come, and so saves the way to UTF-16 and back.
+/// When a handler of plain mode is one of these too, the parser calls these operations in place of
+/// `StartElement`, `EndElement` and `Characters`, at the same moments and under the same rules. Texts are
+/// well-formed, and valid for the duration of the call.
+class NUOCORE_API UTF8ParseReceiver {
+  public:
+    struct Attribute {
+        std::string_view mName;
+        std::string_view mValue;
+    };
+
+    UTF8ParseReceiver() = default;
+    UTF8ParseReceiver(const UTF8ParseReceiver&) = delete;
+    UTF8ParseReceiver& operator=(const UTF8ParseReceiver&) = delete;
+
+    /// Attributes in the order of the document; no name stands twice.
+    virtual void StartElementUTF8(std::string_view inName, std::span<const Attribute> inAttributes) = 0;
+    virtual void EndElementUTF8(std::string_view inName) = 0;
+    virtual void CharactersUTF8(std::string_view inText) = 0;
+
+  protected:
+    virtual ~UTF8ParseReceiver();
 };
 
 /// Limits of what a parser accepts; a breach is an `XMLError`.

@@ -8,6 +8,8 @@ AbstractDocParser::~AbstractDocParser() = default;
 
 AbstractParseHandler::~AbstractParseHandler() = default;
 
+UTF8ParseReceiver::~UTF8ParseReceiver() = default;
+
 void AbstractParseHandler::StartDocument() {}
 
 void AbstractParseHandler::StartElement(const UTF16String& /*inName*/, const AttributeMap& /*inAttributes*/) {

@@ -76,6 +76,12 @@ std::string Describe(XML_Parser inParser, const char* inReason) {
 struct SaxSession::Callbacks {
     static SaxSession& Self(void* inUserData) { return *static_cast<SaxSession*>(inUserData); }
 
+    static void XMLCALL StartUTF8(void* inUser, const XML_Char* inName, const XML_Char** inAttributes) {
+        Self(inUser).Guard([&] { Self(inUser).StartUTF8(inName, inAttributes); });
+    }
+    static void XMLCALL EndUTF8(void* inUser, const XML_Char* inName) {
+        Self(inUser).Guard([&] { Self(inUser).EndUTF8(inName); });
+    }
     static void XMLCALL StartPlain(void* inUser, const XML_Char* inName, const XML_Char** inAttributes) {
         Self(inUser).Guard([&] { Self(inUser).StartPlain(inName, inAttributes); });
     }
@@ -89,8 +95,10 @@ struct SaxSession::Callbacks {
         Self(inUser).Guard([&] { Self(inUser).EndQualified(); });
     }
     static void XMLCALL Characters(void* inUser, const XML_Char* inText, int inSize) {
-        Self(inUser).Guard([&] {
-            Self(inUser).mText.Append({inText, static_cast<std::size_t>(inSize)}, *Self(inUser).mHandler);
+        SaxSession& self = Self(inUser);
+        self.Guard([&] {
+            self.mText.Append({inText, static_cast<std::size_t>(inSize)},
+                              [&](std::string_view inChunk) { self.HandOut(inChunk); });
         });
     }
     static void XMLCALL StartCDATA(void* inUser) {
@@ -109,7 +117,7 @@ struct SaxSession::Callbacks {
     static void XMLCALL StartPrefix(void* inUser, const XML_Char* inPrefix, const XML_Char* inNamespace) {
         Self(inUser).Guard([&] {
             SaxSession& self = Self(inUser);
-            self.mText.Flush(*self.mHandler);
+            self.FlushText();
             string::AssignUTF8to16(TextOrEmpty(inPrefix), self.mScratch);
             string::AssignUTF8to16(TextOrEmpty(inNamespace), self.mSecondScratch);
             self.mHandler->StartPrefixMapping(self.mScratch, self.mSecondScratch);
@@ -157,6 +165,7 @@ SaxSession::SaxSession(bool inNamespaces)
 
 void SaxSession::Prepare(AbstractParseHandler& inHandler, const ParserLimits& inLimits) {
     mHandler = &inHandler;
+    mReceiver = mNamespaces ? nullptr : dynamic_cast<UTF8ParseReceiver*>(&inHandler);
     mLimits = inLimits;
     mFailure = nullptr;
     mText.Start(inLimits.mMaxChunkUnits);
@@ -177,10 +186,17 @@ void SaxSession::Prepare(AbstractParseHandler& inHandler, const ParserLimits& in
     XML_SetDefaultHandlerExpand(parser, Callbacks::Other);
     XML_SetExternalEntityRefHandler(parser, Callbacks::ExternalEntity);
     XML_SetSkippedEntityHandler(parser, Callbacks::SkippedEntity);
+    SetElementHandlers();
+}
+
+void SaxSession::SetElementHandlers() {
+    XML_ParserStruct* const parser = mParser.get();
     if (mNamespaces) {
         XML_SetReturnNSTriplet(parser, 1);
         XML_SetElementHandler(parser, Callbacks::StartQualified, Callbacks::EndQualified);
         XML_SetNamespaceDeclHandler(parser, Callbacks::StartPrefix, Callbacks::EndPrefix);
+    } else if (mReceiver != nullptr) {
+        XML_SetElementHandler(parser, Callbacks::StartUTF8, Callbacks::EndUTF8);
     } else {
         XML_SetElementHandler(parser, Callbacks::StartPlain, Callbacks::EndPlain);
     }
@@ -222,14 +238,32 @@ void SaxSession::Guard(Work&& inWork) noexcept {
 
 void SaxSession::Refuse(const char* inReason) const { throw XMLError(Describe(mParser.get(), inReason)); }
 
-SaxSession::OpenElement& SaxSession::Open() {
+void SaxSession::CountElement() {
     if (mDepth >= mLimits.mMaxDepth) {
         Refuse("elements nested too deeply");
     }
-    if (mDepth == mElements.size()) {
-        mElements.emplace_back();
+    ++mDepth;
+}
+
+SaxSession::OpenElement& SaxSession::Open() {
+    CountElement();
+    if (mDepth > mElements.size()) {
+        mElements.resize(mDepth);
     }
-    return mElements[mDepth++];
+    return mElements[mDepth - 1];
+}
+
+void SaxSession::HandOut(std::string_view inText) {
+    if (mReceiver != nullptr) {
+        mReceiver->CharactersUTF8(inText);
+    } else {
+        string::AssignUTF8to16(inText, mScratch);
+        mHandler->Characters(mScratch);
+    }
+}
+
+void SaxSession::FlushText() {
+    mText.Flush([this](std::string_view inText) { HandOut(inText); });
 }
 
 std::size_t SaxSession::CountAttributes(const char* const* inAttributes) {
@@ -261,8 +295,25 @@ void SaxSession::CountDoctype(std::size_t inBytes) {
     }
 }
 
+void SaxSession::StartUTF8(const char* inName, const char* const* inAttributes) {
+    FlushText();
+    CountElement();
+    mUTF8Attributes.resize(CountAttributes(inAttributes));
+    for (UTF8ParseReceiver::Attribute& attribute : mUTF8Attributes) {
+        attribute = {inAttributes[0], inAttributes[1]};
+        inAttributes += 2;
+    }
+    mReceiver->StartElementUTF8(inName, mUTF8Attributes);
+}
+
+void SaxSession::EndUTF8(const char* inName) {
+    FlushText();
+    --mDepth;
+    mReceiver->EndElementUTF8(inName);
+}
+
 void SaxSession::StartPlain(const char* inName, const char* const* inAttributes) {
-    mText.Flush(*mHandler);
+    FlushText();
     OpenElement& element = Open();
     string::AssignUTF8to16(inName, element.mQualifiedName);
     mHandler->StartElement(element.mQualifiedName,
@@ -270,12 +321,12 @@ void SaxSession::StartPlain(const char* inName, const char* const* inAttributes)
 }
 
 void SaxSession::EndPlain() {
-    mText.Flush(*mHandler);
+    FlushText();
     mHandler->EndElement(mElements[--mDepth].mQualifiedName);
 }
 
 void SaxSession::StartQualified(const char* inName, const char* const* inAttributes) {
-    mText.Flush(*mHandler);
+    FlushText();
     OpenElement& element = Open();
     SplitName(inName, element.mNamespace, element.mLocalName, element.mQualifiedName);
     mAttributeList.resize(CountAttributes(inAttributes));
@@ -289,7 +340,7 @@ void SaxSession::StartQualified(const char* inName, const char* const* inAttribu
 }
 
 void SaxSession::EndQualified() {
-    mText.Flush(*mHandler);
+    FlushText();
     const OpenElement& element = mElements[--mDepth];
     mHandler->EndElementWithNamespace(element.mNamespace, element.mLocalName, element.mQualifiedName);
 }

@@ -36,15 +36,21 @@ class SaxSession {
     };
 
     void Prepare(AbstractParseHandler& inHandler, const ParserLimits& inLimits);
+    void SetElementHandlers();
     /// Runs what a callback has to do; what it throws ends the parse and is kept, since expat can't pass it
     /// on.
     template <typename Work>
     void Guard(Work&& inWork) noexcept;
     [[noreturn]] void Refuse(const char* inReason) const;
+    void CountElement();
     OpenElement& Open();
+    void HandOut(std::string_view inText);
+    void FlushText();
     std::size_t CountAttributes(const char* const* inAttributes);
     void CountDoctype(std::size_t inBytes);
 
+    void StartUTF8(const char* inName, const char* const* inAttributes);
+    void EndUTF8(const char* inName);
     void StartPlain(const char* inName, const char* const* inAttributes);
     void EndPlain();
     void StartQualified(const char* inName, const char* const* inAttributes);
@@ -54,13 +60,16 @@ class SaxSession {
     const unsigned long mHashSalt;
     std::unique_ptr<XML_ParserStruct, FreeParser> mParser;
     AbstractParseHandler* mHandler = nullptr;
+    UTF8ParseReceiver* mReceiver = nullptr;  ///< the handler, if it takes UTF-8
     ParserLimits mLimits;
     std::exception_ptr mFailure;
     TextJoiner mText;
     AttributeMapBuilder mAttributes;
+    std::vector<UTF8ParseReceiver::Attribute> mUTF8Attributes;
     AttributeList mAttributeList;
-    std::vector<OpenElement>
-        mElements;  ///< the first `mDepth` are open; the others are kept for their memory
+    /// The names of the first `mDepth`, which are open; the others are kept for their memory. Nobody needs
+    /// the names in UTF-8.
+    std::vector<OpenElement> mElements;
     std::size_t mDepth = 0;
     bool mInDoctype = false;
     std::size_t mDoctypeBytes = 0;
