@@ -13,7 +13,7 @@ build_packages="
     libflatbuffers-dev flatbuffers-compiler
 "
 test_packages="
-    libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev nlohmann-json3-dev
+    libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev nlohmann-json3-dev locales
     clang clang-format clang-tidy ccache
 "
 
