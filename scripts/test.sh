@@ -45,7 +45,9 @@ step() {
 
 configure() { cmake --preset "$1" -DNUOPLEXA_BUILD_TESTS=ON "${@:2}"; }
 build() { cmake --build "build/$1" -j "$jobs"; }
-run_tests() { ctest --test-dir "build/$1" --output-on-failure -j "$jobs" "${@:2}"; }
+# Of the tests that pass only their number is of interest.
+without_passed() { grep -vE '^ +Start +[0-9]+: | Passed +[0-9.]+ sec'; }
+run_tests() { ctest --test-dir "build/$1" --output-on-failure -j "$jobs" "${@:2}" | without_passed; }
 
 # The thread sanitizer needs an address space that is laid out as it expects.
 steady() { if setarch -R true 2>/dev/null; then setarch -R "$@"; else "$@"; fi; }
@@ -55,7 +57,8 @@ build_clang() { configure clang -DNUOPLEXA_BUILD_TESTS=$1 -DNUOPLEXA_BUILD_BENCH
 test_asan() { configure asan && build asan && run_tests asan; }
 test_tsan() {
     configure tsan "-DNUOPLEXA_TEST_COMPONENTS=$1" &&
-        steady cmake --build build/tsan -j "$jobs" && steady ctest --test-dir build/tsan --output-on-failure -j "$jobs"
+        steady cmake --build build/tsan -j "$jobs" &&
+        steady ctest --test-dir build/tsan --output-on-failure -j "$jobs" | without_passed
 }
 
 step "install what is needed" scripts/setup.sh || exit 1
