@@ -46,7 +46,8 @@ Crew::Crew(std::size_t inReceivers, const std::vector<Plan>& inPlans, const Envi
     mLedger->mReceiverCount = static_cast<std::uint32_t>(inReceivers);
     for (std::size_t i = 0; i != inPlans.size(); ++i) mLedger->mSenders[i].mPlan = inPlans[i];
     for (std::size_t i = 0; i != inReceivers; ++i)
-        mReceivers.push_back(StartRole(mBus, {"stopped-receiver", LedgerPath(mBus), std::to_string(i)}));
+        mReceivers.push_back(
+            StartRole(mBus, {"stopped-receiver", LedgerPath(mBus), std::to_string(i)}, inEnvironment));
     for (std::size_t i = 0; i != inPlans.size(); ++i)
         mSenders.push_back(
             StartRole(mBus, {"stopped-sender", LedgerPath(mBus), std::to_string(i)}, inEnvironment));

@@ -26,7 +26,7 @@ void Await(const char* inWhat, const std::function<bool()>& inHasHappened,
 
 class Crew {
   public:
-    /// Everybody is on the bus and holds. inEnvironment: of the senders. Throws `std::runtime_error`.
+    /// Everybody is on the bus and holds. inEnvironment: of all, the broker too. Throws `std::runtime_error`.
     Crew(std::size_t inReceivers, const std::vector<Plan>& inPlans, const Environment& inEnvironment);
 
     Ledger& Book() const noexcept { return *mLedger; }

@@ -13,8 +13,12 @@ bool RunCutOff(const Plan& inPlan, Random& ioRandom) {
     std::printf(
         "a stop that doesn't fit: receiver %zu stands still until it is cut off, arrears %zu, stall 1 s\n",
         victim, kFewArrears);
+    // With a window that holds all that is owed, it would all be on its way when the receiver is cut off, and
+    // arrive in the end whether or not its sender was told.
     Crew crew(kReceivers, {kSenders, inPlan},
-              {{"PLEXA_LIMIT_ARREARS", kFewArrearsSetting}, {"PLEXA_LIMIT_STALL", "1s"}});
+              {{"PLEXA_LIMIT_ARREARS", kFewArrearsSetting},
+               {"PLEXA_LIMIT_STALL", "1s"},
+               {"PLEXA_LIMIT_LANE_WINDOW", "64K"}});
     MemoryWatch watch(crew, kFewArrears);
     const Ledger& book = crew.Book();
     const auto have = [&](const auto& inSomething) {

@@ -106,12 +106,20 @@ void MemoryWatch::LookAtArrears() {
             kept += settled ? 0 : frame;
             if (kept == 0) mSettled[sender] = number + 1;
         }
-        Note("arrears of one receiver", *std::max_element(owed.begin(), owed.end()), mArrears);
+        for (std::size_t receiver = 0; receiver != owed.size(); ++receiver) {
+            std::size_t& excess = mExcess[{sender, receiver}];
+            excess = std::max(excess, owed[receiver] > mArrears ? owed[receiver] : 0);
+            Note("arrears of one receiver", std::min(owed[receiver], mArrears), mArrears);
+        }
         Note("log of one sender", kept, kLog);
     }
 }
 
-bool MemoryWatch::Report() const {
+bool MemoryWatch::Report() {
+    // Who cuts a receiver off owes it nothing from then on, though the errors have yet to be told.
+    for (const auto& [pair, excess] : mExcess)
+        if (excess != 0 && TallyOf(mCrew.Book(), pair.first, pair.second).Told() == 0)
+            Note("arrears of one receiver", excess, mArrears);
     bool within = true;
     for (const auto& [name, peak] : mPeaks) {
         const bool exceeded = peak.mMost > peak.mBound;

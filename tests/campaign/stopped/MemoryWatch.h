@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Crew.h"
@@ -19,7 +20,7 @@ class MemoryWatch {
     /// The most that one receiver owed to one sender, in bytes.
     std::size_t MostArrears() const { return mPeaks.at("arrears of one receiver").mMost; }
     /// Prints the most of each beside its bound. False when one was exceeded.
-    bool Report() const;
+    bool Report();
 
   private:
     struct Peak {
@@ -36,6 +37,8 @@ class MemoryWatch {
     std::map<std::string, Peak> mPeaks;
     std::size_t mBrokerAtFirst;
     std::vector<std::size_t> mSendersAtFirst;
+    /// By sender and receiver: the most beyond the bound of arrears.
+    std::map<std::pair<std::size_t, std::size_t>, std::size_t> mExcess;
     std::vector<std::uint32_t> mSettled;  // by sender: every message before this number has all its fates
 };
 
