@@ -19,6 +19,7 @@ enum class ErrorCode : int {
     kNeededByOthers = 207,
     kBusy = 208,
     kBadRequest = 209,
+    kNothingToCancel = 210,
     kUnreachable = 301,
     kRefused = 302,
     kStalled = 303,

@@ -1,0 +1,103 @@
+#include "bus/BusHost.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <boost/property_tree/xml_parser.hpp>
+#include <locale>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "PlexaMessage5/Interest.h"
+#include "nuocore/Config.h"
+#include "nuoplexasupport/Messaging.h"
+#include "service/Notes.h"
+
+namespace orvane::plexa::zarnd {
+
+namespace {
+
+// Texts of the message library: a size query, then a copy.
+template <typename T>
+std::string Fetch(const T& inFrom, std::size_t (T::*inSize)() const, void (T::*inCopy)(char*) const) {
+    std::string text((inFrom.*inSize)() + 1, '\0');
+    (inFrom.*inCopy)(text.data());
+    text.resize(text.find('\0'));
+    return text;
+}
+
+std::string TypeOf(const api5::PlexaMessage& inMessage) {
+    std::istringstream envelope(
+        Fetch(inMessage, &api5::PlexaMessage::GetMessageTextSize, &api5::PlexaMessage::GetMessageText));
+    envelope.imbue(std::locale::classic());
+    boost::property_tree::ptree tree;
+    boost::property_tree::read_xml(envelope, tree);
+    return tree.get<std::string>("message.type", std::string());
+}
+
+Asker AskerOf(const api5::EndPoint& inEndPoint) {
+    return {Fetch(inEndPoint, &api5::EndPoint::GetAppIdSize, &api5::EndPoint::GetAppId),
+            inEndPoint.GetInstance(), inEndPoint.GetProcessId()};
+}
+
+}  // namespace
+
+BusHost::BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker)
+    : mTypes(inTypes.begin(), inTypes.end()), mTaker(std::move(inTaker)) {
+    nuocore::config::SetProductConfig({"zarnd", nuocore::UTF8String(inVersion), {}});
+    api5::SetInterest(inTypes.data(), inTypes.size());
+    nuoplexasupport::Startup();
+    const api5::PlexaMessageErrorCode code = api5::IPlexaMessageDispatcher::GetInstance(&mDispatcher);
+    if (mDispatcher == nullptr) {
+        nuoplexasupport::Shutdown();
+        throw std::runtime_error("cannot join the message bus: the message library answers with code " +
+                                 std::to_string(code) + "; is the broker's program installed?");
+    }
+    mDispatcher->AddListener(this);
+    mDispatcher->EnableListener(this);
+    mDispatcher->RegisterEndPointRefreshCallback(&OnRefresh, this);
+}
+
+BusHost::~BusHost() {
+    mDispatcher->UnregisterEndPointRefreshCallback(&OnRefresh, this);
+    mDispatcher->DisableListener(this);
+    mDispatcher->RemoveListener(this);
+    api5::IPlexaMessageDispatcher::ReleaseInstance();
+    nuoplexasupport::Shutdown();
+}
+
+void BusHost::OnRefresh(void* inThis) {
+    auto& self = *static_cast<BusHost*>(inThis);
+    if (!self.mIsReady && self.mDispatcher->IsDispatcherReady()) {
+        self.mIsReady = true;
+        Note("serving as " + AskerOf(self.mDispatcher->GetSelfEndPoint()).mAppId);
+    }
+}
+
+void BusHost::Receive(const api5::PlexaMessage& inMessage) {
+    const auto* const message = dynamic_cast<const api5::SuiteMessage*>(&inMessage);
+    if (message == nullptr) return;  // that somebody has gone, who then isn't told anything any more
+    std::string type = TypeOf(*message);
+    if (!mTypes.contains(type)) return;
+    if (message->GetPayloadSize() > kMaxQuestionBytes) {
+        Note("a message of " + AskerOf(message->GetSource()).mAppId + " is too long to be a question");
+        return;
+    }
+    std::string payload(message->GetPayloadSize() + 1, '\0');
+    message->GetPayload(payload.data());
+    payload.resize(payload.find('\0'));
+    mTaker({AskerOf(message->GetSource()), std::move(type), std::move(payload)});
+}
+
+void BusHost::Send(const Asker& inTo, const std::string& inType, const std::string& inPayload) {
+    api5::SuiteMessage message(inType.c_str());
+    message.SetPayload(inPayload.c_str());
+    message.SetSource(mDispatcher->GetSelfEndPoint());
+    message.SetDestination({inTo.mAppId.c_str(), inTo.mInstance, inTo.mProcessId});
+    const api5::PlexaMessageErrorCode code = mDispatcher->SendMessage(message);
+    if (code != api5::kPlexaMessageErrorCode_None && code != api5::kPlexaMessageErrorCode_AlreadyDone) {
+        Note("a message to " + inTo.mAppId + " is refused: the message library answers with code " +
+             std::to_string(code));
+    }
+}
+
+}  // namespace orvane::plexa::zarnd

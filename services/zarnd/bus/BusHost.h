@@ -1,0 +1,44 @@
+/// This service as a host on the bus.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <set>
+#include <span>
+#include <string>
+
+#include "PlexaMessage5/PlexaMessage5.h"
+#include "bus/IPort.h"
+
+namespace orvane::plexa::zarnd {
+
+/// Holds the library's `Startup` for its life. It listens and sends at the message library beside it: the
+/// library takes request ids out of what it hands to clients, and sends to the first process of an app id
+/// where one of several is meant. The connection comes back by itself after a restart of the broker. `Send`
+/// on any thread.
+class BusHost final : public IPort, private api5::IPlexaMessageListener {
+  public:
+    /// Takes messages, on the delivery thread.
+    using Taker = std::function<void(Message)>;
+    /// A message with a longer payload is none of this service's.
+    static constexpr std::size_t kMaxQuestionBytes = std::size_t{16} << 10U;
+
+    /// Joins the bus as "zarnd-VERSION", for messages of some types. Throws `std::runtime_error` when there
+    /// is no broker to be had.
+    BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker);
+    /// Leaves; waits until what was sent has been handed over, 5 s at most.
+    ~BusHost() override;
+
+    void Send(const Asker& inTo, const std::string& inType, const std::string& inPayload) override;
+
+  private:
+    void Receive(const api5::PlexaMessage& inMessage) override;
+    static void OnRefresh(void* inThis);
+
+    std::set<std::string> mTypes;
+    Taker mTaker;
+    api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
+    bool mIsReady = false;  // of the delivery thread
+};
+
+}  // namespace orvane::plexa::zarnd

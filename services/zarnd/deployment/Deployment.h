@@ -1,0 +1,103 @@
+/// Who is owed which module, and what is done about it. No I/O, no threads, no clock of its own.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "deployment/Types.h"
+#include "progress/ProgressMeter.h"
+
+namespace orvane::plexa::zarnd {
+
+/// What the state machine wants done.
+class IDeploymentActions {
+  public:
+    IDeploymentActions() = default;
+    IDeploymentActions(const IDeploymentActions&) = delete;
+    IDeploymentActions& operator=(const IDeploymentActions&) = delete;
+    virtual ~IDeploymentActions() = default;
+
+    /// Begin to work on a module. Its end is told with `Deployment::OnDone`, not from inside this call.
+    virtual void StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) = 0;
+    /// Nobody wants it any more; its end is told all the same, whichever it is.
+    virtual void StopWork(const ModuleKey& inKey) = 0;
+    virtual void Tell(const Asker& inAsker, const DeploymentEvent& inEvent) = 0;
+};
+
+/// One piece of work a module, however many ask for it; what it needs is worked on first. Each request ends
+/// with exactly one of completed, error, cancelled; requests of one asker for one module at a time are one
+/// request, because events name nothing but the module. One thread.
+class Deployment {
+  public:
+    using Time = ProgressMeter::Time;
+    static constexpr std::size_t kMaxWorking = 3;
+    static constexpr std::size_t kMaxRequests = 10'000;
+
+    explicit Deployment(IDeploymentActions& ioActions) : mActions(ioActions) {}
+
+    void OnRequest(const InstallRequest& inRequest, const Plan& inPlan, Time inNow);
+    /// The request can't be planned.
+    void Refuse(const InstallRequest& inRequest, const Error& inError);
+    /// Takes an asker's request back. False when there is none.
+    bool OnCancel(const Asker& inAsker, const ModuleKey& inKey);
+
+    void OnShare(const ModuleKey& inKey, double inShare, Time inNow);
+    void OnDone(const ModuleKey& inKey, const Outcome& inOutcome, Time inNow);
+    /// Tells progress that was held back.
+    void OnTime(Time inNow);
+    [[nodiscard]] std::optional<Time> NextTime() const;
+
+    /// Ends all requests with an error; the work is stopped.
+    void End(const Error& inError);
+
+    /// Whether work on the module, or on one that needs it, is going on or waits.
+    [[nodiscard]] bool IsWorkedOn(const ModuleKey& inKey) const;
+    [[nodiscard]] bool IsIdle() const noexcept { return mJobs.empty(); }
+
+  private:
+    struct Request {
+        Asker mAsker;
+        std::string mVersion;
+    };
+    struct Job {
+        enum class State {
+            kWaiting,   ///< for modules that it needs, or for its turn
+            kWorking,   ///< `StartWork` has been called
+            kStopping,  ///< and `StopWork` after it
+        };
+        ModuleSpec mSpec;
+        State mState = State::kWaiting;
+        double mShare = 0;
+        std::vector<Request> mRequests;
+        std::vector<Request> mTakenBack;              ///< while it is stopping
+        std::set<ModuleKey> mNeeds;                   ///< not yet there
+        std::set<ModuleKey> mDependents;              ///< that wait for this one
+        std::map<ModuleKey, std::uint64_t> mWeights;  ///< of all that its requests wait for
+        ProgressMeter mMeter;
+
+        [[nodiscard]] bool IsWanted() const { return !mRequests.empty() || !mDependents.empty(); }
+    };
+
+    void Prepare(const std::string& inProduct, const ModuleSpec& inSpec);
+    void TurnUp();
+    void Abandon(const ModuleKey& inKey);
+    void ReleaseNeeds(const ModuleKey& inKey, const std::set<ModuleKey>& inNeeds);
+    void Complete(const ModuleKey& inKey);
+    void Fail(const ModuleKey& inKey, const Error& inError);
+    void WorkAgain(const ModuleKey& inKey);
+    [[nodiscard]] double ShareOf(const Job& inJob) const;
+    void TellProgress(const ModuleKey& inKey, const Job& inJob, std::optional<int> inPercent);
+    void TellAll(const ModuleKey& inKey, const std::vector<Request>& inRequests, const Course& inCourse);
+
+    IDeploymentActions& mActions;
+    std::map<ModuleKey, Job> mJobs;
+    std::deque<ModuleKey> mTurns;  // waiting jobs, oldest first
+    std::size_t mWorking = 0;
+    std::size_t mRequests = 0;
+};
+
+}  // namespace orvane::plexa::zarnd

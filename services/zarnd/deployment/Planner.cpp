@@ -1,0 +1,40 @@
+#include "deployment/Planner.h"
+
+#include "common/Names.h"
+
+namespace orvane::plexa::zarnd {
+
+namespace {
+
+Catalogue CatalogueOf(const std::string& inProduct, const CatalogueFolders& inCatalogues) {
+    try {
+        if (auto catalogue = inCatalogues.Load(inProduct)) return std::move(*catalogue);
+    } catch (const CatalogueError& error) {
+        throw Failure(ErrorCode::kCatalogueFault,
+                      std::string("the catalogue of the product can't be used: ") + error.what());
+    }
+    throw Failure(ErrorCode::kUnknownProduct, "there is no catalogue of modules for this product");
+}
+
+}  // namespace
+
+Plan MakePlan(const ModuleKey& inKey, const std::string& inVersion, const CatalogueFolders& inCatalogues,
+              const ModuleStore& inStore) {
+    const Catalogue catalogue = CatalogueOf(inKey.mProduct, inCatalogues);
+    if (!catalogue.mModules.contains(inKey.mModule)) {
+        throw Failure(ErrorCode::kUnknownModule, "the product's catalogue has no such module");
+    }
+    Plan plan;
+    for (const ModuleSpec* const module : InstallOrder(catalogue, inKey.mModule)) {
+        if (!FitsVersion(*module, inVersion)) {
+            throw Failure(ErrorCode::kDoesNotFit,
+                          "the module " + module->mId + " is not made for this version of the product");
+        }
+        const auto installed = inStore.Installed(inKey.mProduct, module->mId);
+        const bool isThere = installed && installed->mArchiveSha256 == module->mSha256;
+        plan.push_back({*module, isThere ? 0 : module->mSize});
+    }
+    return plan;
+}
+
+}  // namespace orvane::plexa::zarnd

@@ -1,0 +1,73 @@
+#include "program/Program.h"
+
+#include <pthread.h>
+
+#include <exception>
+#include <thread>
+
+#include "bus/BusHost.h"
+#include "bus/MessageTypes.h"
+#include "processes/RunningPrograms.h"
+#include "program/Process.h"
+#include "service/Notes.h"
+#include "service/Service.h"
+
+namespace orvane::plexa::zarnd {
+
+namespace {
+
+/// Hands the signals that ask to end to the service.
+class EndWatch {
+  public:
+    explicit EndWatch(Inputs& ioInputs)
+        : mThread([&ioInputs] {
+              AwaitEndSignal();
+              ioInputs.Put(EndAsked{});
+          }),
+          mInputs(ioInputs) {}
+    EndWatch(const EndWatch&) = delete;
+    EndWatch& operator=(const EndWatch&) = delete;
+    ~EndWatch() {
+        mInputs.Close();  // nobody takes any more
+        ::pthread_kill(mThread.native_handle(), SIGUSR1);
+        mThread.join();
+    }
+
+  private:
+    std::thread mThread;
+    Inputs& mInputs;
+};
+
+void Serve(const Options& inOptions) {
+    Inputs inputs;
+    ServiceSettings settings;
+    settings.mCatalogues = inOptions.mCatalogues;
+    settings.mModules = inOptions.mData / "modules";
+    settings.mIdleExit = inOptions.mIdleExit;
+    settings.mConflicts = &RunningPrograms;
+    BusHost host(ZARND_VERSION, kQuestionTypes,
+                 [&inputs](Message inMessage) { inputs.Put(std::move(inMessage)); });
+    Service service(std::move(settings), host, inputs);
+    const EndWatch watch(inputs);
+    service.Run();
+}
+
+}  // namespace
+
+int RunProgram(const Options& inOptions) try {
+    SettleSignals();
+    if (inOptions.mIsOnDemand) Detach(inOptions.mData / "zarnd.log");
+    const auto lock = LockFolder(inOptions.mData);
+    if (!lock) {
+        Note("another service has " + inOptions.mData.string() + " already");
+        return kExitSuccess;
+    }
+    Serve(inOptions);
+    Note("ended");
+    return kExitSuccess;
+} catch (const std::exception& error) {
+    Note(std::string("cannot serve: ") + error.what());
+    return kExitFailure;
+}
+
+}  // namespace orvane::plexa::zarnd

@@ -1,0 +1,38 @@
+/// What happens to the service, in the order in which it deals with it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "bus/IPort.h"
+#include "deployment/Types.h"
+#include "service/Inbox.h"
+
+namespace orvane::plexa::zarnd {
+
+/// Work on a module has come further.
+struct ShareReport {
+    ModuleKey mKey;
+    double mShare = 0;
+};
+
+/// Work on a module has ended.
+struct WorkDone {
+    ModuleKey mKey;
+    Outcome mOutcome;
+};
+
+/// An answer that took its time is ready to be sent.
+struct AnswerReady {
+    Message mAnswer;                     ///< to whom it says "from"
+    std::optional<ModuleKey> mReleased;  ///< this module may be worked on again
+};
+
+/// The service is to end.
+struct EndAsked {};
+
+using Input = std::variant<Message, ShareReport, WorkDone, AnswerReady, EndAsked>;
+using Inputs = Inbox<Input>;
+
+}  // namespace orvane::plexa::zarnd

@@ -1,0 +1,86 @@
+#include "service/Inventory.h"
+
+#include <algorithm>
+#include <map>
+
+#include "common/Names.h"
+#include "service/Notes.h"
+
+namespace orvane::plexa::zarnd {
+
+namespace {
+
+constexpr std::size_t kMostDamages = 20;  // told of one module
+
+}  // namespace
+
+std::vector<ListedModule> Inventory::List(const std::string& inProduct) const {
+    std::map<ModuleKey, ListedModule> modules;
+    for (const Manifest& manifest : mStore.List(inProduct)) {
+        modules[{manifest.mProduct, manifest.mModule}] = {
+            manifest.mProduct,
+            manifest.mModule,
+            manifest.mVersion,
+            {},
+            "installed",
+            manifest.Size(),
+            mStore.Files(manifest.mProduct, manifest.mModule).string()};
+    }
+    const std::vector<std::string> products =
+        inProduct.empty() ? mCatalogues.Products() : std::vector<std::string>{inProduct};
+    for (const std::string& product : products) {
+        try {
+            const auto catalogue = mCatalogues.Load(product);
+            if (!catalogue) continue;
+            for (const auto& [id, spec] : catalogue->mModules) {
+                ListedModule& module = modules[{product, id}];
+                if (module.mModule.empty()) module = {product, id, {}, {}, "available", spec.mSize, {}};
+                module.mOfferedVersion = spec.mVersion;
+                const auto installed = mStore.Installed(product, id);
+                if (installed && installed->mArchiveSha256 != spec.mSha256) module.mState = "outdated";
+            }
+        } catch (const CatalogueError& error) {
+            Note(std::string("a catalogue can't be used: ") + error.what());
+        }
+    }
+    std::vector<ListedModule> list;
+    for (auto& [key, module] : modules) list.push_back(std::move(module));
+    return list;
+}
+
+std::vector<CheckedModule> Inventory::Check(const std::string& inProduct, const std::string& inModule) const {
+    std::vector<CheckedModule> checked;
+    for (const Manifest& manifest : mStore.List(inProduct)) {
+        if (!inModule.empty() && manifest.mModule != inModule) continue;
+        auto damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages);
+        const auto now = mStore.Installed(manifest.mProduct, manifest.mModule);
+        // Replaced meanwhile: what was compared is partly the one, partly the other.
+        if (now != manifest && now)
+            damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages);
+        checked.push_back({manifest.mProduct, manifest.mModule, now ? now->mVersion : manifest.mVersion,
+                           std::move(damages)});
+    }
+    if (checked.empty() && !inModule.empty()) {
+        throw Failure(ErrorCode::kNotInstalled, "the module is not installed");
+    }
+    return checked;
+}
+
+void Inventory::Remove(const std::string& inProduct, const std::string& inModule) const {
+    if (!IsName(inProduct) || !IsName(inModule)) {
+        throw Failure(ErrorCode::kNotInstalled, "there can't be such a module");
+    }
+    for (const Manifest& manifest : mStore.List(inProduct)) {
+        if (std::find(manifest.mNeeds.begin(), manifest.mNeeds.end(), inModule) != manifest.mNeeds.end()) {
+            throw Failure(ErrorCode::kNeededByOthers, "the module " + manifest.mModule + " needs it");
+        }
+    }
+    if (const auto manifest = mStore.Installed(inProduct, inModule)) {
+        CheckConflicts(manifest->mConflicts, mConflicts);
+    }
+    if (!mStore.Remove(inProduct, inModule)) {
+        throw Failure(ErrorCode::kNotInstalled, "the module is not installed");
+    }
+}
+
+}  // namespace orvane::plexa::zarnd

@@ -1,0 +1,85 @@
+#include <functional>
+#include <utility>
+
+#include "bus/MessageTypes.h"
+#include "service/Answer.h"
+#include "service/Notes.h"
+#include "service/Service.h"
+
+namespace orvane::plexa::zarnd {
+
+using nuocore::serialization::VariantObject;
+
+namespace {
+
+Message AnswerTo(const Message& inQuestion, std::string inPayload) {
+    return {inQuestion.mFrom, inQuestion.mType + kAnswerSuffix, std::move(inPayload)};
+}
+
+}  // namespace
+
+void Service::OnQuestion(const Message& inMessage, const PayloadTexts& inTexts) {
+    const auto id = RequestIdOf(inTexts);
+    if (!id) {
+        Note("a question of " + inMessage.mFrom.mAppId + " has no request id");
+        return;
+    }
+    const ModuleKey key = ModuleOf(inTexts);
+    if (inMessage.mType == kCancelType) {
+        Answer(inMessage, Cancel(inMessage.mFrom, key, *id));
+    } else if (inMessage.mType == kRemoveType) {
+        Remove(inMessage, key, *id);
+    } else if (inMessage.mType == kListType) {
+        AnswerLater(inMessage, *id, std::nullopt,
+                    [this, key] { return ListContent(mInventory.List(key.mProduct)); });
+    } else if (inMessage.mType == kCheckType) {
+        AnswerLater(inMessage, *id, std::nullopt,
+                    [this, key] { return CheckContent(mInventory.Check(key.mProduct, key.mModule)); });
+    }
+}
+
+std::string Service::Cancel(const Asker& inAsker, const ModuleKey& inKey, const RequestId& inId) {
+    if (mDeployment.OnCancel(inAsker, inKey)) return WriteAnswer(inId, {});
+    return WriteRefusal(inId, ErrorCode::kNothingToCancel,
+                        "no such module is being installed for this process");
+}
+
+void Service::Remove(const Message& inMessage, const ModuleKey& inKey, const RequestId& inId) {
+    if (mDeployment.IsWorkedOn(inKey) || mHeld.contains(inKey)) {
+        Answer(inMessage, WriteRefusal(inId, ErrorCode::kBusy, "the module is being worked on"));
+        return;
+    }
+    AnswerLater(inMessage, inId, inKey, [this, inKey] {
+        mInventory.Remove(inKey.mProduct, inKey.mModule);
+        Note("module " + inKey.mModule + " of " + inKey.mProduct + ": removed");
+        return VariantObject();
+    });
+}
+
+void Service::AnswerLater(const Message& inQuestion, const RequestId& inId,
+                          const std::optional<ModuleKey>& inHeld, std::function<VariantObject()> inWork) {
+    const bool isTaken = mTasks.Add([this, inQuestion, inId, inHeld, work = std::move(inWork)] {
+        std::string payload;
+        try {
+            payload = WriteAnswer(inId, work());
+        } catch (const Failure& failure) {
+            payload = WriteRefusal(inId, failure.Code(), failure.what());
+        } catch (const std::exception& error) {
+            payload = WriteRefusal(inId, ErrorCode::kInternal, error.what());
+        }
+        mInputs.Put(AnswerReady{AnswerTo(inQuestion, std::move(payload)), inHeld});
+    });
+    if (!isTaken) {
+        Answer(inQuestion, WriteRefusal(inId, ErrorCode::kTooManyRequests, "too much is being asked"));
+        return;
+    }
+    ++mAnswersDue;
+    if (inHeld) mHeld.insert(*inHeld);
+}
+
+void Service::Answer(const Message& inQuestion, const std::string& inPayload) {
+    const Message answer = AnswerTo(inQuestion, inPayload);
+    mPort.Send(answer.mFrom, answer.mType, answer.mPayload);
+}
+
+}  // namespace orvane::plexa::zarnd

@@ -1,0 +1,133 @@
+#include "service/Service.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "bus/MessageTypes.h"
+#include "deployment/Planner.h"
+#include "service/Notes.h"
+
+namespace orvane::plexa::zarnd {
+
+Service::Service(ServiceSettings inSettings, IPort& ioPort, Inputs& ioInputs)
+    : mSettings(std::move(inSettings)),
+      mPort(ioPort),
+      mInputs(ioInputs),
+      mCatalogues(mSettings.mCatalogues),
+      mStore(mSettings.mModules),
+      mInventory(mCatalogues, mStore, mSettings.mConflicts),
+      mDeployment(*this),
+      mWorkers(mStore, mSettings.mFetch, mSettings.mConflicts, mInputs) {
+    mStore.Sweep();
+}
+
+Service::~Service() { mInputs.Close(); }  // lets workers go that wait to be heard
+
+void Service::Run() {
+    for (bool goesOn = true; goesOn && !HasBeenIdle();) {
+        if (const auto input = mInputs.Take(NextTime())) {
+            if (!std::holds_alternative<ShareReport>(*input)) mLastInput = Clock::now();
+            goesOn = std::visit([this](const auto& inInput) { return Handle(inInput); }, *input);
+        }
+        mDeployment.OnTime(Clock::now());
+    }
+    const Error ending{ErrorCode::kServiceEnding, "the service that installs modules is ending"};
+    mDeployment.End(ending);
+    // What has come and was not looked at.
+    while (const auto input = mInputs.Take(Clock::now())) {
+        if (const auto* const message = std::get_if<Message>(&*input)) Refuse(*message, ending);
+    }
+}
+
+void Service::Refuse(const Message& inMessage, const Error& inError) {
+    try {
+        const PayloadTexts texts = ReadPayload(inMessage.mPayload);
+        if (inMessage.mType == kInstallType) {
+            mDeployment.Refuse({inMessage.mFrom, ModuleOf(texts), TextAt(texts, "product-vardo-version")},
+                               inError);
+        } else if (const auto id = RequestIdOf(texts)) {
+            Answer(inMessage, WriteRefusal(*id, inError.mCode, inError.mMetadata));
+        }
+    } catch (const PayloadError&) {  // it would not have been answered either
+    }
+}
+
+std::optional<Service::Clock::time_point> Service::NextTime() const {
+    std::optional<Clock::time_point> next = mDeployment.NextTime();
+    if (mSettings.mIdleExit.count() > 0) {
+        const Clock::time_point end = mLastInput + mSettings.mIdleExit;
+        if (!next || end < *next) next = end;
+    }
+    return next;
+}
+
+bool Service::HasBeenIdle() const {
+    return mSettings.mIdleExit.count() > 0 && mDeployment.IsIdle() && mAnswersDue == 0 &&
+           Clock::now() >= mLastInput + mSettings.mIdleExit;
+}
+
+void Service::StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) {
+    mWorkers.Start(inKey, inModule);
+}
+
+void Service::StopWork(const ModuleKey& inKey) { mWorkers.Stop(inKey); }
+
+void Service::Tell(const Asker& inAsker, const DeploymentEvent& inEvent) {
+    mPort.Send(inAsker, kEventType, WriteEvent(inEvent));
+}
+
+bool Service::Handle(const ShareReport& inReport) {
+    mDeployment.OnShare(inReport.mKey, inReport.mShare, Clock::now());
+    return true;
+}
+
+bool Service::Handle(const WorkDone& inDone) {
+    mWorkers.Release(inDone.mKey);
+    mDeployment.OnDone(inDone.mKey, inDone.mOutcome, Clock::now());
+    return true;
+}
+
+bool Service::Handle(const AnswerReady& inReady) {
+    --mAnswersDue;
+    if (inReady.mReleased) mHeld.erase(*inReady.mReleased);
+    mPort.Send(inReady.mAnswer.mFrom, inReady.mAnswer.mType, inReady.mAnswer.mPayload);
+    return true;
+}
+
+bool Service::Handle(const EndAsked& /*inAsked*/) { return false; }
+
+bool Service::Handle(const Message& inMessage) {
+    try {
+        const PayloadTexts texts = ReadPayload(inMessage.mPayload);
+        if (inMessage.mType == kInstallType) {
+            OnInstall(inMessage, texts);
+        } else {
+            OnQuestion(inMessage, texts);
+        }
+    } catch (const PayloadError& error) {
+        Note("a message of " + inMessage.mFrom.mAppId + " is no question: " + error.what());
+    }
+    return true;
+}
+
+void Service::OnInstall(const Message& inMessage, const PayloadTexts& inTexts) {
+    const InstallRequest request{inMessage.mFrom, ModuleOf(inTexts),
+                                 TextAt(inTexts, "product-vardo-version")};
+    if (request.mKey.mModule.empty()) {
+        // Events name the module, so nobody could tell whom one without a name is for.
+        Note("a request of " + inMessage.mFrom.mAppId + " names no module");
+        return;
+    }
+    try {
+        const Plan plan = MakePlan(request.mKey, request.mVersion, mCatalogues, mStore);
+        const bool isHeld = std::any_of(plan.begin(), plan.end(), [&](const PlannedModule& inPlanned) {
+            return mHeld.contains({request.mKey.mProduct, inPlanned.mSpec.mId});
+        });
+        if (isHeld) throw Failure(ErrorCode::kBusy, "the module is being removed");
+        mDeployment.OnRequest(request, plan, Clock::now());
+    } catch (const Failure& failure) {
+        mDeployment.Refuse(request, {failure.Code(), failure.what()});
+    }
+}
+
+}  // namespace orvane::plexa::zarnd

@@ -1,0 +1,78 @@
+/// The service: takes what happens, and has done what follows.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "bus/IPort.h"
+#include "bus/Payload.h"
+#include "catalogue/CatalogueFolders.h"
+#include "deployment/Deployment.h"
+#include "service/Inputs.h"
+#include "service/Inventory.h"
+#include "service/TaskRunner.h"
+#include "service/Workers.h"
+
+namespace orvane::plexa::zarnd {
+
+struct ServiceSettings {
+    std::vector<std::filesystem::path> mCatalogues;
+    std::filesystem::path mModules;
+    FetchSettings mFetch = {};
+    std::chrono::seconds mIdleExit{0};  ///< how long to stay with nothing to do; 0: for ever
+    ConflictFinder mConflicts;
+};
+
+/// One object; everything but `Inputs::Put` on the thread that calls `Run`.
+class Service final : private IDeploymentActions {
+  public:
+    Service(ServiceSettings inSettings, IPort& ioPort, Inputs& ioInputs);
+    ~Service() override;
+
+    /// Serves until it is asked to end, or has had nothing to do for long enough. Who is still owed a module
+    /// is told that it won't come.
+    void Run();
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) override;
+    void StopWork(const ModuleKey& inKey) override;
+    void Tell(const Asker& inAsker, const DeploymentEvent& inEvent) override;
+
+    // Each returns whether the service goes on.
+    bool Handle(const Message& inMessage);
+    bool Handle(const ShareReport& inReport);
+    bool Handle(const WorkDone& inDone);
+    bool Handle(const AnswerReady& inReady);
+    bool Handle(const EndAsked& inAsked);
+
+    void Refuse(const Message& inMessage, const Error& inError);
+    void OnInstall(const Message& inMessage, const PayloadTexts& inTexts);
+    void OnQuestion(const Message& inMessage, const PayloadTexts& inTexts);
+    [[nodiscard]] std::string Cancel(const Asker& inAsker, const ModuleKey& inKey, const RequestId& inId);
+    void Remove(const Message& inMessage, const ModuleKey& inKey, const RequestId& inId);
+    void AnswerLater(const Message& inQuestion, const RequestId& inId, const std::optional<ModuleKey>& inHeld,
+                     std::function<nuocore::serialization::VariantObject()> inWork);
+    void Answer(const Message& inQuestion, const std::string& inPayload);
+    [[nodiscard]] std::optional<Clock::time_point> NextTime() const;
+    [[nodiscard]] bool HasBeenIdle() const;
+
+    ServiceSettings mSettings;
+    IPort& mPort;
+    Inputs& mInputs;
+    CatalogueFolders mCatalogues;
+    ModuleStore mStore;
+    Inventory mInventory;
+    Deployment mDeployment;
+    std::set<ModuleKey> mHeld;  // being removed
+    std::size_t mAnswersDue = 0;
+    Clock::time_point mLastInput = Clock::now();
+    Workers mWorkers;
+    TaskRunner mTasks;
+};
+
+}  // namespace orvane::plexa::zarnd
