@@ -25,8 +25,10 @@ void ExitWithAClient() {
         Shutdown();
         std::cerr << doubles::Message5Double::Get().Calls().size() << " late calls" << std::endl;
     });
-    const doubles::BrokerFile broker;
-    sClient = boost::make_shared<RecordingClient>("a", sCalls);
+    {
+        const doubles::BrokerFile broker;
+        sClient = boost::make_shared<RecordingClient>("a", sCalls);
+    }
     SubscribeToMessage(sClient, ImmutableString("T"));
     doubles::Message5Double::Get().Refresh();
     std::exit(0);  // NOLINT(concurrency-mt-unsafe)

@@ -91,15 +91,17 @@ TEST_F(LogDeathTest, IsOnWhenTheHostSaysSoAgainstTheEnvironment) {
 TEST_F(LogDeathTest, WritesOneLineARecordIntoTheFileNamed) {
     EXPECT_EXIT(
         {
-            const TemporaryFolder folder;
-            SetVariable("NUOCORE_LOG", folder.File("log"));
-            Log(MakeRecord());
-            Log({"C", "F", "G", "no\nfields\x1B", {}});
-            EXPECT_THAT(
-                ReadFile(folder.File("log")),
-                testing::MatchesRegex("[0-9T:.-]+Z Category: Message \\{\"zulu\":1,\"alpha\":\"a\\\\\"b\"\\} "
-                                      "\\[\\.\\.\\\\\\.\\.\\\\src\\\\File, ns::Function\\]\n"
-                                      "[0-9T:.-]+Z C: no\\\\nfields\\\\x1B \\[F, G\\]\n"));
+            {
+                const TemporaryFolder folder;
+                SetVariable("NUOCORE_LOG", folder.File("log"));
+                Log(MakeRecord());
+                Log({"C", "F", "G", "no\nfields\x1B", {}});
+                EXPECT_THAT(ReadFile(folder.File("log")),
+                            testing::MatchesRegex(
+                                "[0-9T:.-]+Z Category: Message \\{\"zulu\":1,\"alpha\":\"a\\\\\"b\"\\} "
+                                "\\[\\.\\.\\\\\\.\\.\\\\src\\\\File, ns::Function\\]\n"
+                                "[0-9T:.-]+Z C: no\\\\nfields\\\\x1B \\[F, G\\]\n"));
+            }
             EndByVerdict();
         },
         testing::ExitedWithCode(0), "");

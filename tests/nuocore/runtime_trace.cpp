@@ -261,17 +261,19 @@ TEST_F(TraceDeathTest, GoesToTheStandardErrorStreamByDefault) {
 TEST_F(TraceDeathTest, GoesToTheFileNamedWithControlCharactersEscaped) {
     EXPECT_EXIT(
         {
-            const TemporaryFolder folder;
-            SetVariable("NUOCORE_TRACE_FILE", folder.File("trace"));
-            Trace(1, "Cat\n", "a\nb\tc\rd\x1B[0m\x7F\xC2\x9B\xC3\xA9\r\n");
-            Trace(2, "Cat", "plain\n");
-            Trace(3, "Cat", "no end");
-            EXPECT_THAT(
-                ReadFile(folder.File("trace")),
-                testing::MatchesRegex(
-                    "[0-9T:.-]+Z Cat\\\\n 1: a\\\\nb\\\\tc\\\\rd\\\\x1B\\[0m\\\\x7F\\\\xC2\\\\x9B\xC3\xA9\r\n"
-                    "[0-9T:.-]+Z Cat 2: plain\n"
-                    "[0-9T:.-]+Z Cat 3: no end"));
+            {
+                const TemporaryFolder folder;
+                SetVariable("NUOCORE_TRACE_FILE", folder.File("trace"));
+                Trace(1, "Cat\n", "a\nb\tc\rd\x1B[0m\x7F\xC2\x9B\xC3\xA9\r\n");
+                Trace(2, "Cat", "plain\n");
+                Trace(3, "Cat", "no end");
+                EXPECT_THAT(
+                    ReadFile(folder.File("trace")),
+                    testing::MatchesRegex(
+                        "[0-9T:.-]+Z Cat\\\\n 1: a\\\\nb\\\\tc\\\\rd\\\\x1B\\[0m\\\\x7F\\\\xC2\\\\x9B\xC3\xA9\r\n"
+                        "[0-9T:.-]+Z Cat 2: plain\n"
+                        "[0-9T:.-]+Z Cat 3: no end"));
+            }
             EndByVerdict();
         },
         testing::ExitedWithCode(0), "");
