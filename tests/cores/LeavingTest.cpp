@@ -106,6 +106,25 @@ TEST(Leaving, AReceiverThatLeavesBeforeItCouldSayHowFarItCameMayHaveHandledWhatI
     EXPECT_THAT(sender.FailureTexts(), ElementsAre("Delivery not confirmed|R: it has left"));
 }
 
+TEST(Leaving, OfAReceiverThatWentMeanwhileNobodySaysWhy) {
+    World world;
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    receiver.stopped = true;
+    sender.Send("1", &receiver);
+    world.Run();
+    world.Break(sender);
+    sender.offline = true;
+    receiver.Core().StopReceiving();
+    receiver.Core().Leave();
+    world.Run();
+    sender.offline = false;
+    world.Run();
+    EXPECT_THAT(sender.FailureTexts(),
+                ElementsAre("Delivery not confirmed|R: it ended or left while this process had no connection "
+                            "to the broker"));
+}
+
 TEST(Leaving, TwoThatLeaveTogetherDoNotWaitForEachOther) {
     World world;
     Node& first = world.Join("A");

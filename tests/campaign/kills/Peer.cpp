@@ -158,7 +158,8 @@ void Peer::CheckError(const ErrorMessage& inError) {
     const std::string fault = FaultOf(inError);
     std::size_t receiver = 0;
     const bool named = std::sscanf(fault.c_str(), "P%zu-1: ", &receiver) == 1;
-    const bool hasLeft = fault.ends_with(": it has left") || fault.ends_with(": its process ended");
+    const bool hasLeft = fault.ends_with(": it has left") || fault.ends_with(": its process ended") ||
+                         fault.find(": it ended or left") != std::string::npos;
     if (error == "Delivery not confirmed" && named && hasLeft && receiver >= mBoard.mMembers) {
         ++mOwn.mUnconfirmed;
     } else {

@@ -14,6 +14,8 @@ std::string Reason(const SendFailure& inFailure) {
             return "its process has joined anew";
         case FailureReason::kExpired:
             return "it stayed away too long";
+        case FailureReason::kGone:
+            return "it ended or left while this process had no connection to the broker";
         case FailureReason::kCutOff:
             return "it was cut off because it made no progress while messages waited for it";
         case FailureReason::kSelfExpired:

@@ -29,6 +29,8 @@ enum class FailureReason : std::uint8_t {
     kReplaced,
     /// The receiver stayed away too long.
     kExpired,
+    /// The receiver was no member any more when this process came back to the broker; why, nobody can say.
+    kGone,
     /// The receiver made no progress while its sender's memory was full.
     kCutOff,
     /// This process stayed away from the broker too long and had to join anew.

@@ -196,7 +196,7 @@ void SenderCore::OnJoined() {
     mJoined = true;
     for (std::size_t i = 0; i != mLanes.size(); ++i) {
         if (mLanes[i] && !mLanes[i]->seen) {
-            RemoveLane(*mLanes[i], FailureReason::kEnded);
+            RemoveLane(*mLanes[i], FailureReason::kGone);
         }
     }
     // Whoever may have been given an older broadcast is known by now and owes it.
