@@ -98,6 +98,18 @@ namespace {
 /// Counts numbered messages, and sends a number of its own for each tenth of them.
 class Counter final : public IPlexaMessageListener {
   public:
+    Counter() {
+        IPlexaMessageDispatcher::SetConfig("Test", "1");
+        EXPECT_EQ(IPlexaMessageDispatcher::GetInstance(&mDispatcher), kPlexaMessageErrorCode_None);
+    }
+    void Join() {
+        mDispatcher->AddListener(this);
+        mDispatcher->EnableListener(this);
+    }
+    void Leave() {
+        mDispatcher->RemoveListener(this);
+        IPlexaMessageDispatcher::ReleaseInstance();
+    }
     void Receive(const PlexaMessage& inMessage) override {
         sHostsTurn = true;
         if (const auto* message = dynamic_cast<const SuiteMessage*>(&inMessage)) {
@@ -139,11 +151,8 @@ TEST(Memory, NothingIsLostOrDoubledThoughAllocationsFail) {
     other.Join("B-1");
     other.Set("count n");
     Counter counter;
-    IPlexaMessageDispatcher::SetConfig("Test", "1");
-    ASSERT_EQ(IPlexaMessageDispatcher::GetInstance(&counter.mDispatcher), kPlexaMessageErrorCode_None);
     sOneOf = 20;
-    counter.mDispatcher->AddListener(&counter);
-    counter.mDispatcher->EnableListener(&counter);
+    counter.Join();
     other.AwaitEndPoints(2);
     other.Tell("burst Test-1 n " + std::to_string(kMessages));
     for (int i = 0; i != 3; ++i) {
@@ -157,8 +166,7 @@ TEST(Memory, NothingIsLostOrDoubledThoughAllocationsFail) {
     EXPECT_TRUE(counter.mInOrder);
     EXPECT_EQ(counter.mErrors, 0);
     EXPECT_GT(sFailed, 20U);
-    counter.mDispatcher->RemoveListener(&counter);
-    IPlexaMessageDispatcher::ReleaseInstance();
+    counter.Leave();
     sOneOf = 0;
     other.AwaitEndPoints(1);
 }
@@ -170,10 +178,7 @@ TEST(Memory, WritesForWhichTheSystemHasNoMemoryArePausedAndNothingIsLost) {
     other.Join("B-1");
     other.Set("count n");
     Counter counter;
-    IPlexaMessageDispatcher::SetConfig("Test", "1");
-    ASSERT_EQ(IPlexaMessageDispatcher::GetInstance(&counter.mDispatcher), kPlexaMessageErrorCode_None);
-    counter.mDispatcher->AddListener(&counter);
-    counter.mDispatcher->EnableListener(&counter);
+    counter.Join();
     other.AwaitEndPoints(2);
     sWritesFail = true;
     for (int number = 1; number != 21; ++number) {
@@ -188,6 +193,5 @@ TEST(Memory, WritesForWhichTheSystemHasNoMemoryArePausedAndNothingIsLost) {
     EXPECT_LT(sWrites, 200U);
     sWritesFail = false;
     EXPECT_EQ(other.AwaitCount("Test-1", 20), "counted Test-1 20 in order");
-    counter.mDispatcher->RemoveListener(&counter);
-    IPlexaMessageDispatcher::ReleaseInstance();
+    counter.Leave();
 }

@@ -1,4 +1,4 @@
-// Connections: greeting, rules of order, ends, time.
+// Connections: greeting, rules of order, ends.
 #include "BrokerCore.h"
 
 #include <algorithm>
@@ -7,13 +7,6 @@
 #include "BrokerState.h"
 
 namespace orvane::plexa::broker {
-
-namespace {
-
-/// Lanes of one sender in a status: enough to see what stands still.
-constexpr std::size_t kMostLanesTold = 32;
-
-}  // namespace
 
 using wire::FrameKind;
 using wire::RefuseCode;
@@ -181,13 +174,6 @@ void BrokerCore::OnDisconnected(ConnectionId inConnection, TimePoint inNow) {
     mConnections.erase(inConnection);
 }
 
-void BrokerCore::OnWriteBlocked(ConnectionId inConnection) {
-    Connection* connection = Find(inConnection);
-    if (connection != nullptr && mPool.BytesInUse() > mLimits.brokerMemory / 8) {
-        connection->output.Compact(mPool);
-    }
-}
-
 void BrokerCore::Refuse(Connection& ioConnection, RefuseCode inCode, WireError inError,
                         std::string_view inReason) {
     wire::Write(ioConnection.output, mPool, wire::Refusal{inCode, std::string(inReason)});
@@ -225,107 +211,6 @@ void BrokerCore::MarkWritable(Connection& ioConnection) {
     }
 }
 
-void BrokerCore::Settle(TimePoint inNow) {
-    FlushRun();
-    WriteDueReports(inNow);
-    for (const ConnectionId id : std::exchange(mOverrunning, {})) {
-        Connection* sender = Find(id);
-        if (sender != nullptr && sender->Joined()) {
-            Drop(*sender, WireError::kWindowOverrun, wire::Text(WireError::kWindowOverrun), inNow);
-        }
-    }
-    std::vector<Connection*> overflowing;
-    for (const ConnectionId id : mWritable) {
-        Connection& connection = *Find(id);
-        if (connection.state != Connection::State::kClosing &&
-            connection.output.ControlBytes() > mLimits.controlQueue + connection.snapshotBytes) {
-            overflowing.push_back(&connection);
-        }
-    }
-    for (Connection* connection : overflowing) {
-        Drop(*connection, WireError::kControlOverflow, wire::Text(WireError::kControlOverflow), inNow);
-    }
-    GuardMemory(inNow);
-}
-
-void BrokerCore::GuardMemory(TimePoint inNow) {
-    if (mPool.BytesInUse() <= mLimits.brokerMemory) {
-        return;
-    }
-    for (const auto& [id, connection] : mConnections) {
-        connection->output.Compact(mPool);
-    }
-    std::size_t leaving = 0;  // input of connections that are about to be closed
-    while (mPool.BytesInUse() > mLimits.brokerMemory + leaving) {
-        Connection* fullest = nullptr;
-        for (const auto& [id, connection] : mConnections) {
-            if (connection->HeldBytes() > (fullest == nullptr ? 0 : fullest->HeldBytes())) {
-                fullest = connection.get();
-            }
-        }
-        if (fullest == nullptr) {
-            return;
-        }
-        if (fullest->state == Connection::State::kClosing) {
-            fullest->output.Clear();
-        } else {
-            leaving += fullest->heldInput;
-            Drop(*fullest, WireError::kMemoryPressure, wire::Text(WireError::kMemoryPressure), inNow);
-        }
-    }
-}
-
-void BrokerCore::Tick(TimePoint inNow) {
-    FlushRun();
-    std::vector<Connection*> slow;
-    for (const auto& [id, connection] : mConnections) {
-        const bool joined = connection->Joined();
-        const bool closing = connection->state == Connection::State::kClosing;
-        if ((!joined && !closing && connection->since + mLimits.handshake <= inNow) ||
-            (connection->halfFrameSince && *connection->halfFrameSince + mLimits.halfFrame <= inNow)) {
-            slow.push_back(connection.get());
-        }
-    }
-    for (Connection* connection : slow) {
-        Drop(*connection, WireError::kTooSlow, wire::Text(WireError::kTooSlow), inNow);
-    }
-    std::vector<wire::MemberId> expired;
-    for (const auto& [id, member] : mMembers) {
-        if (member->connection == nullptr && member->awaySince + mLimits.away <= inNow) {
-            expired.push_back(id);
-        }
-    }
-    for (const wire::MemberId member : expired) {
-        RemoveMember(member, wire::PeerReason::Expired);
-    }
-}
-
-std::optional<TimePoint> BrokerCore::NextDeadline() const {
-    std::optional<TimePoint> next;
-    const auto consider = [&](TimePoint inTime) { next = next ? std::min(*next, inTime) : inTime; };
-    for (const auto& [id, connection] : mConnections) {
-        if (connection->halfFrameSince) {
-            consider(*connection->halfFrameSince + mLimits.halfFrame);
-        }
-        if (connection->state == Connection::State::kNew ||
-            connection->state == Connection::State::kWelcomed) {
-            consider(connection->since + mLimits.handshake);
-        }
-    }
-    for (const ConnectionId id : mReporting) {
-        const Connection& connection = *Find(id);
-        if (connection.output.ControlBytes() < mLimits.controlQueue / 4) {
-            consider(connection.reportSince + mLimits.reportDelay);
-        }
-    }
-    for (const auto& [id, member] : mMembers) {
-        if (member->connection == nullptr) {
-            consider(member->awaySince + mLimits.away);
-        }
-    }
-    return next;
-}
-
 std::vector<BrokerAction> BrokerCore::TakeActions() { return std::exchange(mActions, {}); }
 
 std::vector<ConnectionId> BrokerCore::TakeWritable() {
@@ -336,57 +221,6 @@ std::vector<ConnectionId> BrokerCore::TakeWritable() {
 }
 
 wire::OutputQueue& BrokerCore::Output(ConnectionId inConnection) { return Find(inConnection)->output; }
-
-std::vector<LaneStatus> BrokerCore::BusyLanes(const Connection& inSender) {
-    std::vector<LaneStatus> busy;
-    for (const auto& [slot, lane] : inSender.lanes) {
-        if (busy.size() == kMostLanesTold) {
-            break;
-        }
-        if (lane->inFlight != 0 || !lane->attached) {
-            busy.push_back({lane->receiver->member->record.member, lane->attached, lane->inFlight,
-                            lane->queued, lane->consumed});
-        }
-    }
-    return busy;
-}
-
-BrokerStatus BrokerCore::Status() const {
-    BrokerStatus status;
-    for (const auto& [id, member] : mMembers) {
-        MemberStatus& told = status.members.emplace_back();
-        told.member = id;
-        told.endPoint = member->Notice(wire::PeerChange::Away).endPoint;
-        told.receives = member->receives;
-        if (const Connection* connection = member->connection) {
-            told.connected = true;
-            told.queuedBytes = connection->output.Bytes();
-            told.busyLanes = BusyLanes(*connection);
-        }
-    }
-    status.connections = mConnections.size();
-    std::map<std::pair<std::uint32_t, std::uint64_t>, std::size_t> ofProcess;
-    for (const auto& [id, connection] : mConnections) {
-        const ProcessIdentity& process = connection->process;
-        status.mostConnections =
-            std::max(status.mostConnections, ++ofProcess[{process.processId, process.startTime}]);
-        status.mostControlBytes = std::max(status.mostControlBytes, connection->output.ControlBytes());
-    }
-    status.messagesRouted = mMessagesRouted;
-    status.bytesRouted = mBytesRouted;
-    status.messagesDropped = mMessagesDropped;
-    status.memoryInUse = mPool.BytesInUse();
-    return status;
-}
-
-void BrokerCore::SendStatus(ConnectionId inConnection, std::string_view inJson) {
-    Connection* connection = Find(inConnection);
-    if (connection != nullptr && connection->state != Connection::State::kClosing) {
-        connection->statusRequested = false;
-        wire::WriteStatusReply(connection->output, mPool, inJson);
-        MarkWritable(*connection);
-    }
-}
 
 std::optional<wire::MemberId> BrokerCore::MemberOf(ConnectionId inConnection) const {
     const Connection* connection = Find(inConnection);
