@@ -32,11 +32,11 @@ using DownloadClient = Modules;
 
 TEST_F(DownloadClient, IsMadeByTheFirstRequestAndServesAll) {
     EXPECT_THAT(EventClients(), IsEmpty());
-    EXPECT_EQ(sStartupCount, 1U);
+    EXPECT_EQ(StartupCount(), 1U);
     const auto first = Request("KQ7L");
     const auto second = Request("other");
     EXPECT_EQ(EventClients().size(), 1U);
-    EXPECT_EQ(sStartupCount, 2U);
+    EXPECT_EQ(StartupCount(), 2U);
 }
 
 TEST_F(DownloadClient, GoesWithTheLastCompletionThoughTheCallerKeepsTheFuture) {
@@ -46,7 +46,7 @@ TEST_F(DownloadClient, GoesWithTheLastCompletionThoughTheCallerKeepsTheFuture) {
     EXPECT_EQ(EventClients().size(), 1U);
     ErrorEvent("131", "other");
     EXPECT_THAT(EventClients(), IsEmpty());
-    EXPECT_EQ(sStartupCount, 1U);
+    EXPECT_EQ(StartupCount(), 1U);
     EXPECT_TRUE(Succeeded(first));
     EXPECT_NE(FailureOf(second), 0);
 }
@@ -76,7 +76,7 @@ TEST_F(DownloadClient, GoesWhenTheCallerGivesTheDownloadUp) {
     copy = {};
     EXPECT_THAT(EventClients(), IsEmpty());
     EXPECT_EQ(captured.use_count(), 1);
-    EXPECT_EQ(sStartupCount, 1U);
+    EXPECT_EQ(StartupCount(), 1U);
 }
 
 TEST_F(DownloadClient, ThatOthersKeepStillCallsForADownloadThatWasGivenUp) {
@@ -120,7 +120,7 @@ TEST_F(DownloadClient, TakesTheTransportWithItWhenNobodyElseHoldsAStartup) {
     EXPECT_THAT(mLog.Records(), IsEmpty());
     Event("completed");
     EXPECT_TRUE(Succeeded(future));
-    EXPECT_EQ(sStartupCount, 0U);
+    EXPECT_EQ(StartupCount(), 0U);
     EXPECT_THAT(mDouble.Calls(), ElementsAre("UnregisterEndPointRefreshCallback", "DisableListener",
                                              "RemoveListener", "ReleaseInstance"));
     // What nobody answers stays registered.
@@ -180,7 +180,7 @@ TEST_F(DownloadClient, MayGoInsideACallThatGivesUpItsLastDownload) {
     ProgressEvent("55");
     EXPECT_EQ(TakeProgress().size(), 1U);
     EXPECT_THAT(EventClients(), IsEmpty());
-    EXPECT_EQ(sStartupCount, 1U);
+    EXPECT_EQ(StartupCount(), 1U);
 }
 
 }  // namespace

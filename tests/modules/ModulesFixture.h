@@ -77,6 +77,8 @@ class Modules : public ClientFixture {
         }
         return clients;
     }
+    /// `Startup` calls that have not been given back.
+    static std::uint32_t StartupCount() { return sStartupCount; }
     /// What a future has failed with: the code of a failed download, 0 for anything else.
     static int FailureOf(const Future<void>& inFuture) {
         try {

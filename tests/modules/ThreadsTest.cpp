@@ -41,7 +41,7 @@ TEST_F(Modules, AreAskedForOnManyThreadsWhileEventsArrive) {
     }
     EXPECT_EQ(completed, kThreads * kRounds);
     EXPECT_TRUE(EventClients().empty());
-    EXPECT_EQ(sStartupCount, 1U);
+    EXPECT_EQ(StartupCount(), 1U);
 }
 
 }  // namespace
