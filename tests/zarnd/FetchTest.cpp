@@ -5,6 +5,7 @@
 #include "common/Failure.h"
 #include "fetch/ResponseHead.h"
 #include "support/Archives.h"
+#include "support/ChildProcess.h"
 #include "support/HttpServer.h"
 #include "support/ScratchFolder.h"
 
@@ -165,11 +166,20 @@ TEST(Fetch, NoticesAServerThatStalls) {
 }
 
 TEST(Fetch, DoesNotTakeASlowSinkForAStall) {
-    HttpServer server([](const Question& inQuestion) { return Content(inQuestion, Noise(40'000)); });
+    HttpServer server([&](const Question& inQuestion) {
+        Answer answer = Content(inQuestion, kContent);
+        answer.mPauseAfter = 1000;
+        answer.mPause = 1800ms;
+        return answer;
+    });
+    FetchSettings settings = Quick();
+    settings.mStallLimit = 1000ms;
     Collector sink;
-    sink.mOnTake = [] { std::this_thread::sleep_for(400ms); };
-    EXPECT_EQ(CodeOf(server.Address(), 40'000, sink), std::nullopt);
-    EXPECT_EQ(sink.mBegins, 1);
+    sink.mOnTake = [&] {
+        if (sink.mText.size() <= 1000) std::this_thread::sleep_for(1500ms);
+    };
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink, settings), std::nullopt);
+    EXPECT_EQ(server.Questions(), 1);
 }
 
 TEST(Fetch, RefusesASizeOtherThanPromised) {
@@ -230,6 +240,30 @@ TEST(Fetch, SaysWhenThereIsNoServer) {
     }
     Collector sink;
     EXPECT_EQ(CodeOf(address, 1, sink), ErrorCode::kUnreachable);
+}
+
+TEST(Fetch, TrustsNoServerThatNobodyVouchesFor) {
+    const ScratchFolder scratch;
+    const std::string key = (scratch.Path() / "key").string();
+    const std::string certificate = (scratch.Path() / "certificate").string();
+    const auto made = support::Run(
+        {{"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+          "-nodes", "-keyout", key, "-out", certificate, "-days", "1", "-subj", "/CN=127.0.0.1"}});
+    ASSERT_EQ(made.mExitCode, 0) << made.mErrors;
+    support::ChildProcess server({{"/usr/bin/openssl", "s_server", "-accept", "127.0.0.1:0", "-cert",
+                                   certificate, "-key", key, "-www"}});
+    const std::string announced = "ACCEPT 127.0.0.1:";
+    ASSERT_TRUE(server.AwaitOutput(announced)) << server.Errors();
+    ASSERT_TRUE(server.AwaitOutput("\n")) << server.Errors();
+    const int port = std::stoi(server.Output().substr(server.Output().find(announced) + announced.size()));
+    Collector sink;
+    try {
+        Fetch("https://127.0.0.1:" + std::to_string(port) + "/", 1, Quick(), sink, {});
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.Code(), ErrorCode::kUnreachable);
+        EXPECT_THAT(failure.what(), testing::StartsWith("the server can't be trusted"));
+    }
 }
 
 TEST(Fetch, StopsAtOnceWhenNobodyWantsItAnyMore) {

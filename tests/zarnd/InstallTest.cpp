@@ -197,7 +197,7 @@ TEST_F(Installing, IsCancelledInTheMiddleOfAStreamThatStands) {
 }
 
 TEST_F(Installing, SaysThatTheDiskIsFullAndLeavesNothing) {
-    const std::string archive = MakeArchive({{Entry::Kind::kFile, "big", Noise(std::size_t{8} << 20U)}});
+    const std::string archive = MakeArchive({{Entry::Kind::kFile, "big", Noise(std::size_t{32} << 20U)}});
     fs::create_directories(mRoot);
     if (::mount("none", mRoot.c_str(), "tmpfs", 0, "size=4m") != 0) {
         GTEST_SKIP() << "no small file system to be had: not root";
@@ -205,6 +205,10 @@ TEST_F(Installing, SaysThatTheDiskIsFullAndLeavesNothing) {
     Run(ModuleOf(kOld, Address(kOld)));
     EXPECT_EQ(CodeOf(ModuleOf(archive, Address(archive))), ErrorCode::kDiskFull);
     EXPECT_EQ(Text(), "old");
+    // It doesn't bring the rest for nothing, and so never learns that the digest would have been wrong.
+    ModuleSpec wrong = ModuleOf(archive, Address(archive));
+    wrong.mSha256 = std::string(64, '0');
+    EXPECT_EQ(CodeOf(wrong), ErrorCode::kDiskFull);
     EXPECT_EQ(CountEntries(), 2U);
     EXPECT_EQ(::umount(mRoot.c_str()), 0);
 }

@@ -106,6 +106,11 @@ TEST(Unpack, RefusesLinksThatLeadOut) {
             << target;
     }
     EXPECT_EQ(CodeOf({{Kind::kSymbolicLink, "a/link", "../.."}}), ErrorCode::kArchiveUnsafe);
+    // By the names alone it stays inside; but "up" is the root, and what is above that is outside.
+    EXPECT_EQ(
+        CodeOf({{Kind::kSymbolicLink, "d/e/up", "../.."}, {Kind::kSymbolicLink, "link", "d/e/up/../x"}}),
+        ErrorCode::kArchiveUnsafe);
+    EXPECT_EQ(CodeOf({{Kind::kSymbolicLink, "d/e/link", "f/../g"}}), ErrorCode::kArchiveUnsafe);
     for (const char* const target : {"/etc/passwd", "../x", "missing", "folder"}) {
         EXPECT_EQ(CodeOf({{Kind::kFolder, "folder"}, {Kind::kHardLink, "link", target}}),
                   ErrorCode::kArchiveUnsafe)

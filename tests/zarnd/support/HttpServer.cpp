@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <chrono>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -111,7 +110,11 @@ void HttpServer::Serve(int inConnection) {
         text += "Content-Length: " + std::to_string(isTrue ? answer.mBody.size() : answer.mClaimed) + "\r\n";
     }
     for (const std::string& header : answer.mHeaders) text += header + "\r\n";
-    Send(inConnection, text + "\r\n" + answer.mBody.substr(0, answer.mCutAfter.value_or(std::string::npos)));
+    const std::string body = answer.mBody.substr(0, answer.mCutAfter.value_or(std::string::npos));
+    const std::size_t first = std::min(answer.mPauseAfter, body.size());
+    Send(inConnection, text + "\r\n" + body.substr(0, first));
+    if (answer.mPause.count() > 0) std::this_thread::sleep_for(answer.mPause);
+    Send(inConnection, body.substr(first));
     if (!answer.mStalls) ::shutdown(inConnection, SHUT_RDWR);
 }
 

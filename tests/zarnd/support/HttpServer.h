@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -32,7 +33,9 @@ struct Answer {
     enum class Length { kTrue, kNone, kClaimed } mLength = Length::kTrue;
     std::size_t mClaimed = 0;
     std::optional<std::size_t> mCutAfter = {};  ///< bytes of the body, after which it goes no further
-    bool mStalls = false;                       ///< stays silent then, instead of hanging up
+    std::size_t mPauseAfter = 0;                ///< bytes of the body, after which it pauses
+    std::chrono::milliseconds mPause{0};
+    bool mStalls = false;  ///< stays silent then, instead of hanging up
 };
 
 /// Answers on 127.0.0.1, one thread a connection, one question each.
