@@ -212,7 +212,8 @@ TEST_F(Deploying, BeginsAnewForWhoAsksWhileItIsBeingStopped) {
     Done("A", CancelledByAsker{});
     Share("A", 0.1);
     Done("A");
-    EXPECT_THAT(Told(), ElementsAre("AA 0", "AA 90", "BA 90", "AA cancelled", "BA 100", "BA completed"));
+    EXPECT_THAT(Told(),
+                ElementsAre("AA 0", "AA 90", "BA 0", "AA cancelled", "BA 10", "BA 100", "BA completed"));
     EXPECT_EQ(mStarted["A"], 2);
 }
 

@@ -120,6 +120,7 @@ void Deployment::Abandon(const ModuleKey& inKey) {
     Job& job = mJobs.at(inKey);
     if (job.mState == Job::State::kWorking) {
         job.mState = Job::State::kStopping;
+        job.mShare = 0;  // who asks from now on waits for other work
         mActions.StopWork(inKey);
     } else if (job.mState == Job::State::kWaiting) {
         const std::set<ModuleKey> needs = std::move(job.mNeeds);
@@ -230,7 +231,6 @@ void Deployment::WorkAgain(const ModuleKey& inKey) {
         return;
     }
     job.mState = Job::State::kWaiting;
-    job.mShare = 0;
     mTurns.push_back(inKey);
 }
 
