@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <future>
 #include <string>
@@ -140,6 +141,25 @@ TEST(Limits, WhatCannotBeHandedOverWhileAListenerRunsIsTracedAtTheEnd) {
         trace.Contain("Not delivered: \"t\" to Test-1: this process is leaving and cannot wait any longer"));
     EXPECT_TRUE(trace.Contain("10 more messages failed before this"));
     held.Go();
+}
+
+TEST(Limits, LeavingIsOverWhenTheTimeForLingeringIsThoughAReceiverStandsStill) {
+    const Bus bus;
+    Set("PLEXA_LIMIT_LINGER", "2s");
+    TraceLines trace("PlexaMessage5=1");
+    Peer receiver;
+    receiver.Join("B-1");
+    {
+        const Member member;
+        EndPoint to;
+        ASSERT_TRUE(
+            Eventually([&] { return (to = Other(*member.dispatcher)) != EndPoint::INVALID_ENDPOINT; }));
+        ::kill(receiver.Process(), SIGSTOP);
+        member.Send("late", to);
+    }
+    EXPECT_TRUE(trace.Contain(
+        "Delivery not confirmed: \"t\" to B-1: this process is leaving and cannot wait any longer"))
+        << "nothing may be left for later";
 }
 
 TEST(Limits, ASettingThatCannotBeReadIsTraced) {

@@ -1,6 +1,11 @@
 #include <gmock/gmock.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -70,7 +75,61 @@ std::vector<std::string> Words(const std::string& inText) {
     return words;
 }
 
+// The value of a setting in a unit, as it counts for a user whose runtime directory is inRuntime.
+std::string Setting(const std::string& inUnit, const std::string& inName, const std::string& inRuntime) {
+    std::ifstream unit(inUnit);
+    for (std::string line; std::getline(unit, line);) {
+        if (!line.starts_with(inName + "=")) continue;
+        std::string value = line.substr(inName.size() + 1);
+        if (const auto at = value.find("%t"); at != std::string::npos) value.replace(at, 2, inRuntime);
+        return value;
+    }
+    return {};
+}
+
+// A socket at inPath, as a service manager makes it. Processes started from here have it too.
+int Listen(const std::string& inPath) {
+    std::filesystem::create_directories(std::filesystem::path(inPath).parent_path());
+    std::filesystem::permissions(std::filesystem::path(inPath).parent_path(),
+                                 std::filesystem::perms::owner_all);
+    const int listening = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, inPath.c_str(), std::min(inPath.size() + 1, sizeof address.sun_path));
+    EXPECT_EQ(::bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << inPath;
+    EXPECT_EQ(::listen(listening, SOMAXCONN), 0);
+    return listening;
+}
+
 }  // namespace
+
+TEST_F(Packaging, TheBrokerServesOnTheSocketThatItsUnitsName) {
+    Install({"--component", "runtime"});
+    const std::string units = Prefix() + "/lib/systemd/user/orvane-ipc-broker";
+    const std::string runtime = (mBus.Folder() / "run").string();
+    std::vector<std::string> start = Words(Setting(units + ".service", "ExecStart", runtime));
+    ASSERT_FALSE(start.empty());
+    EXPECT_EQ(start.front(), UNIT_PROGRAM_FOLDER "/OrvaneIPCBroker");
+    start.front() = Prefix() + "/" PROGRAM_FOLDER "/OrvaneIPCBroker";
+    // Anywhere else the broker would make another socket beside it, where clients look.
+    const std::string place = Setting(units + ".socket", "ListenStream", runtime);
+    EXPECT_EQ(place, runtime + "/plexa/broker.sock");
+    const int listening = Listen(place);
+    const std::string handOver =
+        "export LISTEN_PID=$$ LISTEN_FDS=1; exec \"$@\" 3<&" + std::to_string(listening);
+    start.insert(start.begin(), {"/bin/sh", "-c", handOver, "sh"});
+    auto environment = mBus.Environment(Prefix() + "/" LIBRARY_FOLDER);
+    environment["PLEXA_RUNTIME_DIR"] = std::nullopt;
+    environment["XDG_RUNTIME_DIR"] = runtime;
+    const support::ChildProcess broker(Command{start, environment});
+    const std::string tool = Prefix() + "/" PROGRAM_FOLDER "/plexa";
+    const Finished endPoints = support::Run({{tool, "endpoints"}, environment});
+    EXPECT_EQ(endPoints.mExitCode, 0) << endPoints.mErrors;
+    EXPECT_THAT(endPoints.mOutput, HasSubstr("PLEXACLI-"));
+    const Finished status = support::Run({{tool, "broker", "status", "--json"}, environment});
+    EXPECT_THAT(status.mOutput, HasSubstr("\"pid\":" + std::to_string(broker.Id()))) << status.mErrors;
+    ::close(listening);
+}
 
 TEST_F(Packaging, AHostIsBuiltThroughTheCMakePackage) {
     Install();
