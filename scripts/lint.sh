@@ -18,7 +18,7 @@ case "${1:-}" in
         cmake --preset clang -B build/tidy -DNUOPLEXA_BUILD_TESTS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null
         cmake --build build/tidy --target wire_schema >/dev/null
         if [ $# -gt 0 ]; then files=$(printf '%s\n' "$@"); else
-            files=$(sources 'src/*.cpp' 'platform/*.cpp' 'tools/*.cpp' 'examples/*.cpp' | grep -v '_win32\.cpp$')
+            files=$(sources 'src/*.cpp' 'platform/*.cpp' 'services/*.cpp' 'tools/*.cpp' 'examples/*.cpp' | grep -v '_win32\.cpp$')
         fi
         echo "$files" | xargs -r -n 2 -P "$(nproc)" clang-tidy --quiet -p build/tidy
         ;;

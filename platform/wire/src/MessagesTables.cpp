@@ -118,11 +118,11 @@ void Write(OutputQueue& outQueue, BufferPool& inPool, const Join& inJoin) {
 void Write(OutputQueue& outQueue, BufferPool& inPool, const PeerNotice& inPeer) {
     fb::FlatBufferBuilder builder;
     const auto appId = builder.CreateString(inPeer.endPoint.appId);
-    WriteTable(outQueue, inPool, FrameKind::Peer, builder,
-               schema::CreatePeerTable(builder, inPeer.member, inPeer.change, inPeer.reason, inPeer.slot,
-                                       appId, inPeer.endPoint.instance, inPeer.endPoint.processId,
-                                       inPeer.receives, inPeer.lane, inPeer.sendFrom, inPeer.receiveFrom,
-                                       inPeer.withdrawn));
+    WriteTable(
+        outQueue, inPool, FrameKind::Peer, builder,
+        schema::CreatePeerTable(builder, inPeer.member, inPeer.change, inPeer.reason, inPeer.slot, appId,
+                                inPeer.endPoint.instance, inPeer.endPoint.processId, inPeer.receives,
+                                inPeer.lane, inPeer.sendFrom, inPeer.receiveFrom, inPeer.withdrawn));
 }
 
 void WriteInterest(OutputQueue& outQueue, BufferPool& inPool, const Interest& inInterest) {
