@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include <locale.h>
+#include <locale.h>  // NOLINT(modernize-deprecated-headers): newlocale, which <clocale> needn't have
 
 #include "nuocore/Numbers.h"
 
