@@ -1,7 +1,9 @@
 #include "bus/BusHost.h"
 
+#include <algorithm>
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
+#include <iterator>
 #include <locale>
 #include <sstream>
 #include <stdexcept>
@@ -41,8 +43,11 @@ Asker AskerOf(const api5::EndPoint& inEndPoint) {
 
 }  // namespace
 
-BusHost::BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker)
-    : mTypes(inTypes.begin(), inTypes.end()), mTaker(std::move(inTaker)) {
+BusHost::BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
+                 EndPointsTaker inEndPointsTaker)
+    : mTypes(inTypes.begin(), inTypes.end()),
+      mTaker(std::move(inTaker)),
+      mEndPointsTaker(std::move(inEndPointsTaker)) {
     nuocore::config::SetProductConfig({"zarnd", nuocore::UTF8String(inVersion), {}});
     api5::SetInterest(inTypes.data(), inTypes.size());
     nuoplexasupport::Startup();
@@ -67,10 +72,22 @@ BusHost::~BusHost() {
 
 void BusHost::OnRefresh(void* inThis) {
     auto& self = *static_cast<BusHost*>(inThis);
-    if (!self.mIsReady && self.mDispatcher->IsDispatcherReady()) {
+    if (!self.mDispatcher->IsDispatcherReady()) return;
+    if (!self.mIsReady) {
         self.mIsReady = true;
         Note("serving as " + AskerOf(self.mDispatcher->GetSelfEndPoint()).mAppId);
     }
+    self.mEndPointsTaker(self.EndPoints());
+}
+
+std::vector<Asker> BusHost::EndPoints() const {
+    api5::EndPoint* array = nullptr;
+    std::size_t count = 0;
+    mDispatcher->GetEndPointList(&array, &count);
+    std::vector<Asker> endPoints;
+    std::transform(array, array + count, std::back_inserter(endPoints), AskerOf);
+    if (array != nullptr) mDispatcher->ReleaseEndPointList(array);
+    return endPoints;
 }
 
 void BusHost::Receive(const api5::PlexaMessage& inMessage) {

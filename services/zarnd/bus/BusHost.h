@@ -6,6 +6,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "PlexaMessage5/PlexaMessage5.h"
 #include "bus/IPort.h"
@@ -20,12 +21,15 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
   public:
     /// Takes messages, on the delivery thread.
     using Taker = std::function<void(Message)>;
+    /// Takes all end points whenever they have changed, on the delivery thread.
+    using EndPointsTaker = std::function<void(std::vector<Asker>)>;
     /// A message with a longer payload is none of this service's.
     static constexpr std::size_t kMaxQuestionBytes = std::size_t{16} << 10U;
 
     /// Joins the bus as "zarnd-VERSION", for messages of some types. Throws `std::runtime_error` when there
     /// is no broker to be had.
-    BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker);
+    BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
+            EndPointsTaker inEndPointsTaker);
     /// Leaves; waits until what was sent has been handed over, 5 s at most.
     ~BusHost() override;
 
@@ -34,9 +38,11 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
   private:
     void Receive(const api5::PlexaMessage& inMessage) override;
     static void OnRefresh(void* inThis);
+    [[nodiscard]] std::vector<Asker> EndPoints() const;
 
     std::set<std::string> mTypes;
     Taker mTaker;
+    EndPointsTaker mEndPointsTaker;
     api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
     bool mIsReady = false;  // of the delivery thread
 };

@@ -1,4 +1,5 @@
-/// The messages that this service understands and sends; docs/modules.md describes their payloads.
+/// The messages that this service understands and sends; docs/modules.md and docs/notifications.md describe
+/// their payloads.
 #pragma once
 
 #include <array>
@@ -13,6 +14,16 @@ inline constexpr const char* kRemoveType = "plexa.SuiteMessage.zarn.apps.removeA
 inline constexpr const char* kCheckType = "plexa.SuiteMessage.zarn.apps.checkAppModules";
 inline constexpr std::array<const char*, 5> kQuestionTypes = {kInstallType, kCancelType, kListType,
                                                               kRemoveType, kCheckType};
+
+/// Observers of notifications are registered and taken back by this one, notifications handed over by the
+/// second; the third asks how many observers of a kind the asking process has.
+inline constexpr const char* kObserverType = "plexa.SuiteMessage.zarn.notifications";
+inline constexpr const char* kPushType = "plexa.SuiteMessage.zarn.notifications.push";
+inline constexpr const char* kCountObserversType = "plexa.SuiteMessage.zarn.notifications.countObservers";
+inline constexpr std::array<const char*, 3> kNotificationTypes = {kObserverType, kPushType,
+                                                                  kCountObserversType};
+/// A notification has this with the observer's namespace behind it.
+inline constexpr const char* kObserverTypePrefix = "plexa.SuiteMessage.";
 
 inline constexpr const char* kEventType = "plexa.SuiteMessage.zarn.apps.ProductModuleDeploymentEvent";
 /// An answer has the type of its question with this behind it.

@@ -1,48 +1,16 @@
 #include <algorithm>
 
 #include "bus/Payload.h"
+#include "bus/XMLWriter.h"
 #include "nuocore/StringConversion.h"
 
 namespace orvane::plexa::zarnd {
 
 namespace {
 
-/// Writes elements one after another.
-class Writer {
-  public:
-    void Open(const char* inTag) { mText.append("<").append(inTag).append(">"); }
-    void Close(const char* inTag) { mText.append("</").append(inTag).append(">"); }
-    void Leaf(const char* inTag, std::string_view inText) {
-        Open(inTag);
-        for (const char byte : inText) Escaped(byte);
-        Close(inTag);
-    }
-    std::string Take() { return std::move(mText); }
-
-  private:
-    void Escaped(char inByte) {
-        switch (inByte) {
-            case '<':
-                mText += "&lt;";
-                break;
-            case '>':
-                mText += "&gt;";
-                break;
-            case '&':
-                mText += "&amp;";
-                break;
-            default:
-                // XML has no form for control characters.
-                mText += static_cast<unsigned char>(inByte) < 0x20U ? ' ' : inByte;
-        }
-    }
-
-    std::string mText = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
-};
-
 /// What differs from event to event.
 struct CourseWriter {
-    Writer& mWriter;
+    XMLWriter& mWriter;
 
     void operator()(const Progress& inProgress) const {
         mWriter.Open("progress-data");
@@ -75,7 +43,7 @@ bool IsCancellable(const Course& inCourse) {
 }  // namespace
 
 std::string WriteEvent(const DeploymentEvent& inEvent) {
-    Writer writer;
+    XMLWriter writer;
     writer.Open("message");
     writer.Leaf("command", "module-install");
     writer.Leaf("event-type", TypeOf(inEvent.mCourse));

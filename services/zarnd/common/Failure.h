@@ -20,6 +20,7 @@ enum class ErrorCode : int {
     kBusy = 208,
     kBadRequest = 209,
     kNothingToCancel = 210,
+    kBadNotification = 211,
     kUnreachable = 301,
     kRefused = 302,
     kStalled = 303,

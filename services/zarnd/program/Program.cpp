@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <thread>
+#include <vector>
 
 #include "bus/BusHost.h"
 #include "bus/MessageTypes.h"
@@ -43,10 +44,14 @@ void Serve(const Options& inOptions) {
     ServiceSettings settings;
     settings.mCatalogues = inOptions.mCatalogues;
     settings.mModules = inOptions.mData / "modules";
+    settings.mObservers = inOptions.mData / "observers.json";
     settings.mIdleExit = inOptions.mIdleExit;
     settings.mConflicts = &RunningPrograms;
-    BusHost host(ZARND_VERSION, kQuestionTypes,
-                 [&inputs](Message inMessage) { inputs.Put(std::move(inMessage)); });
+    std::vector<const char*> types(kQuestionTypes.begin(), kQuestionTypes.end());
+    types.insert(types.end(), kNotificationTypes.begin(), kNotificationTypes.end());
+    BusHost host(
+        ZARND_VERSION, types, [&inputs](Message inMessage) { inputs.Put(std::move(inMessage)); },
+        [&inputs](std::vector<Asker> inEndPoints) { inputs.Put(EndPointsChanged{std::move(inEndPoints)}); });
     Service service(std::move(settings), host, inputs);
     const EndWatch watch(inputs);
     service.Run();

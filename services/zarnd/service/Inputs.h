@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "bus/IPort.h"
 #include "deployment/Types.h"
@@ -29,10 +30,15 @@ struct AnswerReady {
     std::optional<ModuleKey> mReleased;  ///< this module may be worked on again
 };
 
+/// These are on the bus now.
+struct EndPointsChanged {
+    std::vector<Asker> mEndPoints;
+};
+
 /// The service is to end.
 struct EndAsked {};
 
-using Input = std::variant<Message, ShareReport, WorkDone, AnswerReady, EndAsked>;
+using Input = std::variant<Message, ShareReport, WorkDone, AnswerReady, EndPointsChanged, EndAsked>;
 using Inputs = Inbox<Input>;
 
 }  // namespace orvane::plexa::zarnd

@@ -17,6 +17,7 @@ Service::Service(ServiceSettings inSettings, IPort& ioPort, Inputs& ioInputs)
       mStore(mSettings.mModules),
       mInventory(mCatalogues, mStore, mSettings.mConflicts),
       mDeployment(*this),
+      mNotifications(mSettings.mObservers, mPort),
       mWorkers(mStore, mSettings.mFetch, mSettings.mConflicts, mInputs) {
     mStore.Sweep();
 }
@@ -26,10 +27,11 @@ Service::~Service() { mInputs.Close(); }  // lets workers go that wait to be hea
 void Service::Run() {
     for (bool goesOn = true; goesOn && !HasBeenIdle();) {
         if (const auto input = mInputs.Take(NextTime())) {
-            if (!std::holds_alternative<ShareReport>(*input)) mLastInput = Clock::now();
+            if (IsOccasionToStay(*input)) mLastInput = Clock::now();
             goesOn = std::visit([this](const auto& inInput) { return Handle(inInput); }, *input);
         }
         mDeployment.OnTime(Clock::now());
+        mNotifications.OnTime(Clock::now());
     }
     const Error ending{ErrorCode::kServiceEnding, "the service that installs modules is ending"};
     mDeployment.End(ending);
@@ -37,9 +39,14 @@ void Service::Run() {
     while (const auto input = mInputs.Take(Clock::now())) {
         if (const auto* const message = std::get_if<Message>(&*input)) Refuse(*message, ending);
     }
+    mNotifications.Save();
 }
 
 void Service::Refuse(const Message& inMessage, const Error& inError) {
+    if (Notifications::Takes(inMessage.mType)) {  // takes no time, and observers are for the next run too
+        mNotifications.OnMessage(inMessage);
+        return;
+    }
     try {
         const PayloadTexts texts = ReadPayload(inMessage.mPayload);
         if (inMessage.mType == kInstallType) {
@@ -54,16 +61,23 @@ void Service::Refuse(const Message& inMessage, const Error& inError) {
 
 std::optional<Service::Clock::time_point> Service::NextTime() const {
     std::optional<Clock::time_point> next = mDeployment.NextTime();
-    if (mSettings.mIdleExit.count() > 0) {
+    if (const auto save = mNotifications.NextTime(); save && (!next || *save < *next)) next = save;
+    if (mSettings.mIdleExit.count() > 0 && !mNotifications.IsNeeded()) {
         const Clock::time_point end = mLastInput + mSettings.mIdleExit;
         if (!next || end < *next) next = end;
     }
     return next;
 }
 
+bool Service::IsOccasionToStay(const Input& inInput) const {
+    // Who comes and goes is no matter of this service, unless they are the last that observe something.
+    if (std::holds_alternative<EndPointsChanged>(inInput)) return mNotifications.IsNeeded();
+    return !std::holds_alternative<ShareReport>(inInput);
+}
+
 bool Service::HasBeenIdle() const {
     return mSettings.mIdleExit.count() > 0 && mDeployment.IsIdle() && mAnswersDue == 0 &&
-           Clock::now() >= mLastInput + mSettings.mIdleExit;
+           !mNotifications.IsNeeded() && Clock::now() >= mLastInput + mSettings.mIdleExit;
 }
 
 void Service::StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) {
@@ -94,9 +108,18 @@ bool Service::Handle(const AnswerReady& inReady) {
     return true;
 }
 
+bool Service::Handle(const EndPointsChanged& inChanged) {
+    mNotifications.OnEndPoints(inChanged.mEndPoints);
+    return true;
+}
+
 bool Service::Handle(const EndAsked& /*inAsked*/) { return false; }
 
 bool Service::Handle(const Message& inMessage) {
+    if (Notifications::Takes(inMessage.mType)) {
+        mNotifications.OnMessage(inMessage);
+        return true;
+    }
     try {
         const PayloadTexts texts = ReadPayload(inMessage.mPayload);
         if (inMessage.mType == kInstallType) {

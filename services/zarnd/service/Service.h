@@ -11,6 +11,7 @@
 #include "bus/Payload.h"
 #include "catalogue/CatalogueFolders.h"
 #include "deployment/Deployment.h"
+#include "notifications/Notifications.h"
 #include "service/Inputs.h"
 #include "service/Inventory.h"
 #include "service/TaskRunner.h"
@@ -21,6 +22,7 @@ namespace orvane::plexa::zarnd {
 struct ServiceSettings {
     std::vector<std::filesystem::path> mCatalogues;
     std::filesystem::path mModules;
+    std::filesystem::path mObservers;  ///< file that keeps them for the next run
     FetchSettings mFetch = {};
     std::chrono::seconds mIdleExit{0};  ///< how long to stay with nothing to do; 0: for ever
     ConflictFinder mConflicts;
@@ -48,6 +50,7 @@ class Service final : private IDeploymentActions {
     bool Handle(const ShareReport& inReport);
     bool Handle(const WorkDone& inDone);
     bool Handle(const AnswerReady& inReady);
+    bool Handle(const EndPointsChanged& inChanged);
     bool Handle(const EndAsked& inAsked);
 
     void Refuse(const Message& inMessage, const Error& inError);
@@ -59,6 +62,7 @@ class Service final : private IDeploymentActions {
                      std::function<nuocore::serialization::VariantObject()> inWork);
     void Answer(const Message& inQuestion, const std::string& inPayload);
     [[nodiscard]] std::optional<Clock::time_point> NextTime() const;
+    [[nodiscard]] bool IsOccasionToStay(const Input& inInput) const;
     [[nodiscard]] bool HasBeenIdle() const;
 
     ServiceSettings mSettings;
@@ -68,6 +72,7 @@ class Service final : private IDeploymentActions {
     ModuleStore mStore;
     Inventory mInventory;
     Deployment mDeployment;
+    Notifications mNotifications;
     std::set<ModuleKey> mHeld;  // being removed
     std::size_t mAnswersDue = 0;
     Clock::time_point mLastInput = Clock::now();
