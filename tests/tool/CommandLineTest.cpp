@@ -23,7 +23,13 @@ TEST_F(CommandLine, EveryVerbHasHelpWithExamplesAndExitCodes) {
                                                          {"endpoints"},
                                                          {"broker", "status"},
                                                          {"payload", "decode"},
-                                                         {"payload", "encode"}};
+                                                         {"payload", "encode"},
+                                                         {"observe"},
+                                                         {"notify"},
+                                                         {"module", "install"},
+                                                         {"module", "list"},
+                                                         {"module", "check"},
+                                                         {"module", "remove"}};
     for (std::vector<std::string> verb : verbs) {
         verb.emplace_back("--help");
         const auto run = Run(verb);
@@ -60,6 +66,21 @@ TEST_F(CommandLine, AWrongCommandLineEndsWithCodeTwoAndAReason) {
         {"payload", "encode"},
         {"payload", "encode", "--flavor", "yaml"},
         {"payload", "decode", "--format", "1"},
+        {"observe", "mail"},
+        {"observe", "", "new"},
+        {"observe", "mail", "new", "--count", "0"},
+        {"observe", std::string(1025, 't'), "new"},
+        {"notify", "mail"},
+        {"notify", "mail", "new", "no-pair"},
+        {"notify", "mail", "new", "n:=1"},
+        {"notify", "mail", "new", "a=1", "a=2"},
+        {"module"},
+        {"module", "install"},
+        {"module", "install", "KQ7L"},
+        {"module", "install", ""},
+        {"module", "install", "KQ7L", "--product", "QRTX", "--wait", "soon"},
+        {"module", "remove", "KQ7L"},
+        {"module", "list", "KQ7L"},
     };
     for (const std::vector<std::string>& arguments : wrong) {
         const auto run = Run(arguments);

@@ -55,6 +55,10 @@ void AddConnectionOptions(CLI::App& ioVerb, ConnectionOptions& outOptions) {
         .add_option("--as-version", outOptions.mVersion,
                     "Client version to speak under (default: $NUOCORE_CLIENT_VERSION, else the tool's own)")
         ->type_name("VERSION");
+    AddWait(ioVerb, outOptions);
+}
+
+void AddWait(CLI::App& ioVerb, ConnectionOptions& outOptions) {
     ioVerb
         .add_option_function<std::string>(
             "--wait",

@@ -18,6 +18,8 @@ struct ConnectionOptions {
 };
 
 void AddConnectionOptions(CLI::App& ioVerb, ConnectionOptions& outOptions);
+/// --wait alone, for verbs that have their own way to say who speaks.
+void AddWait(CLI::App& ioVerb, ConnectionOptions& outOptions);
 
 /// Adds an option that takes a number of seconds, 0 to a year.
 CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<double>& outSeconds,

@@ -12,7 +12,11 @@ enum ExitCode : int {
     kExitFailure = 1,   ///< it could not be done; a payload could not be decoded
     kExitUsage = 2,     ///< the command line is wrong
     kExitTimeout = 3,   ///< nothing, or not enough, came in time
-    kExitNoBroker = 4,  ///< no broker could be reached
+    kExitNoBroker = 4,  ///< no broker, or no desktop service, could be reached
+    // Of an installation:
+    kExitConflict = 5,      ///< programs run that must not
+    kExitCancelled = 6,     ///< taken back
+    kExitInstallError = 7,  ///< the errors that have a result code of their own
 };
 
 /// Ends a verb with an exit code and a text for stderr: what could not be done, why, and what to do next.

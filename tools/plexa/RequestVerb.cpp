@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "Asker.h"
 #include "BusConnection.h"
 #include "Failure.h"
 #include "Input.h"
-#include "Mailbox.h"
 #include "Output.h"
 #include "PayloadOptions.h"
 #include "Verbs.h"
@@ -40,19 +40,6 @@ struct RequestOptions {
     std::optional<double> mTimeout = 10;
 };
 
-class Asker final : public nuoplexasupport::IPlexaClient {
-  public:
-    explicit Asker(Mailbox<VariantObject>& outAnswers) : mAnswers(outAnswers) {}
-
-    void ReceiveResponse(const ImmutableString& /*inMessageType*/, const Guid& /*inRequestId*/,
-                         const VariantObject& inPayload, const UTF8String& /*inErrorText*/) override {
-        mAnswers.Put(inPayload);
-    }
-
-  private:
-    Mailbox<VariantObject>& mAnswers;
-};
-
 void Request(const RequestOptions& inOptions) {
     const bool isXML = inOptions.mPayload.mIsXML;
     const std::vector<std::string> words = inOptions.mPayload.Words();
@@ -63,7 +50,7 @@ void Request(const RequestOptions& inOptions) {
     SendableText(dictionary, isXML ? PayloadFormat::kXML : PayloadFormat::kJSON, inOptions.mPayload.mRoot);
 
     const Interruption interruption;
-    Mailbox<VariantObject> answers;
+    const auto answers = std::make_shared<Asker::Answers>();
     BusConnection bus(inOptions.mConnection);
     const auto asker = boost::make_shared<Asker>(answers);
     bus.Connect(interruption);
@@ -72,14 +59,14 @@ void Request(const RequestOptions& inOptions) {
         isXML ? nuoplexasupport::kPlexaSerializationFlavor_XML
               : nuoplexasupport::kPlexaSerializationFlavor_JSON,
         KeyTypeOf(inOptions.mKey), UTF8String(std::string_view(inOptions.mPayload.mRoot)));
-    if (!interruption.Await(answers.Descriptor(), After(inOptions.mTimeout))) {
+    if (!interruption.Await(answers->Descriptor(), After(inOptions.mTimeout))) {
         throw Failure(kExitTimeout, interruption.HasCome()
                                         ? "interrupted before an answer came"
                                         : "no answer of type \"" + PlainLine(inOptions.mResponse) +
                                               "\" came in time; is the one who answers on the bus "
                                               "(\"plexa endpoints\")?");
     }
-    Output(interruption.Descriptor()).Line(JSONLine(VariantValue(*answers.Take())));
+    Output(interruption.Descriptor()).Line(JSONLine(VariantValue(*answers->Take())));
 }
 
 }  // namespace

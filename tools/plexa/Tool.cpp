@@ -23,9 +23,12 @@ constexpr const char* kFooter =
     "  plexa send org.example.news --json n:=1       send a dictionary\n"
     "  plexa answer org.example.ask --response org.example.told --reply by=plexa &\n"
     "  plexa request org.example.ask --response org.example.told question=why\n"
+    "  plexa module install KQ7L --product QRTX      have an add-on module installed\n"
+    "  plexa observe mail new                        print push notifications of a kind\n"
+    "  plexa notify mail new from=Ada                have one told to everybody who observes\n"
     "  plexa payload decode < payload.xml            look into a payload\n\n"
     "Exit codes: 0 done; 1 failed, or a payload can't be decoded; 2 wrong command line;\n"
-    "3 nothing, or not enough, came in time; 4 no broker can be reached.\n\n"
+    "3 nothing, or not enough, came in time; 4 no broker or no desktop service can be reached.\n\n"
     "\"plexa VERB --help\" tells more about a verb.";
 
 int Complain(const char* inText, ExitCode inCode) {
@@ -48,6 +51,9 @@ int Run(int inCount, const char* const* inArguments) {
     AddSubscribeVerb(app);
     AddRequestVerb(app);
     AddAnswerVerb(app);
+    AddObserveVerb(app);
+    AddNotifyVerb(app);
+    AddModuleVerbs(app);
     AddEndpointsVerb(app);
     AddBrokerVerb(app);
     AddPayloadVerbs(app);

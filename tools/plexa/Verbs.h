@@ -12,6 +12,10 @@ void AddSendVerb(CLI::App& ioApp);
 void AddSubscribeVerb(CLI::App& ioApp);
 void AddRequestVerb(CLI::App& ioApp);
 void AddAnswerVerb(CLI::App& ioApp);
+void AddObserveVerb(CLI::App& ioApp);
+void AddNotifyVerb(CLI::App& ioApp);
+void AddModuleVerbs(CLI::App& ioApp);
+void AddModuleInstallVerb(CLI::App& ioModule);  // one of those
 void AddEndpointsVerb(CLI::App& ioApp);
 void AddBrokerVerb(CLI::App& ioApp);
 void AddPayloadVerbs(CLI::App& ioApp);

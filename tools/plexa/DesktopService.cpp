@@ -1,0 +1,107 @@
+#include "DesktopService.h"
+
+#include <spawn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <boost/smart_ptr/make_shared.hpp>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "Asker.h"
+#include "Failure.h"
+#include "PayloadText.h"
+#include "bus/MessageTypes.h"
+#include "nuoplexasupport/nuoplexasupport.h"
+
+namespace orvane::plexa::tool {
+
+using nuocore::ImmutableString;
+using nuocore::serialization::ExtractPropertyFromObject;
+using nuocore::serialization::ExtractTextFromObject;
+using nuocore::serialization::VariantObject;
+
+namespace {
+
+constexpr const char* kAppIdPrefix = "zarnd-";
+constexpr double kStartSeconds = 20;
+constexpr std::chrono::milliseconds kBetweenLooks{50};
+constexpr double kAnswerSeconds = 30;  // a check reads every file
+
+bool StartService() {
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::filesystem::path beside = self.parent_path() / "zarnd";
+    std::string program = !error && ::access(beside.c_str(), X_OK) == 0 ? beside.string() : "zarnd";
+    std::string mode = "--on-demand";
+    const std::array<char*, 3> arguments{program.data(), mode.data(), nullptr};
+    pid_t id = 0;
+    return ::posix_spawnp(&id, program.c_str(), nullptr, nullptr, arguments.data(), environ) == 0;
+}
+
+}  // namespace
+
+bool IsServiceThere(const BusConnection& inBus) {
+    const auto endPoints = inBus.EndPoints();
+    return std::any_of(endPoints.begin(), endPoints.end(), [](const api5::EndPoint& inEndPoint) {
+        return AppIdOf(inEndPoint).starts_with(kAppIdPrefix);
+    });
+}
+
+void RequireService(const BusConnection& inBus, const Interruption& inInterruption) {
+    if (IsServiceThere(inBus)) return;
+    if (!StartService()) {
+        throw Failure(kExitNoBroker,
+                      "the desktop service is not on the bus and its program was not found; install zarnd "
+                      "beside this tool or into a folder of PATH, or start it yourself");
+    }
+    const Deadline deadline = After(kStartSeconds);
+    while (!IsServiceThere(inBus)) {
+        (void)inInterruption.Await(-1, Clock::now() + kBetweenLooks);
+        if (inInterruption.HasCome()) {
+            throw Failure(kExitNoBroker, "interrupted before the desktop service was there");
+        }
+        if (Clock::now() >= *deadline) {
+            throw Failure(
+                kExitNoBroker,
+                "the desktop service was started and has not come onto the bus in time; look into "
+                "zarnd.log in its data folder (orvane/zarnd in $XDG_DATA_HOME, or in ~/.local/share), "
+                "and whether it serves another bus");
+        }
+    }
+}
+
+VariantObject AskService(const std::string& inType, const VariantObject& inQuestion,
+                         const Interruption& inInterruption) {
+    const auto answers = std::make_shared<Asker::Answers>();
+    const auto asker = boost::make_shared<Asker>(answers);
+    nuoplexasupport::SendClientRequest(
+        asker, ImmutableString(inType), ImmutableString(inType + zarnd::kAnswerSuffix),
+        nuocore::utility::Guid(), inQuestion, nuoplexasupport::kPlexaSerializationFlavor_JSON,
+        nuoplexasupport::kPlexaRequestIDKeyType_RequestId, "");
+    if (!inInterruption.Await(answers->Descriptor(), After(kAnswerSeconds))) {
+        throw Failure(kExitTimeout, inInterruption.HasCome()
+                                        ? "interrupted before the desktop service answered"
+                                        : "the desktop service does not answer; is it busy, or gone (\"plexa "
+                                          "endpoints\")?");
+    }
+    VariantObject answer = *answers->Take();
+    if (TextOf(answer, "result") == "done") return answer;
+    VariantObject data;
+    if (nuocore::serialization::ObjectHasProperty(answer, "error-data", true)) {
+        data = ExtractPropertyFromObject<VariantObject>(answer, "error-data");
+    }
+    throw Failure(kExitFailure, "the desktop service refuses: " + PlainLine(TextOf(data, "error-metadata")) +
+                                    " (error " + PlainLine(TextOf(data, "error-code")) + ")");
+}
+
+std::string TextOf(const VariantObject& inObject, const char* inKey) try {
+    if (!nuocore::serialization::ObjectHasProperty(inObject, inKey, true)) return {};
+    return std::string(ExtractTextFromObject(inObject, inKey));
+} catch (const boost::bad_any_cast&) {
+    return {};
+}
+
+}  // namespace orvane::plexa::tool
