@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Shows the whole thing at work: builds it, starts a private bus, lets two hosts and the tool talk over it. The exit code tells
-# whether everything went as it should. Nothing of the user's own bus or settings is touched.
+# Shows the whole thing at work: builds it, starts a private bus, lets hosts and the tool talk over it, has the desktop service
+# install a module and tell a notification. The exit code tells whether everything went as it should. Nothing of the user's own bus or settings is touched.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,7 +10,7 @@ if [ ! -f build/release/CMakeCache.txt ]; then
     cmake --preset release -DNUOPLEXA_BUILD_TESTS=OFF -DNUOPLEXA_BUILD_BENCHMARKS=OFF >/dev/null
 fi
 cmake --build build/release -j "$(nproc)" \
-    --target plexa OrvaneIPCBroker answering_host asking_host >build/release/demo.log || {
+    --target plexa OrvaneIPCBroker zarnd answering_host asking_host module_host >build/release/demo.log || {
     cat build/release/demo.log >&2
     exit 1
 }
@@ -18,6 +18,7 @@ cmake --build build/release -j "$(nproc)" \
 folder=$(mktemp -d)
 export PATH="$PWD/build/release/bin:$PATH"
 export PLEXA_RUNTIME_DIR="$folder/bus" XDG_CONFIG_HOME="$folder/config" XDG_CONFIG_DIRS="$folder/etc"
+export ZARND_CATALOGUE_DIR="$folder/catalogues" XDG_DATA_HOME="$folder/data"
 export CommonProgramFiles="$PWD/build/release/lib"
 unset NUOCORE_SAP_CODE NUOCORE_CLIENT_VERSION NUOCORE_LOG NUOCORE_TRACE
 children=()
@@ -129,6 +130,41 @@ expect '{"a":"1"}'
 title "what the broker says"
 show plexa broker status
 expect WORDS-1.0
+
+title "an add-on module, made of real files just now, and the service that installs it"
+mkdir "$folder/catalogues"
+show tar -czf "$folder/module.tar.gz" docs include src
+cat >"$folder/catalogues/QRTX.json" <<END
+{"schema": 1, "product": "QRTX", "modules": {"KQ7L": {
+  "version": "1.0", "fits": ["20.*"], "archive": "file://$folder/module.tar.gz",
+  "sha256": "$(sha256sum "$folder/module.tar.gz" | cut -d ' ' -f 1)", "size": $(stat -c %s "$folder/module.tar.gz")}}}
+END
+show cat "$folder/catalogues/QRTX.json"
+begin serving zarnd
+await serving "serving as zarnd-"
+show plexa module list
+expect available
+
+title "a host has it installed, and observes a notification"
+begin hosting module_host KQ7L mail new
+await hosting "waiting for a notification"
+show plexa notify mail new from=Ada subject="it works"
+expect "sent to 1 observer"
+wait "${children[-1]}"
+said hosting
+expect "KQ7L: 100 %"
+expect "KQ7L: installed"
+expect "notification: mail new from=Ada subject=it works"
+
+title "what is installed is whole; it goes, and comes again"
+show plexa module check
+expect "QRTX KQ7L 1.0: intact"
+cmp docs/modules.md "$folder/data/orvane/zarnd/modules/QRTX/KQ7L/current/files/docs/modules.md"
+show plexa module remove KQ7L --product QRTX
+expect "KQ7L: removed"
+show plexa module install KQ7L --product QRTX --product-version 20.0
+expect "KQ7L: 100 %"
+expect "KQ7L: installed"
 
 title "a clean end"
 echo "\$ kill %1    (answering_host)"
