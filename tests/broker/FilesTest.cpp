@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -8,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "BrokerProcess.h"
 #include "Listener.h"
 #include "MembersFile.h"
 #include "TemporaryDirectory.h"
@@ -36,9 +39,12 @@ constexpr std::size_t kRawBytes = 300;
 
 /// Puts inRecord in the place of the first one.
 void Overwrite(const std::string& inPath, const RawRecord& inRecord) {
-    const std::string bytes(reinterpret_cast<const char*>(&inRecord), kRawBytes);
+    RawRecord checked = inRecord;
+    checked.flags = 0;
+    std::string bytes(reinterpret_cast<const char*>(&checked), kRawBytes);
     std::uint32_t check = 2166136261U;
     for (const char byte : bytes) check = (check ^ static_cast<unsigned char>(byte)) * 16777619U;
+    bytes.assign(reinterpret_cast<const char*>(&inRecord), kRawBytes);
     std::fstream file(inPath, std::ios::binary | std::ios::in | std::ios::out);
     file.seekp(64);
     file.write(bytes.data(), kRawBytes).write(reinterpret_cast<const char*>(&check), sizeof(check));
@@ -92,6 +98,24 @@ TEST(MembersFile, RemembersWhoReceivesNoMore) {
     EXPECT_TRUE(records[0].receives);
     EXPECT_FALSE(records[1].receives);
     EXPECT_EQ(records[1].appId, "app-1");
+}
+
+TEST(MembersFile, OfARecordThatIsThereHasOnlyItsFlagsChanged) {
+    const TemporaryDirectory directory;
+    std::optional<MembersFile> members = MembersFile::Acquire(directory / "members", 8);
+    MemberRecord record = Record(5);
+    members->Write(record);
+    const std::string before = TextOf(directory / "members");
+    record.receives = false;
+    members->Write(record);
+    const std::string after = TextOf(directory / "members");
+    ASSERT_EQ(after.size(), before.size());
+    const auto change = std::mismatch(before.begin(), before.end(), after.begin());
+    EXPECT_EQ(change.first - before.begin(), std::ptrdiff_t(64 + offsetof(RawRecord, flags)));
+    EXPECT_EQ(std::count_if(before.begin(), before.end(),
+                            [&, at = std::size_t{0}](char inByte) mutable { return inByte != after[at++]; }),
+              1)
+        << "whatever a killed broker has written of it, the record is whole";
 }
 
 TEST(MembersFile, OfABrokerThatKnewOfNoFlagsIsRead) {

@@ -120,9 +120,10 @@ TEST(Leaving, OfAReceiverThatWentMeanwhileNobodySaysWhy) {
     world.Run();
     sender.offline = false;
     world.Run();
-    EXPECT_THAT(sender.FailureTexts(),
-                ElementsAre("Delivery not confirmed|R: it ended or left while this process had no connection "
-                            "to the broker"));
+    EXPECT_THAT(
+        sender.FailureTexts(),
+        ElementsAre("Delivery not confirmed|R: it was no member any more when this process came back to "
+                    "the broker"));
 }
 
 TEST(Leaving, TwoThatLeaveTogetherDoNotWaitForEachOther) {
@@ -266,6 +267,47 @@ TEST(Leaving, WhatWasNeverWrittenForADeadReceiverIsCertainlyNotDelivered) {
     world.Run();
     EXPECT_THAT(sender.FailureTexts(), ElementsAre("Delivery not confirmed|R: its process ended",
                                                    "Not delivered|R: its process ended"));
+}
+
+TEST(Leaving, NothingNewIsOwedToAReceiverThatWithdrewBeforeTheBrokerWasKilled) {
+    wire::Limits limits;
+    limits.arrears = 4096;
+    World world(limits);
+    Node& sender = world.Join("S");
+    Node& receiver = world.Join("R");
+    receiver.Core().StopReceiving();
+    world.Run();
+    receiver.offline = true;
+    world.KillBroker();
+    world.StartBroker();
+    world.Run();
+    for (int i = 0; i != 200; ++i) {
+        ASSERT_EQ(sender.Send(std::string(100, 'x')), message5::Admission::Verdict::kAccept) << i;
+        world.Run();
+    }
+    EXPECT_THAT(sender.FailureTexts(), IsEmpty());
+}
+
+TEST(Leaving, WhoWithdrewBeforeItHeardItsNumberIsNoEndPointAgainWhenTheBrokerWasKilled) {
+    World world;
+    Node& watcher = world.Join("W");
+    Node& receiver = world.Add("R");
+    receiver.Connect();
+    world.Hand(receiver);
+    world.BrokerWrite(receiver);
+    receiver.Read();
+    world.Hand(receiver);
+    ASSERT_EQ(world.Records().size(), 2U);
+    ASSERT_EQ(receiver.Core().Member(), 0U);
+    world.Break(receiver);
+    receiver.Core().StopReceiving();
+    world.Run();
+    EXPECT_FALSE(world.Records().at(receiver.Core().Member()).receives);
+    receiver.offline = true;
+    world.KillBroker();
+    world.StartBroker();
+    world.Run();
+    EXPECT_TRUE(watcher.Core().Peers().Receivers().empty());
 }
 
 }  // namespace

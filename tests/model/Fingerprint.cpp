@@ -1,6 +1,7 @@
 #include "Fingerprint.h"
 
 #include <array>
+#include <stdexcept>
 
 #include "Inspector.h"
 #include "StateInspector.h"
@@ -64,6 +65,9 @@ class WorldHash {
     void AddQueue(const wire::OutputQueue& inQueue) {
         std::array<iovec, 64> pieces{};
         const std::size_t count = inQueue.Gather(pieces);
+        if (count == pieces.size()) {
+            throw std::length_error("a queue may have more pieces than the fingerprint takes in");
+        }
         std::string bytes;
         for (std::size_t i = 0; i != count; ++i) {
             bytes.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);

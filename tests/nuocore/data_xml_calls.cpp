@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <stdexcept>
@@ -116,6 +117,26 @@ TEST(XMLCalls, CutATextWhereTheChunkLimitIsReached) {
                        options),
               "<a> [abc] [\xF0\x9F\x98\x80"
               "ef] [gh] </a>");
+}
+
+TEST(XMLCalls, CutATextOfCharactersOfEverySizeByItsUTF16Units) {
+    const std::u16string text = u"ax\u00E9y\u4E2D\U0001F600z\u00E9\u4E2D\U0001F600\U0001F600b\u4E2D";
+    const std::string document = "<a>" + std::string(nuocore::string::UTF16to8(text)) + "</a>";
+    ParserOptions options;
+    for (std::size_t limit = 2; limit != 20; ++limit) {
+        options.mLimits.mMaxChunkUnits = limit;
+        std::string expected = "<a> ";
+        for (std::size_t begin = 0; begin < text.size();) {
+            std::size_t size = std::min(limit, text.size() - begin);
+            if (begin + size < text.size() && (text[begin + size] & 0xFC00U) == 0xDC00U) {
+                --size;
+            }
+            const std::u16string_view chunk = std::u16string_view(text).substr(begin, size);
+            expected += "[" + std::string(nuocore::string::UTF16to8(chunk)) + "] ";
+            begin += size;
+        }
+        EXPECT_EQ(CallsFor(document, options), expected + "</a>") << limit;
+    }
 }
 
 TEST(XMLCalls, DeliverATextLongerThanAnyBufferWhole) {

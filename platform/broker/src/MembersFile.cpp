@@ -53,8 +53,10 @@ std::system_error Failure(const std::string& inPath) {
     return {errno, std::system_category(), "cannot use the members file " + inPath};
 }
 
-/// FNV-1a: notices torn and stray writes; nobody but the owner can write the file.
-std::uint32_t CheckOf(const Record& inRecord) {
+/// FNV-1a: notices torn and stray writes; nobody but the owner can write the file. The flags, which alone
+/// change later, count as 0: a broker that is killed in between leaves the record whole, before or after.
+std::uint32_t CheckOf(Record inRecord) {
+    inRecord.flags = 0;
     std::uint32_t check = 2166136261U;
     for (const std::byte byte : std::as_bytes(std::span(&inRecord, 1)).first(offsetof(Record, check))) {
         check = (check ^ std::to_integer<std::uint32_t>(byte)) * 16777619U;
@@ -200,9 +202,14 @@ void MembersFile::Write(const MemberRecord& inRecord) {
     record.flags = inRecord.receives ? std::uint16_t{0} : kReceivesNothing;
     std::copy(inRecord.appId.begin(), inRecord.appId.end(), record.appId.begin());
     record.check = CheckOf(record);
-    const std::size_t place = known != mEntries.end() ? known->second.place : *mFreePlaces.begin();
+    if (known != mEntries.end()) {
+        WriteAt(OffsetOf(known->second.place) + offsetof(Record, flags), &record.flags, sizeof(record.flags));
+        known->second.record.receives = inRecord.receives;
+        return;
+    }
+    const std::size_t place = *mFreePlaces.begin();
     WriteAt(OffsetOf(place), &record, sizeof(record));
-    mEntries.insert_or_assign(inRecord.member, Entry{place, inRecord});
+    mEntries.emplace(inRecord.member, Entry{place, inRecord});
     mFreePlaces.erase(place);
 }
 

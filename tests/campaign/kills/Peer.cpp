@@ -159,7 +159,7 @@ void Peer::CheckError(const ErrorMessage& inError) {
     std::size_t receiver = 0;
     const bool named = std::sscanf(fault.c_str(), "P%zu-1: ", &receiver) == 1;
     const bool hasLeft = fault.ends_with(": it has left") || fault.ends_with(": its process ended") ||
-                         fault.find(": it ended or left") != std::string::npos;
+                         fault.find(": it was no member any more") != std::string::npos;
     if (error == "Delivery not confirmed" && named && hasLeft && receiver >= mBoard.mMembers) {
         ++mOwn.mUnconfirmed;
     } else {

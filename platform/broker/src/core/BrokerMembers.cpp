@@ -102,6 +102,10 @@ void BrokerCore::OnJoin(Connection& ioConnection, const wire::Frame& inFrame, Ti
     }
     member->connection = &ioConnection;
     member->receives = join.receives;
+    if (!join.receives && member->record.receives) {  // it withdrew before it had heard its number
+        member->record.receives = false;
+        mActions.emplace_back(UpdateMember{member->record});
+    }
     ioConnection.member = member;
     ioConnection.state = Connection::State::kJoined;
     if (!wire::Holds(Rule::kSlotsAreNeverReused)) {

@@ -34,7 +34,7 @@ BrokerStatus BrokerCore::Status() const {
         MemberStatus& told = status.members.emplace_back();
         told.member = id;
         told.endPoint = member->Notice(wire::PeerChange::Away).endPoint;
-        told.receives = member->receives;
+        told.receives = member->receives && member->record.receives;
         if (const Connection* connection = member->connection) {
             told.connected = true;
             told.queuedBytes = connection->output.Bytes();

@@ -15,7 +15,7 @@ std::string Reason(const SendFailure& inFailure) {
         case FailureReason::kExpired:
             return "it stayed away too long";
         case FailureReason::kGone:
-            return "it ended or left while this process had no connection to the broker";
+            return "it was no member any more when this process came back to the broker";
         case FailureReason::kCutOff:
             return "it was cut off because it made no progress while messages waited for it";
         case FailureReason::kSelfExpired:

@@ -115,6 +115,9 @@ void SenderCore::OnPeer(const wire::PeerNotice& inPeer, TimePoint inNow) {
         }
         return;
     }
+    if (lane == nullptr && inPeer.withdrawn) {
+        return;  // it takes nothing new; a lane that is there still has to learn how far it came
+    }
     if (inPeer.change == PeerChange::Up) {
         BringUp(inPeer, inNow);
         return;
