@@ -29,9 +29,8 @@ class MembersFile {
     /// What was wrong when the file was opened and is no fault any more, for the log.
     const std::vector<std::string>& Complaints() const noexcept { return mComplaints; }
 
-    /// Of a record that is there already only whether it receives may have changed. Once it returns the record
-    /// is there for the next broker. Throws std::system_error: the record is then
-    /// not there.
+    /// Of a record that is there already only whether it receives may have changed. Once it returns the
+    /// record is there for the next broker. Throws std::system_error: the record is then not there.
     void Write(const MemberRecord& inRecord);
     /// Nothing happens for a member without record. Throws std::system_error.
     void Erase(wire::MemberId inMember);
