@@ -2,8 +2,8 @@
 #include <atomic>
 #include <chrono>
 #include <future>
-#include <regex>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 
 #include "modules/ModulesFixture.h"
@@ -22,9 +22,11 @@ constexpr const char* kRequestLock =
 class Requests : public Modules {
   protected:
     static std::string IdIn(const std::string& inSend) {
-        std::smatch found;
-        return std::regex_search(inSend, found, std::regex("<requestId>(.*)</requestId>")) ? found[1].str()
-                                                                                           : "";
+        constexpr std::string_view kOpen = "<requestId>";
+        const auto begin = inSend.find(kOpen);
+        const auto end = inSend.find("</requestId>");
+        if (begin == std::string::npos || end == std::string::npos) return {};
+        return inSend.substr(begin + kOpen.size(), end - begin - kOpen.size());
     }
 };
 
