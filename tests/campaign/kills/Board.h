@@ -58,10 +58,11 @@ struct Place {
 /// Zero at first.
 struct Board {
     std::atomic<std::uint32_t> mMembers{};
-    std::atomic<std::uint64_t> mFault{};  ///< counts them; raised when the broker or connection is no more
-    std::atomic<bool> mGo{};              ///< members send
-    std::atomic<bool> mStop{};            ///< members send nothing new
-    std::atomic<bool> mWrong{};           ///< something is wrong somewhere
+    std::atomic<std::uint64_t> mMostOwed{};  ///< bytes a process may have on the way; half to one receiver
+    std::atomic<std::uint64_t> mFault{};     ///< counts them; raised when the broker or connection is no more
+    std::atomic<bool> mGo{};                 ///< members send
+    std::atomic<bool> mStop{};               ///< members send nothing new
+    std::atomic<bool> mWrong{};              ///< something is wrong somewhere
     std::array<Place, kPlaces> mPlaces;
     std::array<std::array<Lane, kPlaces>, kPlaces> mLanes;  ///< [sender][receiver]
 };

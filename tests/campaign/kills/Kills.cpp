@@ -25,19 +25,23 @@ using TimesByKind = std::array<Times, kFaultKinds>;
 
 constexpr std::chrono::seconds kSoon{1};
 constexpr std::size_t kFaultsPerLine = 50;
+/// KiB: half of what the message library keeps for all receivers.
+constexpr std::uint64_t kUsuallyOwed = 8192;
 
 struct Settings {
     std::uint64_t mSeed;
     std::size_t mPeers;
     std::uint64_t mSeconds;
     std::uint64_t mLate;
+    std::uint64_t mOwed;
     std::array<std::uint64_t, kFaultKinds> mCounts{};
 
     explicit Settings(Arguments& ioArguments)
         : mSeed(ioArguments.Number("seed", NewSeed())),
           mPeers(ioArguments.Number("peers", 8)),
           mSeconds(ioArguments.Number("seconds", 900)),
-          mLate(ioArguments.Number("late", 5)) {
+          mLate(ioArguments.Number("late", 5)),
+          mOwed(ioArguments.Number("owed", kUsuallyOwed)) {
         for (std::size_t kind = 0; kind != kFaultKinds; ++kind)
             mCounts[kind] =
                 ioArguments.Number(std::string(kFaultKindFacts[kind].mName), kFaultKindFacts[kind].mUsual);
@@ -133,6 +137,7 @@ int campaign::RunKills(Arguments ioArguments) {
     const Settings settings(ioArguments);
     std::cout << "seed=" << settings.mSeed << ", " << settings.mPeers << " processes" << std::endl;
     Stage stage(settings.mPeers, settings.mSeed, std::chrono::seconds(settings.mSeconds));
+    stage.TheBoard().mMostOwed = settings.mOwed << 10U;
     TimesByKind times;
     try {
         PerformAll(stage, settings, times);

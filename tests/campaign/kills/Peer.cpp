@@ -14,9 +14,6 @@ using namespace orvane::plexa::api5;
 
 namespace {
 
-/// Half of what the message library lets one receiver owe, and of what it keeps altogether.
-constexpr std::uint64_t kMostOwedByOne = std::uint64_t{4} << 20U;
-constexpr std::uint64_t kMostOwed = std::uint64_t{8} << 20U;
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
 std::string AppId(std::size_t inPlace) { return "P" + std::to_string(inPlace) + "-1"; }
@@ -116,7 +113,7 @@ bool Peer::HasSentALot() const {
         all += owed;
         most = std::max(most, owed);
     }
-    return most > kMostOwedByOne || all > kMostOwed;
+    return most > mBoard.mMostOwed / 2 || all > mBoard.mMostOwed;
 }
 
 // Mostly small.

@@ -38,7 +38,7 @@ class Peer final : public orvane::plexa::api5::IPlexaMessageListener {
     void Broadcast(std::size_t inSize);
     /// One message of any kind, to anybody.
     void SendAny();
-    /// Whether what is on the way is so much that the bounds of the message library may come near.
+    /// Whether as much is on the way as may be.
     bool HasSentALot() const;
 
     /// Notes what must not happen.
