@@ -1,6 +1,9 @@
 #include "fetch/Fetch.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "common/Failure.h"
 #include "fetch/ResponseHead.h"
@@ -13,6 +16,7 @@ namespace zarnd_test {
 
 using namespace orvane::plexa::zarnd;
 using namespace std::chrono_literals;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -34,7 +38,7 @@ class Collector final : public IByteSink {
 
 FetchSettings Quick() {
     FetchSettings settings;
-    settings.mStallLimit = 300ms;
+    settings.mPace.mStallLimit = 300ms;
     settings.mRetry.mFirstDelay = 1ms;
     settings.mRetry.mLongestDelay = 4ms;
     return settings;
@@ -73,6 +77,47 @@ TEST(Fetch, ReadsFiles) {
     EXPECT_EQ(CodeOf("file://" + scratch.Path().string() + "/a%20b", 7, sink), ErrorCode::kOtherSize);
 }
 
+TEST(Fetch, ReadsNothingButRegularFiles) {
+    const ScratchFolder scratch;
+    const std::string pipe = (scratch.Path() / "pipe").string();
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    Collector sink;
+    for (const std::string& path : {pipe, std::string("/dev/zero"), scratch.Path().string()}) {
+        try {
+            Fetch("file://" + path, 1, Quick(), sink, {});
+            FAIL() << path;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.Code(), ErrorCode::kRefused);
+            EXPECT_EQ(std::string(failure.what()), path + " is no regular file");
+        }
+    }
+    EXPECT_EQ(sink.mBegins, 0);
+}
+
+TEST(Fetch, StopsInTheMiddleOfAFile) {
+    const ScratchFolder scratch;
+    const std::string content = Noise(std::size_t{4} << 20U);
+    Write(scratch.Path() / "a", content);
+    std::stop_source stop;
+    Collector sink;
+    sink.mOnTake = [&] { stop.request_stop(); };
+    EXPECT_THROW(
+        Fetch("file://" + (scratch.Path() / "a").string(), content.size(), Quick(), sink, stop.get_token()),
+        Cancelled);
+    EXPECT_LE(sink.mText.size(), content.size() / 8);
+}
+
+TEST(Fetch, NoticesAFileThatChangesItsSizeMeanwhile) {
+    const ScratchFolder scratch;
+    const fs::path path = scratch.Path() / "a";
+    for (const bool grows : {true, false}) {
+        Write(path, Noise(std::size_t{1} << 20U));
+        Collector sink;
+        sink.mOnTake = [&] { fs::resize_file(path, grows ? std::size_t{3} << 20U : 1000); };
+        EXPECT_EQ(CodeOf("file://" + path.string(), std::size_t{1} << 20U, sink), ErrorCode::kOtherSize);
+    }
+}
+
 TEST(Fetch, GoesOnWhereItBrokeOff) {
     HttpServer server([](const Question& inQuestion) {
         Answer answer = Content(inQuestion, kContent);
@@ -109,6 +154,54 @@ TEST(Fetch, BeginsAnewWhenTheContentHasChanged) {
     Collector sink;
     EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink), std::nullopt);
     EXPECT_EQ(sink.mText, other);
+}
+
+// A server that knows ranges, but not the condition under which they are asked for.
+TEST(Fetch, BeginsAnewWhenThePartIsOfAnotherContent) {
+    const std::string other(kContent.rbegin(), kContent.rend());
+    struct Case {
+        std::string mFirst;
+        std::string mThen;
+    };
+    for (const auto& [first, then] :
+         {Case{"ETag: \"one\"", "ETag: \"two\""}, Case{"ETag: \"one\"", "X-Nothing: 1"},
+          Case{"Last-Modified: Sat, 21 Nov 2026 10:00:00 GMT",
+               "Last-Modified: Sat, 21 Nov 2026 11:00:00 GMT"}}) {
+        HttpServer server([&](const Question& inQuestion) {
+            Answer answer{
+                200, inQuestion.mNumber == 0 ? kContent : other, {inQuestion.mNumber == 0 ? first : then}};
+            if (inQuestion.mNumber == 0) answer.mCutAfter = 100'000;
+            if (const auto begin = inQuestion.RangeBegin()) {
+                answer.mStatus = 206;
+                answer.mBody = other.substr(*begin);
+                answer.mHeaders.push_back("Content-Range: bytes " + std::to_string(*begin) +
+                                          "-299999/300000");
+            }
+            return answer;
+        });
+        Collector sink;
+        EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink), std::nullopt) << then;
+        EXPECT_TRUE(sink.mText == other) << then;
+        EXPECT_EQ(sink.mBegins, 2) << then;
+        EXPECT_EQ(server.Questions(), 3) << then;
+    }
+}
+
+TEST(Fetch, GoesOnWithADateThatIsNotSaidAgain) {
+    HttpServer server([&](const Question& inQuestion) {
+        Answer answer = Content(inQuestion, kContent, "Sat, 21 Nov 2026 10:00:00 GMT");
+        if (inQuestion.mNumber == 0) {
+            answer.mHeaders = {"Last-Modified: Sat, 21 Nov 2026 10:00:00 GMT"};
+            answer.mCutAfter = 100'000;
+        } else {
+            answer.mHeaders.erase(answer.mHeaders.begin());
+        }
+        return answer;
+    });
+    Collector sink;
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink), std::nullopt);
+    EXPECT_TRUE(sink.mText == kContent);
+    EXPECT_EQ(sink.mBegins, 1);
 }
 
 TEST(Fetch, AsksForNoPartOfWhatTheServerCannotName) {
@@ -165,6 +258,54 @@ TEST(Fetch, NoticesAServerThatStalls) {
     EXPECT_EQ(server.Questions(), 2);
 }
 
+TEST(Fetch, GivesUpAServerThatTrickles) {
+    HttpServer server([](const Question& inQuestion) {
+        Answer answer = Content(inQuestion, kContent);
+        answer.mPieceBytes = 50;
+        answer.mPause = 10ms;
+        return answer;
+    });
+    FetchSettings settings = Quick();
+    settings.mPace = {1h, 200ms, 20'000};
+    Collector sink;
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink, settings), ErrorCode::kStalled);
+    EXPECT_EQ(server.Questions(), settings.mRetry.mMaxBarren);
+    EXPECT_GT(sink.mText.size(), 0U);
+}
+
+TEST(Fetch, GoesOnAfterAServerWasSlowForAWhile) {
+    HttpServer server([](const Question& inQuestion) {
+        Answer answer = Content(inQuestion, kContent);
+        if (inQuestion.mNumber == 0) {
+            answer.mPauseAfter = 100'000;
+            answer.mPieceBytes = 50;
+            answer.mPause = 10ms;
+        }
+        return answer;
+    });
+    FetchSettings settings = Quick();
+    settings.mPace = {1h, 200ms, 20'000};
+    Collector sink;
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink, settings), std::nullopt);
+    EXPECT_TRUE(sink.mText == kContent);
+    EXPECT_EQ(sink.mBegins, 1);
+    EXPECT_EQ(server.Questions(), 2);
+}
+
+TEST(Pace, JudgesEachSpanAndCountsNoPauses) {
+    const Pace::Time begin{};
+    Pace pace({30s, 60s, 1000}, begin);
+    pace.OnBytes(999, begin + 29s);
+    EXPECT_EQ(pace.Complaint(begin + 59s), std::nullopt);
+    pace.OnBytes(1, begin + 59s);
+    EXPECT_EQ(pace.Complaint(begin + 60s), std::nullopt);
+    pace.OnPause(100s);  // the next span ends at 220 s
+    pace.OnBytes(999, begin + 200s);
+    EXPECT_EQ(pace.Complaint(begin + 219s), std::nullopt);
+    EXPECT_THAT(pace.Complaint(begin + 220s).value_or(""), testing::HasSubstr("no more than 999 bytes"));
+    EXPECT_THAT(pace.Complaint(begin + 231s).value_or(""), testing::HasSubstr("nothing for 30000 ms"));
+}
+
 TEST(Fetch, DoesNotTakeASlowSinkForAStall) {
     HttpServer server([&](const Question& inQuestion) {
         Answer answer = Content(inQuestion, kContent);
@@ -173,7 +314,7 @@ TEST(Fetch, DoesNotTakeASlowSinkForAStall) {
         return answer;
     });
     FetchSettings settings = Quick();
-    settings.mStallLimit = 1000ms;
+    settings.mPace.mStallLimit = 1000ms;
     Collector sink;
     sink.mOnTake = [&] {
         if (sink.mText.size() <= 1000) std::this_thread::sleep_for(1500ms);
@@ -242,23 +383,71 @@ TEST(Fetch, SaysWhenThereIsNoServer) {
     EXPECT_EQ(CodeOf(address, 1, sink), ErrorCode::kUnreachable);
 }
 
+/// A server of https that serves the files of a folder, with a certificate that an authority of its own
+/// signed.
+class SafeServer {
+  public:
+    explicit SafeServer(const std::string& inFolder) : mFolder(inFolder) {
+        OpenSsl({"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+                 "-keyout", Path("ca.key"), "-out", Authority(), "-days", "1", "-subj", "/CN=authority",
+                 "-addext", "keyUsage=critical,keyCertSign"});
+        OpenSsl({"req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
+                 Path("server.key"), "-out", Path("server.request"), "-subj", "/CN=server"});
+        Write(Path("extensions"), "subjectAltName=IP:127.0.0.1\n");
+        OpenSsl({"x509", "-req", "-in", Path("server.request"), "-CA", Authority(), "-CAkey", Path("ca.key"),
+                 "-CAcreateserial", "-out", Path("server.pem"), "-days", "1", "-extfile",
+                 Path("extensions")});
+        mServer.emplace(support::Command{
+            {"/bin/sh", "-c",
+             "cd '" + mFolder +
+                 "' && exec /usr/bin/openssl s_server -accept 127.0.0.1:0 -cert server.pem -key "
+                 "server.key -HTTP"}});
+        const std::string announced = "ACCEPT 127.0.0.1:";
+        if (!mServer->AwaitOutput(announced) || !mServer->AwaitOutput("\n")) {
+            throw std::runtime_error(mServer->Errors());
+        }
+        const std::string& output = mServer->Output();
+        mPort = std::stoi(output.substr(output.find(announced) + announced.size()));
+    }
+
+    [[nodiscard]] std::string Authority() const { return Path("ca.pem"); }
+    [[nodiscard]] std::string Address() const {
+        return "https://127.0.0.1:" + std::to_string(mPort) + "/archive";
+    }
+
+  private:
+    [[nodiscard]] std::string Path(const std::string& inName) const { return mFolder + "/" + inName; }
+    static void OpenSsl(std::vector<std::string> inArguments) {
+        inArguments.insert(inArguments.begin(), "/usr/bin/openssl");
+        const auto made = support::Run({std::move(inArguments)});
+        if (made.mExitCode != 0) throw std::runtime_error(made.mErrors);
+    }
+
+    std::string mFolder;
+    std::optional<support::ChildProcess> mServer;
+    int mPort = 0;
+};
+
+TEST(Fetch, BringsContentFromAServerThatATrustedAuthorityVouchesFor) {
+    const ScratchFolder scratch;
+    Write(scratch.Path() / "archive",
+          "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kContent.size()) +
+              "\r\nConnection: close\r\n\r\n" + kContent);
+    const SafeServer server(scratch.Path().string());
+    FetchSettings settings = Quick();
+    settings.mPace = {};
+    settings.mAuthorities = server.Authority();
+    Collector sink;
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink, settings), std::nullopt);
+    EXPECT_TRUE(sink.mText == kContent);
+}
+
 TEST(Fetch, TrustsNoServerThatNobodyVouchesFor) {
     const ScratchFolder scratch;
-    const std::string key = (scratch.Path() / "key").string();
-    const std::string certificate = (scratch.Path() / "certificate").string();
-    const auto made = support::Run(
-        {{"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
-          "-nodes", "-keyout", key, "-out", certificate, "-days", "1", "-subj", "/CN=127.0.0.1"}});
-    ASSERT_EQ(made.mExitCode, 0) << made.mErrors;
-    support::ChildProcess server({{"/usr/bin/openssl", "s_server", "-accept", "127.0.0.1:0", "-cert",
-                                   certificate, "-key", key, "-www"}});
-    const std::string announced = "ACCEPT 127.0.0.1:";
-    ASSERT_TRUE(server.AwaitOutput(announced)) << server.Errors();
-    ASSERT_TRUE(server.AwaitOutput("\n")) << server.Errors();
-    const int port = std::stoi(server.Output().substr(server.Output().find(announced) + announced.size()));
+    const SafeServer server(scratch.Path().string());
     Collector sink;
     try {
-        Fetch("https://127.0.0.1:" + std::to_string(port) + "/", 1, Quick(), sink, {});
+        Fetch(server.Address(), 1, Quick(), sink, {});
         FAIL();
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.Code(), ErrorCode::kUnreachable);
@@ -274,7 +463,7 @@ TEST(Fetch, StopsAtOnceWhenNobodyWantsItAnyMore) {
         return answer;
     });
     FetchSettings settings = Quick();
-    settings.mStallLimit = 1h;
+    settings.mPace.mStallLimit = 1h;
     std::stop_source stop;
     Collector sink;
     sink.mOnTake = [&] { stop.request_stop(); };

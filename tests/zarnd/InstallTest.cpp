@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "common/Failure.h"
 #include "install/BytePipe.h"
+#include "install/FileList.h"
 #include "processes/RunningPrograms.h"
 #include "support/Archives.h"
 #include "support/ChildProcess.h"
@@ -76,19 +78,55 @@ TEST_F(Installing, BringsFilesAndARecordOfThem) {
     EXPECT_EQ(manifest->mVersion, "1.0");
     EXPECT_EQ(manifest->mArchiveSha256, module.mSha256);
     EXPECT_THAT(manifest->mNeeds, ElementsAre("BASE"));
-    EXPECT_EQ(manifest->mFiles.size(), 2U);
     EXPECT_EQ(manifest->Size(), 90'003U);
     EXPECT_EQ(ReadManifest(WriteManifest(*manifest)), *manifest);
     EXPECT_EQ(mStore.List("").size(), 1U);
     EXPECT_EQ(mStore.List("OTHER").size(), 0U);
 }
 
-TEST_F(Installing, ReplacesWhatWasBeforeAndLeavesNothingOfIt) {
+TEST_F(Installing, ReplacesWhatWasBeforeAndKeepsThatForHostsThatRun) {
     Run(ModuleOf(kNew, Address(kNew)));
+    const fs::path before = fs::canonical(mStore.Files("QRTX", "KQ7L"));
     Run(ModuleOf(kOld, Address(kOld)));
     EXPECT_EQ(Text(), "old");
     EXPECT_FALSE(fs::exists(mStore.Files("QRTX", "KQ7L") / "more"));
+    EXPECT_EQ(Read(before / "text"), "new");
+    EXPECT_EQ(CountEntries(), 3U);
+    const fs::path then = fs::canonical(mStore.Files("QRTX", "KQ7L"));
+    Run(ModuleOf(kNew, Address(kNew)));
+    EXPECT_FALSE(fs::exists(before));
+    EXPECT_TRUE(fs::exists(then));
+    EXPECT_EQ(CountEntries(), 3U);
+    mStore.Sweep();
+    EXPECT_EQ(Text(), "new");
     EXPECT_EQ(CountEntries(), 2U);
+}
+
+// No descriptor is to be had any more: the folder can't be opened to wait for the disk.
+TEST_F(Installing, IsDoneOnceItHasBeenSwitched) {
+    const std::string old = Address(kOld, "old.tar");
+    const std::string fresh = Address(kNew, "new.tar");
+    Run(ModuleOf(kOld, old));
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    mOnStep = [&](InstallStep inStep) {
+        rlimit limit = before;
+        if (inStep == InstallStep::kSwitching) limit.rlim_cur = 0;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    };
+    EXPECT_EQ(CodeOf(ModuleOf(kNew, fresh)), std::nullopt);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(Text(), "new");
+    EXPECT_THAT(mStore.Verify("QRTX", "KQ7L", 9), IsEmpty());
+}
+
+TEST_F(Installing, LeavesNoFolderWhenTheFirstOneFails) {
+    const std::string broken = kNew.substr(0, 40'000);
+    EXPECT_EQ(CodeOf(ModuleOf(broken, Address(broken))), ErrorCode::kArchiveBroken);
+    EXPECT_TRUE(fs::is_empty(mRoot));
+    Run(ModuleOf(kOld, Address(kOld)));
+    EXPECT_TRUE(mStore.Remove("QRTX", "KQ7L"));
+    EXPECT_TRUE(fs::is_empty(mRoot));
 }
 
 TEST_F(Installing, LeavesTheOldStateWhateverFails) {
@@ -200,7 +238,9 @@ TEST_F(Installing, SaysThatTheDiskIsFullAndLeavesNothing) {
     const std::string archive = MakeArchive({{Entry::Kind::kFile, "big", Noise(std::size_t{32} << 20U)}});
     fs::create_directories(mRoot);
     if (::mount("none", mRoot.c_str(), "tmpfs", 0, "size=4m") != 0) {
-        GTEST_SKIP() << "no small file system to be had: not root";
+        GTEST_SKIP()
+            << "NOT TESTED: what becomes of a full disk. A small file system must be mounted for it, which "
+               "only root may";
     }
     Run(ModuleOf(kOld, Address(kOld)));
     EXPECT_EQ(CodeOf(ModuleOf(archive, Address(archive))), ErrorCode::kDiskFull);
@@ -239,6 +279,63 @@ TEST_F(Installing, IsVerifiedFileByFile) {
                                        "l is another link", "d/more is not part of it"));
     EXPECT_EQ(damages(2).size(), 2U);
     EXPECT_THROW((void)mStore.Verify("QRTX", "NONE", 1), Failure);
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW((void)mStore.Verify("QRTX", "KQ7L", 99, stop.get_token()), Cancelled);
+}
+
+TEST_F(Installing, IsDamagedWhenAProgramCannotBeRunAnyMore) {
+    const std::string archive =
+        MakeArchive({{Entry::Kind::kFile, "tool", "t", 0755}, {Entry::Kind::kFile, "words", "w"}});
+    Run(ModuleOf(archive, Address(archive)));
+    const fs::path files = mStore.Files("QRTX", "KQ7L");
+    fs::permissions(files / "tool", fs::perms::owner_exec, fs::perm_options::remove);
+    fs::permissions(files / "words", fs::perms::owner_exec, fs::perm_options::add);
+    const auto damages = mStore.Verify("QRTX", "KQ7L", 9);
+    ASSERT_EQ(damages.size(), 2U);
+    EXPECT_EQ(damages[0].mWhat, "is not executable");
+    EXPECT_EQ(damages[1].mWhat, "is executable");
+}
+
+TEST_F(Installing, IsDamagedWhenTheListOfItsFilesIs) {
+    Run(ModuleOf(kNew, Address(kNew)));
+    const fs::path list = mRoot / "QRTX" / "KQ7L" / "current" / "files.jsonl";
+    const std::string honest = Read(list);
+    const std::string shorter = honest.substr(honest.find('\n') + 1);
+    for (const std::string& text :
+         {std::string(), shorter, honest + honest, honest.substr(0, honest.size() - 2), std::string("{}\n"),
+          std::string("[1]\n"), std::string("x\n"), std::string("{\"path\":1}\n"),
+          std::string(200'000, 'x')}) {
+        Write(list, text);
+        const auto damages = mStore.Verify("QRTX", "KQ7L", 9);
+        ASSERT_EQ(damages.size(), 1U) << text;
+        EXPECT_EQ(damages[0].mPath, "files.jsonl");
+    }
+    Write(list, honest);
+    EXPECT_THAT(mStore.Verify("QRTX", "KQ7L", 9), IsEmpty());
+    fs::remove(list);
+    EXPECT_EQ(mStore.Verify("QRTX", "KQ7L", 9).size(), 1U);
+}
+
+// Longer than any text of JSON that is read at once.
+TEST(FileList, IsReadHoweverLongItIs) {
+    const ScratchFolder scratch;
+    constexpr int kFiles = 40'000;
+    const auto file = [](int inNumber) {
+        ListedFile listed{
+            std::to_string(inNumber) + "/" + std::string(2'000, '"'), 7, std::string(64, 'a'), false, {}};
+        if (inNumber % 2 == 1) listed = {listed.mPath, 0, {}, false, std::string(100, '\\')};
+        return listed;
+    };
+    FileListWriter writer(scratch.Path() / "list");
+    for (int number = 0; number != kFiles; ++number) writer.Add(file(number));
+    const FileListSummary summary = writer.Finish();
+    EXPECT_EQ(summary.mSize, 7U * kFiles / 2);
+    EXPECT_GT(fs::file_size(scratch.Path() / "list"), std::uintmax_t{128} << 20U);
+    FileListReader reader(scratch.Path() / "list");
+    for (int number = 0; number != kFiles; ++number) ASSERT_EQ(reader.Next(), file(number)) << number;
+    EXPECT_EQ(reader.Next(), std::nullopt);
+    EXPECT_EQ(reader.Finish(), summary);
 }
 
 TEST_F(Installing, IsRemovedAsAWhole) {
@@ -312,7 +409,7 @@ TEST(BytePipe, PassesBytesOnInOrderAndBoundedMemory) {
         pipe.End();
     });
     std::string read;
-    for (auto bytes = pipe.Read(); !bytes.empty(); bytes = pipe.Read()) {
+    for (auto bytes = pipe.Read({}); !bytes.empty(); bytes = pipe.Read({})) {
         EXPECT_LE(bytes.size(), BytePipe::kBlockBytes);
         read.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     }
@@ -328,13 +425,11 @@ TEST(BytePipe, HoldsTheWriterUpUntilItIsStoppedOrTheReaderLeaves) {
     std::thread stopper([&] { stop.request_stop(); });
     EXPECT_THROW(stopped.Write(bytes, stop.get_token()), Cancelled);
     stopper.join();
+    EXPECT_THROW((void)stopped.Read(stop.get_token()), Cancelled);
     BytePipe left;
     std::thread leaver([&] { left.Leave(); });
     left.Write(bytes, {});
     leaver.join();
-    BytePipe abandoned;
-    abandoned.Abandon();
-    EXPECT_THROW((void)abandoned.Read(), Cancelled);
 }
 
 }  // namespace zarnd_test

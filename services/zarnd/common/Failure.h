@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 
 namespace orvane::plexa::zarnd {
@@ -50,6 +51,11 @@ class Failure : public std::runtime_error {
 
 /// Work that was stopped because nobody wants it any more.
 struct Cancelled {};
+
+/// Throws `Cancelled` when a stop has been asked for.
+inline void CheckStop(const std::stop_token& inStop) {
+    if (inStop.stop_requested()) throw Cancelled();
+}
 
 /// A failed system call as a `Failure`: `kDiskFull` when there is no room, else `kCannotWrite`. `inWhat` says
 /// what could not be done, such as "cannot write a/b".

@@ -2,7 +2,6 @@
 
 #include <openssl/evp.h>
 
-#include <array>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -30,17 +29,20 @@ void Sha256::Update(std::span<const std::byte> inBytes) {
     Check(::EVP_DigestUpdate(mContext.get(), inBytes.data(), inBytes.size()));
 }
 
-std::string Sha256::Finish() {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    Check(::EVP_DigestFinal_ex(mContext.get(), digest.data(), &size));
-    std::string text;
-    for (unsigned place = 0; place != size; ++place) {
-        text += kDigits[digest[place] >> 4U];
-        text += kDigits[digest[place] & 15U];
-    }
+Sha256::Digest Sha256::FinishDigest() {
+    Digest digest{};
+    Check(::EVP_DigestFinal_ex(mContext.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr));
     Begin();
+    return digest;
+}
+
+std::string Sha256::Hex(const Digest& inDigest) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text;
+    for (const std::byte byte : inDigest) {
+        text += kDigits[std::to_integer<std::size_t>(byte >> 4)];
+        text += kDigits[std::to_integer<std::size_t>(byte & std::byte{15})];
+    }
     return text;
 }
 

@@ -8,6 +8,7 @@
 #include <stop_token>
 #include <string>
 
+#include "fetch/Pace.h"
 #include "fetch/RetryPolicy.h"
 
 namespace orvane::plexa::zarnd {
@@ -28,15 +29,16 @@ class IByteSink {
 
 struct FetchSettings {
     std::chrono::milliseconds mConnectLimit{15000};
-    std::chrono::milliseconds mStallLimit{30000};  ///< without a byte
+    PaceSettings mPace = {};
     long mMaxRedirects = 5;
+    std::string mAuthorities = {};  ///< file of certificates to trust, in place of the system's; or empty
     RetrySettings mRetry = {};
 };
 
 /// Brings the content at an address, of exactly `inSize` bytes, to the sink. A transfer that breaks off goes
 /// on where it broke if the server still has the same content and can do so, else it begins anew; it is tried
-/// again as the settings say. Addresses: file:, http:, https:; redirections to the latter two. Throws
-/// `Failure`, `Cancelled` when `inStop` is asked for, or what the sink throws.
+/// again as the settings say. Addresses: file: for regular files, http:, https:; redirections to the latter
+/// two. Throws `Failure`, `Cancelled` when `inStop` is asked for, or what the sink throws.
 void Fetch(const std::string& inAddress, std::uint64_t inSize, const FetchSettings& inSettings,
            IByteSink& ioSink, const std::stop_token& inStop);
 

@@ -18,6 +18,12 @@ class ResponseHead {
     [[nodiscard]] const std::string& Validator() const noexcept {
         return mEntityTag.empty() ? mLastModified : mEntityTag;
     }
+    /// Whether a partial answer is of the content that has this validator. A tag must be said again; a date
+    /// need not be, to who has asked for a part of that date's content.
+    [[nodiscard]] bool MayBeOf(const std::string& inValidator) const noexcept {
+        if (inValidator.starts_with('"')) return mEntityTag == inValidator;
+        return mLastModified.empty() || mLastModified == inValidator;
+    }
     /// Where the content of a partial answer begins, and the size of the whole, if it says so.
     [[nodiscard]] std::optional<std::uint64_t> RangeBegin() const noexcept { return mRangeBegin; }
     [[nodiscard]] std::optional<std::uint64_t> WholeSize() const noexcept { return mWholeSize; }

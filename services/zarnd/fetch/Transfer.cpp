@@ -10,6 +10,7 @@ constexpr long kPartialContent = 206;
 constexpr long kRangeNotSatisfiable = 416;
 constexpr int kPollMilliseconds = 100;  // how exactly a stall is noticed; a stop wakes at once
 constexpr long kBufferBytes = 256L * 1024;
+constexpr std::size_t kGiveUp = CURL_WRITEFUNC_ERROR;  // by a callback that takes bytes
 
 /// Statuses that another attempt may cure: too slow, too many, the server's own troubles.
 bool MayPass(long inStatus) { return inStatus == 408 || inStatus == 429 || inStatus >= 500; }
@@ -34,7 +35,8 @@ Transfer::Transfer(const std::string& inAddress, std::uint64_t inSize, const Fet
       mEasy(::curl_easy_init(), &::curl_easy_cleanup),
       mMulti(::curl_multi_init(), &::curl_multi_cleanup),
       mHeaders(nullptr, &::curl_slist_free_all),
-      mErrorText(CURL_ERROR_SIZE, '\0') {
+      mErrorText(CURL_ERROR_SIZE, '\0'),
+      mPace(inSettings.mPace, Clock::now()) {
     if (!mEasy || !mMulti) throw std::bad_alloc();
     SetUp(inAddress);
     ::curl_multi_add_handle(mMulti.get(), mEasy.get());
@@ -46,7 +48,7 @@ void Transfer::SetUp(const std::string& inAddress) {
     CURL* const easy = mEasy.get();
     Set(easy, CURLOPT_ERRORBUFFER, mErrorText.data());
     Set(easy, CURLOPT_URL, inAddress.c_str());
-    Set(easy, CURLOPT_PROTOCOLS_STR, "file,http,https");
+    Set(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     Set(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     Set(easy, CURLOPT_FOLLOWLOCATION, 1L);
     Set(easy, CURLOPT_MAXREDIRS, mSettings.mMaxRedirects);
@@ -55,6 +57,7 @@ void Transfer::SetUp(const std::string& inAddress) {
     Set(easy, CURLOPT_NOSIGNAL, 1L);
     Set(easy, CURLOPT_BUFFERSIZE, kBufferBytes);
     Set(easy, CURLOPT_USERAGENT, "zarnd");
+    if (!mSettings.mAuthorities.empty()) Set(easy, CURLOPT_CAINFO, mSettings.mAuthorities.c_str());
     Set(easy, CURLOPT_HEADERFUNCTION, &OnHeader);
     Set(easy, CURLOPT_HEADERDATA, static_cast<void*>(this));
     Set(easy, CURLOPT_WRITEFUNCTION, &OnBody);
@@ -74,7 +77,7 @@ std::size_t Transfer::OnHeader(char* inLine, std::size_t /*inOne*/, std::size_t 
     auto& self = *static_cast<Transfer*>(inThis);
     try {
         self.mHead.Line({inLine, inCount});
-        self.mLastByte = Clock::now();
+        self.mPace.OnBytes(inCount, Clock::now());
     } catch (...) {
         self.mThrown = std::current_exception();
         return 0;
@@ -85,12 +88,16 @@ std::size_t Transfer::OnHeader(char* inLine, std::size_t /*inOne*/, std::size_t 
 std::size_t Transfer::OnBody(char* inBytes, std::size_t /*inOne*/, std::size_t inCount, void* inThis) {
     auto& self = *static_cast<Transfer*>(inThis);
     try {
-        if (!self.mHasBody) self.BeginBody();
+        CheckStop(self.mStop);
+        if (!self.mHasBody && !self.BeginBody()) return kGiveUp;
+        const Clock::time_point begin = Clock::now();
         self.Take(std::as_bytes(std::span(inBytes, inCount)));
-        self.mLastByte = Clock::now();
+        const Clock::time_point end = Clock::now();
+        self.mPace.OnPause(end - begin);
+        self.mPace.OnBytes(inCount, end);
     } catch (...) {
         self.mThrown = std::current_exception();
-        return inCount == 0 ? 1 : 0;
+        return kGiveUp;
     }
     return inCount;
 }
@@ -101,14 +108,20 @@ long Transfer::Status() const {
     return status;
 }
 
-// The answer's head is complete: does it continue what is there, or begin anew?
-void Transfer::BeginBody() {
+// The answer's head is complete: does it continue what is there, or begin anew? False when it does neither,
+// as it is a part of what the server has now in place of what it had.
+bool Transfer::BeginBody() {
     const long status = Status();
-    if (status != 0 && status != 200 && status != kPartialContent) {
+    if (status != 200 && status != kPartialContent) {
         throw Failure(ErrorCode::kRefused, "the server answers with status " + std::to_string(status));
     }
     mHasBody = true;
     const bool continues = status == kPartialContent;
+    if (continues && IsResuming() && !mHead.MayBeOf(mReceived.mValidator)) {
+        mBroken.emplace(ErrorCode::kRefused, "the server's content has changed");
+        mReceived.mValidator.clear();  // ask for the whole
+        return false;
+    }
     if (continues && (!IsResuming() || mHead.RangeBegin() != mOffset)) {
         throw Failure(ErrorCode::kRefused, "the server sends another part than the one asked for");
     }
@@ -123,6 +136,7 @@ void Transfer::BeginBody() {
         mSink.Begin();
     }
     CheckLength();
+    return true;
 }
 
 void Transfer::CheckLength() const {
@@ -144,19 +158,21 @@ void Transfer::Take(std::span<const std::byte> inBytes) {
     mReceived.mBytes += inBytes.size();
 }
 
-// Nothing when the server has stalled.
-std::optional<CURLcode> Transfer::Loop() {
+std::optional<Failure> Transfer::Loop() {
     const std::stop_callback wake(mStop, [this] { ::curl_multi_wakeup(mMulti.get()); });
     for (;;) {
         int running = 0;
         ::curl_multi_perform(mMulti.get(), &running);
         if (mThrown) std::rethrow_exception(mThrown);
+        if (mBroken) return mBroken;
         int left = 0;
         while (const CURLMsg* const message = ::curl_multi_info_read(mMulti.get(), &left)) {
-            if (message->msg == CURLMSG_DONE) return message->data.result;
+            if (message->msg == CURLMSG_DONE) return Judge(message->data.result);
         }
-        if (mStop.stop_requested()) throw Cancelled();
-        if (Clock::now() - mLastByte > mSettings.mStallLimit) return std::nullopt;
+        CheckStop(mStop);
+        if (const auto complaint = mPace.Complaint(Clock::now())) {
+            return Failure(ErrorCode::kStalled, *complaint);
+        }
         ::curl_multi_poll(mMulti.get(), nullptr, 0, kPollMilliseconds, nullptr);
     }
 }
@@ -176,7 +192,6 @@ std::optional<Failure> Transfer::Judge(CURLcode inResult) const {
                 return Failure(ErrorCode::kRefused, "the server refuses: " + reason);
             }
             throw Failure(ErrorCode::kRefused, "the server refuses: " + reason);
-        case CURLE_FILE_COULDNT_READ_FILE:
         case CURLE_URL_MALFORMAT:
             throw Failure(ErrorCode::kRefused, reason);
         case CURLE_TOO_MANY_REDIRECTS:
@@ -190,12 +205,7 @@ std::optional<Failure> Transfer::Judge(CURLcode inResult) const {
 }
 
 std::optional<Failure> Transfer::Run() {
-    const std::optional<CURLcode> result = Loop();
-    if (!result) {
-        return Failure(ErrorCode::kStalled, "the server sends nothing for " +
-                                                std::to_string(mSettings.mStallLimit.count()) + " ms");
-    }
-    std::optional<Failure> failure = Judge(*result);
+    std::optional<Failure> failure = Loop();
     if (failure && IsResuming() && Status() == kRangeNotSatisfiable) {
         mReceived.mValidator.clear();  // what it has now is something else: ask for the whole
     }

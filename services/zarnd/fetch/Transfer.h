@@ -43,10 +43,10 @@ class Transfer {
     static std::size_t OnBody(char* inBytes, std::size_t inOne, std::size_t inCount, void* inThis);
 
     void SetUp(const std::string& inAddress);
-    void BeginBody();
+    bool BeginBody();
     void CheckLength() const;
     void Take(std::span<const std::byte> inBytes);
-    std::optional<CURLcode> Loop();
+    std::optional<Failure> Loop();
     [[nodiscard]] std::optional<Failure> Judge(CURLcode inResult) const;
     [[nodiscard]] long Status() const;
     [[nodiscard]] bool IsResuming() const noexcept { return mOffset > 0; }
@@ -63,8 +63,9 @@ class Transfer {
     std::string mErrorText;
     ResponseHead mHead;
     bool mHasBody = false;
-    Clock::time_point mLastByte = Clock::now();
-    std::exception_ptr mThrown;  // inside a callback, through which nothing may be thrown
+    Pace mPace;
+    std::optional<Failure> mBroken;  // why the attempt is of no use, found inside a callback
+    std::exception_ptr mThrown;      // inside a callback, through which nothing may be thrown
 };
 
 }  // namespace orvane::plexa::zarnd

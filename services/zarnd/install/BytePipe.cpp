@@ -48,21 +48,15 @@ void BytePipe::End() {
     mChanged.notify_all();
 }
 
-void BytePipe::Abandon() {
-    const std::lock_guard lock(mMutex);
-    mIsAbandoned = true;
-    mChanged.notify_all();
-}
-
-std::span<const std::byte> BytePipe::Read() {
+std::span<const std::byte> BytePipe::Read(const std::stop_token& inStop) {
     std::unique_lock lock(mMutex);
     if (mRead.capacity() != 0) {
         mRead.clear();
         mFree.push_back(std::exchange(mRead, Block()));
         mChanged.notify_all();
     }
-    mChanged.wait(lock, [this] { return mIsAbandoned || mHasEnded || !mFilled.empty(); });
-    if (mIsAbandoned) throw Cancelled();
+    mChanged.wait(lock, inStop, [this] { return mHasEnded || !mFilled.empty(); });
+    if (inStop.stop_requested()) throw Cancelled();
     if (mFilled.empty()) return {};
     mRead = std::move(mFilled.front());
     mFilled.pop_front();

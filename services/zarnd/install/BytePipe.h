@@ -22,11 +22,10 @@ class BytePipe {
     void Write(std::span<const std::byte> inBytes, const std::stop_token& inStop);
     /// Nothing more will be written: the reader comes to the end.
     void End();
-    /// Breaks the stream off: the reader gets `Cancelled`.
-    void Abandon();
 
-    /// The next bytes, valid until the next call; none at the end. Throws `Cancelled` after `Abandon`.
-    std::span<const std::byte> Read();
+    /// The next bytes, valid until the next call; none at the end. Throws `Cancelled` when `inStop` is asked
+    /// for.
+    std::span<const std::byte> Read(const std::stop_token& inStop);
     /// Nothing more will be read.
     void Leave();
 
@@ -43,7 +42,6 @@ class BytePipe {
     Block mRead;
     std::size_t mBlocks = 0;
     bool mHasEnded = false;
-    bool mIsAbandoned = false;
     bool mIsLeft = false;
 };
 

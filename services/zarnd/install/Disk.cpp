@@ -18,10 +18,8 @@ namespace {
 constexpr mode_t kFolderMode = 0700;
 constexpr mode_t kFileMode = 0600;
 
-FileDescriptor OpenFolder(const std::filesystem::path& inFolder) {
-    FileDescriptor folder(::open(inFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) throw SystemFailure("cannot open " + inFolder.string(), errno);
-    return folder;
+FileDescriptor OpenFolder(const std::filesystem::path& inFolder) noexcept {
+    return FileDescriptor(::open(inFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 }  // namespace
@@ -36,17 +34,20 @@ void MakeFolders(const std::filesystem::path& inFolder) {
     }
 }
 
+void WriteAll(int inFile, std::span<const std::byte> inBytes, const std::string& inName) {
+    while (!inBytes.empty()) {
+        const ssize_t count = ::write(inFile, inBytes.data(), inBytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) throw SystemFailure("cannot write " + inName, errno);
+        inBytes = inBytes.subspan(static_cast<std::size_t>(count));
+    }
+}
+
 void WriteFile(const std::filesystem::path& inPath, const std::string& inText) {
     const FileDescriptor file(
         ::open(inPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kFileMode));
     if (!file) throw SystemFailure("cannot make " + inPath.string(), errno);
-    std::size_t written = 0;
-    while (written != inText.size()) {
-        const ssize_t count = ::write(file.Get(), inText.data() + written, inText.size() - written);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw SystemFailure("cannot write " + inPath.string(), errno);
-        written += static_cast<std::size_t>(count);
-    }
+    WriteAll(file.Get(), std::as_bytes(std::span(inText)), inPath.string());
     if (::fsync(file.Get()) != 0) throw SystemFailure("cannot write " + inPath.string(), errno);
 }
 
@@ -68,12 +69,12 @@ std::optional<std::string> ReadFile(const std::filesystem::path& inPath, std::si
 
 void SyncFileSystem(const std::filesystem::path& inFolder) {
     const FileDescriptor folder = OpenFolder(inFolder);
-    if (::syncfs(folder.Get()) != 0) throw SystemFailure("cannot write to the disk", errno);
+    if (!folder || ::syncfs(folder.Get()) != 0) throw SystemFailure("cannot write to the disk", errno);
 }
 
-void SyncFolder(const std::filesystem::path& inFolder) {
+void SyncFolder(const std::filesystem::path& inFolder) noexcept {
     const FileDescriptor folder = OpenFolder(inFolder);
-    if (::fsync(folder.Get()) != 0) throw SystemFailure("cannot write to the disk", errno);
+    if (folder) ::fsync(folder.Get());
 }
 
 }  // namespace orvane::plexa::zarnd

@@ -31,10 +31,6 @@ class Share {
     std::atomic<std::uint64_t> mUnpacked{0};
 };
 
-void CheckStop(const std::stop_token& inStop) {
-    if (inStop.stop_requested()) throw Cancelled();
-}
-
 }  // namespace
 
 void CheckConflicts(const std::vector<std::string>& inNames, const ConflictFinder& inConflicts) {
@@ -60,7 +56,7 @@ void Install(const std::string& inProduct, const ModuleSpec& inModule, const Mod
     CheckStop(inStop);
     inWatch.mOnStep(InstallStep::kCompleting);
     ModuleStore::Complete(result.mStaged, {inProduct, inModule.mId, inModule.mVersion, inModule.mSha256,
-                                           inModule.mNeeds, inModule.mConflicts, std::move(result.mFiles)});
+                                           inModule.mNeeds, inModule.mConflicts, result.mFiles});
     // They may have been started meanwhile.
     CheckConflicts(inModule.mConflicts, inConflicts);
     CheckStop(inStop);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/Failure.h"
+#include "install/FileList.h"
 #include "unpack/Unpack.h"
 
 namespace orvane::plexa::zarnd {
@@ -21,11 +22,15 @@ bool IsOfSystem(ErrorCode inCode) {
 struct Intake::Unpacking {
     explicit Unpacking(StagedModule inStaged) : mStaged(std::move(inStaged)) {}
 
-    void Run(std::uint64_t inMaxBytes, const std::function<void(std::uint64_t)>& inOnBytes) noexcept {
+    void Run(std::uint64_t inMaxBytes, const std::function<void(std::uint64_t)>& inOnBytes,
+             const std::stop_token& inStop) noexcept {
         try {
             ArchiveLimits limits;
             limits.mMaxBytes = inMaxBytes;
-            mFiles = Unpack([this] { return mPipe.Read(); }, mStaged.Files().string(), limits, inOnBytes);
+            FileListWriter list(mStaged.List());
+            Unpack([&] { return mPipe.Read(inStop); }, mStaged.Files().string(), limits,
+                   {inOnBytes, [&list](const ListedFile& inFile) { list.Add(inFile); }}, inStop);
+            mFiles = list.Finish();
         } catch (const Failure& failure) {
             mFailure = std::current_exception();
             mIsHopeless = IsOfSystem(failure.Code());
@@ -37,10 +42,10 @@ struct Intake::Unpacking {
 
     StagedModule mStaged;
     BytePipe mPipe;
-    std::map<std::string, ManifestEntry> mFiles;
+    FileListSummary mFiles;
     std::exception_ptr mFailure;
     std::atomic<bool> mIsHopeless{false};
-    std::thread mThread;
+    std::jthread mThread;  // stopped and joined when this goes, before what it works on
 };
 
 Intake::Intake(const ModuleSpec& inModule, Stager inStager, Progress inProgress, std::stop_token inStop)
@@ -49,22 +54,15 @@ Intake::Intake(const ModuleSpec& inModule, Stager inStager, Progress inProgress,
       mProgress(std::move(inProgress)),
       mStop(std::move(inStop)) {}
 
-Intake::~Intake() { Stop(); }
-
-void Intake::Stop() {
-    if (!mUnpacking) return;
-    mUnpacking->mPipe.Abandon();
-    if (mUnpacking->mThread.joinable()) mUnpacking->mThread.join();
-    mUnpacking.reset();
-}
+Intake::~Intake() = default;
 
 void Intake::Begin() {
-    Stop();
+    mUnpacking.reset();
     mDigest.Finish();
     mReceived = 0;
     mUnpacking = std::make_unique<Unpacking>(mStager());
-    mUnpacking->mThread = std::thread([this, unpacking = mUnpacking.get()] {
-        unpacking->Run(mModule.mUnpackedSize, mProgress.mOnUnpacked);
+    mUnpacking->mThread = std::jthread([this, unpacking = mUnpacking.get()](const std::stop_token& inStop) {
+        unpacking->Run(mModule.mUnpackedSize, mProgress.mOnUnpacked, inStop);
     });
 }
 
@@ -87,11 +85,11 @@ Intake::Result Intake::Finish() {
     }
     {
         // Unpacking is behind, and may take long yet.
-        const std::stop_callback stop(mStop, [this] { mUnpacking->mPipe.Abandon(); });
+        const std::stop_callback stop(mStop, [this] { mUnpacking->mThread.request_stop(); });
         mUnpacking->mThread.join();
     }
     if (mUnpacking->mFailure) std::rethrow_exception(mUnpacking->mFailure);
-    return {std::move(mUnpacking->mStaged), std::move(mUnpacking->mFiles)};
+    return {std::move(mUnpacking->mStaged), mUnpacking->mFiles};
 }
 
 }  // namespace orvane::plexa::zarnd

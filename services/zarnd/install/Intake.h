@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -43,7 +42,7 @@ class Intake final : public IByteSink {
 
     struct Result {
         StagedModule mStaged;
-        std::map<std::string, ManifestEntry> mFiles;
+        FileListSummary mFiles;
     };
     /// After the last byte. Throws `Failure`: a wrong digest first, because it explains whatever else is
     /// wrong.
@@ -51,8 +50,6 @@ class Intake final : public IByteSink {
 
   private:
     struct Unpacking;
-
-    void Stop();
 
     const ModuleSpec& mModule;
     Stager mStager;

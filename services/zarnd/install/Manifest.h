@@ -1,8 +1,7 @@
-/// What has been installed: the record beside the files of a module.
+/// What has been installed: the record beside the files of a module and the list of them.
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,13 +9,12 @@
 
 namespace orvane::plexa::zarnd {
 
-/// A file or symbolic link of a module.
-struct ManifestEntry {
-    std::uint64_t mSize = 0;
-    std::string mSha256;  ///< of a file
-    std::string mTarget;  ///< of a link; then the rest is empty
+/// What a list of files holds.
+struct FileListSummary {
+    std::uint64_t mSize = 0;  ///< bytes of all files
+    std::string mSha256;      ///< of the list itself
 
-    friend bool operator==(const ManifestEntry&, const ManifestEntry&) = default;
+    friend bool operator==(const FileListSummary&, const FileListSummary&) = default;
 };
 
 struct Manifest {
@@ -26,15 +24,15 @@ struct Manifest {
     std::string mArchiveSha256;
     std::vector<std::string> mNeeds;
     std::vector<std::string> mConflicts;
-    std::map<std::string, ManifestEntry> mFiles;  ///< by path
+    FileListSummary mFiles;
 
     friend bool operator==(const Manifest&, const Manifest&) = default;
 
     /// Bytes of all files.
-    [[nodiscard]] std::uint64_t Size() const;
+    [[nodiscard]] std::uint64_t Size() const { return mFiles.mSize; }
 };
 
-/// A manifest that can't be read.
+/// A manifest, or a list of files, that can't be read.
 class ManifestError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

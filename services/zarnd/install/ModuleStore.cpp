@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <mutex>
 #include <system_error>
 
 #include "common/Failure.h"
@@ -19,7 +20,11 @@ namespace {
 
 constexpr const char* kCurrent = "current";
 constexpr const char* kManifest = "manifest.json";
-constexpr std::size_t kMaxManifestBytes = std::size_t{64} << 20U;
+constexpr std::size_t kMaxManifestBytes = std::size_t{4} << 20U;
+
+// Held from the moment an empty folder is made until it isn't empty any more, and while empty ones are
+// removed.
+std::mutex sEmptyFolders;
 
 // Removing is tidying up: what fails is tried again by the next sweep.
 void RemoveAll(const fs::path& inPath) {
@@ -54,14 +59,38 @@ fs::path CurrentOf(const fs::path& inFolder) {
     return error || !IsName(target.string()) ? fs::path() : target;
 }
 
+// A module's folder and its product's, if there is nothing in them.
+void RemoveEmpty(const fs::path& inFolder) {
+    const std::lock_guard lock(sEmptyFolders);
+    ::rmdir(inFolder.c_str());
+    ::rmdir(inFolder.parent_path().c_str());
+}
+
+// Removes all of a module but what is installed, and what `inKept` names.
+void SweepModule(const fs::path& inFolder, const fs::path& inKept) {
+    const fs::path current = CurrentOf(inFolder);
+    for (const fs::path& entry : Entries(inFolder)) {
+        const fs::path name = entry.filename();
+        const bool stays = !current.empty() && (name == kCurrent || name == current || name == inKept);
+        if (!stays) RemoveAll(entry);
+    }
+    RemoveEmpty(inFolder);
+}
+
 }  // namespace
 
 StagedModule::~StagedModule() {
-    if (!mFolder.empty()) RemoveAll(mFolder);
+    if (mFolder.empty()) return;
+    RemoveAll(mFolder);
+    RemoveEmpty(mFolder.parent_path());
 }
 
 fs::path ModuleStore::Files(const std::string& inProduct, const std::string& inModule) const {
     return Folder(inProduct, inModule) / kCurrent / "files";
+}
+
+fs::path ModuleStore::ManifestPath(const std::string& inProduct, const std::string& inModule) const {
+    return Folder(inProduct, inModule) / kCurrent / kManifest;
 }
 
 std::optional<Manifest> ModuleStore::Installed(const std::string& inProduct,
@@ -94,11 +123,13 @@ std::vector<Manifest> ModuleStore::List(const std::string& inProduct) const {
 
 StagedModule ModuleStore::Stage(const std::string& inProduct, const std::string& inModule) const {
     const fs::path folder = Folder(inProduct, inModule);
+    std::unique_lock lock(sEmptyFolders);
     MakeFolders(folder);
     std::string pattern = (folder / "g-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw SystemFailure("cannot make a folder in " + folder.string(), errno);
     }
+    lock.unlock();
     StagedModule staged{fs::path(pattern)};
     MakeFolders(staged.Files());
     return staged;
@@ -112,6 +143,7 @@ void ModuleStore::Complete(const StagedModule& inStaged, const Manifest& inManif
 void ModuleStore::Switch(StagedModule inStaged, const std::string& inProduct,
                          const std::string& inModule) const {
     const fs::path folder = Folder(inProduct, inModule);
+    const fs::path before = CurrentOf(folder);
     const fs::path name = inStaged.mFolder.filename();
     const fs::path link = folder / ("to-" + name.string());
     if (::symlink(name.c_str(), link.c_str()) != 0) {
@@ -124,7 +156,7 @@ void ModuleStore::Switch(StagedModule inStaged, const std::string& inProduct,
     }
     inStaged.mFolder.clear();
     SyncFolder(folder);
-    SweepModule(folder);
+    SweepModule(folder, before);
 }
 
 bool ModuleStore::Remove(const std::string& inProduct, const std::string& inModule) const {
@@ -134,23 +166,13 @@ bool ModuleStore::Remove(const std::string& inProduct, const std::string& inModu
         throw SystemFailure("cannot remove " + (folder / kCurrent).string(), errno);
     }
     SyncFolder(folder);
-    SweepModule(folder);
+    SweepModule(folder, {});
     return true;
-}
-
-void ModuleStore::SweepModule(const fs::path& inFolder) {
-    const fs::path current = CurrentOf(inFolder);
-    for (const fs::path& entry : Entries(inFolder)) {
-        if (current.empty() || (entry.filename() != kCurrent && entry.filename() != current)) {
-            RemoveAll(entry);
-        }
-    }
-    ::rmdir(inFolder.c_str());  // fails, as it should, while something is installed
 }
 
 void ModuleStore::Sweep() const {
     for (const fs::path& product : FoldersOf(mRoot)) {
-        for (const fs::path& module : FoldersOf(product)) SweepModule(module);
+        for (const fs::path& module : FoldersOf(product)) SweepModule(module, {});
         ::rmdir(product.c_str());
     }
 }

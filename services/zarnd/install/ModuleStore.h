@@ -2,15 +2,17 @@
 ///
 ///     ROOT/PRODUCT/MODULE/current -> g-XXXXXX      what counts: changed by one rename
 ///     ROOT/PRODUCT/MODULE/g-XXXXXX/manifest.json   what it is
+///     ROOT/PRODUCT/MODULE/g-XXXXXX/files.jsonl     what its files should be
 ///     ROOT/PRODUCT/MODULE/g-XXXXXX/files/...       its files
 ///
 /// A folder beside "current" that it doesn't point to is left over from work that was interrupted, or on its
-/// way.
+/// way, or what was installed before: hosts that run may still use that.
 #pragma once
 
 #include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +20,9 @@
 #include "install/Manifest.h"
 
 namespace orvane::plexa::zarnd {
+
+/// The list of a module's files, beside its folder "files".
+inline constexpr const char* kListName = "files.jsonl";
 
 /// A folder for a module that is being made; it is removed with this object unless it has been taken over.
 class StagedModule {
@@ -28,6 +33,8 @@ class StagedModule {
     ~StagedModule();
 
     [[nodiscard]] std::filesystem::path Files() const { return mFolder / "files"; }
+    /// Where the list of the files belongs.
+    [[nodiscard]] std::filesystem::path List() const { return mFolder / kListName; }
 
   private:
     friend class ModuleStore;
@@ -53,23 +60,28 @@ class ModuleStore {
     /// Where hosts find a module's files; stays through updates.
     [[nodiscard]] std::filesystem::path Files(const std::string& inProduct,
                                               const std::string& inModule) const;
+    /// Where the installed module's manifest stands.
+    [[nodiscard]] std::filesystem::path ManifestPath(const std::string& inProduct,
+                                                     const std::string& inModule) const;
 
     /// A new, empty folder.
     StagedModule Stage(const std::string& inProduct, const std::string& inModule) const;
     /// Writes all of it to the disk, with the manifest. Nothing has changed for anybody else yet.
     static void Complete(const StagedModule& inStaged, const Manifest& inManifest);
-    /// From one moment to the next the staged module is the installed one. What was before is removed.
+    /// From one moment to the next the staged module is the installed one. What was before stays beside it
+    /// until the next `Switch` or `Sweep`; what was before that is removed. When it throws, nothing has
+    /// changed.
     void Switch(StagedModule inStaged, const std::string& inProduct, const std::string& inModule) const;
 
     /// Takes a module away, from one moment to the next. False when there is none.
     bool Remove(const std::string& inProduct, const std::string& inModule) const;
 
     /// Compares the files with the manifest: what is missing, different, or not part of it, `inMost` at most.
-    /// Throws `Failure` (`kNotInstalled`).
+    /// Throws `Failure` (`kNotInstalled`), or `Cancelled` when `inStop` is asked for.
     [[nodiscard]] std::vector<Damage> Verify(const std::string& inProduct, const std::string& inModule,
-                                             std::size_t inMost) const;
+                                             std::size_t inMost, const std::stop_token& inStop = {}) const;
 
-    /// Removes what interrupted work has left. While nothing else uses the store.
+    /// Removes all that is not installed. While nothing else uses the store.
     void Sweep() const;
 
   private:
@@ -77,7 +89,6 @@ class ModuleStore {
                                                const std::string& inModule) const {
         return mRoot / inProduct / inModule;
     }
-    static void SweepModule(const std::filesystem::path& inFolder);
 
     std::filesystem::path mRoot;
 };

@@ -68,27 +68,37 @@ void ArchiveTree::CountEntry() {
     }
 }
 
-void ArchiveTree::Enter(const std::string& inPath, Kind inKind) {
-    const auto [place, isNew] = mEntries.try_emplace(inPath, inKind);
+void ArchiveTree::CountText(std::size_t inBytes) {
+    mTextBytes += inBytes;
+    if (mTextBytes > mLimits.mMaxTextBytes) {
+        throw Failure(ErrorCode::kArchiveTooLarge, "the archive's paths and links have more than " +
+                                                       std::to_string(mLimits.mMaxTextBytes) + " bytes");
+    }
+}
+
+void ArchiveTree::Enter(const std::string& inPath, Known inWhat) {
+    const auto [place, isNew] = mEntries.try_emplace(inPath, inWhat);
+    const Kind known = place->second.mKind;
     if (isNew) {
         CountEntry();
-    } else if (inKind != Kind::kFolder || place->second != Kind::kFolder) {
-        Refuse(inPath, place->second == Kind::kLink ? "would be unpacked through a link" : "comes twice");
+        CountText(inPath.size());
+    } else if (inWhat.mKind != Kind::kFolder || known != Kind::kFolder) {
+        Refuse(inPath, known == Kind::kLink ? "would be unpacked through a link" : "comes twice");
     }
 }
 
 void ArchiveTree::AddParents(const std::string& inPath) {
     for (std::size_t slash = inPath.find('/'); slash != std::string::npos;
          slash = inPath.find('/', slash + 1)) {
-        Enter(inPath.substr(0, slash), Kind::kFolder);
+        Enter(inPath.substr(0, slash), {Kind::kFolder, 0});
     }
 }
 
-std::string ArchiveTree::AddLeaf(std::string_view inPath, Kind inKind) {
+std::string ArchiveTree::AddLeaf(std::string_view inPath, Known inWhat) {
     std::string path = Plain(inPath);
     if (path.empty()) Refuse(inPath, "has no name");
     AddParents(path);
-    Enter(path, inKind);
+    Enter(path, inWhat);
     return path;
 }
 
@@ -100,11 +110,15 @@ std::string ArchiveTree::AddFolder(std::string_view inPath) {
     }
     if (mEntries.contains(path)) CountEntry();  // repeated ones cost time, too
     AddParents(path);
-    Enter(path, Kind::kFolder);
+    Enter(path, {Kind::kFolder, 0});
     return path;
 }
 
-std::string ArchiveTree::AddFile(std::string_view inPath) { return AddLeaf(inPath, Kind::kFile); }
+std::string ArchiveTree::AddFile(std::string_view inPath) {
+    std::string path = AddLeaf(inPath, {Kind::kFile, mFiles});
+    ++mFiles;
+    return path;
+}
 
 std::string ArchiveTree::AddSymbolicLink(std::string_view inPath, std::string_view inTarget) {
     if (inTarget.empty() || inTarget.size() > mLimits.mMaxPathBytes) {
@@ -112,7 +126,8 @@ std::string ArchiveTree::AddSymbolicLink(std::string_view inPath, std::string_vi
     }
     if (inTarget.starts_with('/')) Refuse(inPath, "is a link to an absolute path");
     CheckCharacters(inPath, inTarget);
-    std::string path = AddLeaf(inPath, Kind::kLink);
+    std::string path = AddLeaf(inPath, {Kind::kLink, 0});
+    CountText(inTarget.size());
     auto up = static_cast<std::ptrdiff_t>(std::count(path.begin(), path.end(), '/'));
     bool isDown = false;
     for (const std::string_view part : Parts(inTarget)) {
@@ -128,10 +143,13 @@ std::string ArchiveTree::AddSymbolicLink(std::string_view inPath, std::string_vi
 ArchiveTree::HardLink ArchiveTree::AddHardLink(std::string_view inPath, std::string_view inTarget) {
     std::string target = Plain(inTarget);
     const auto found = mEntries.find(target);
-    if (found == mEntries.end() || found->second != Kind::kFile) {
+    if (found == mEntries.end() || found->second.mKind != Kind::kFile) {
         Refuse(inPath, "is a hard link to no file of the archive");
     }
-    return {AddLeaf(inPath, Kind::kFile), std::move(target)};
+    const std::uint32_t file = found->second.mFile;
+    std::string path = AddLeaf(inPath, {Kind::kFile, file});
+    CountText(target.size());
+    return {std::move(path), std::move(target), file};
 }
 
 void ArchiveTree::AddBytes(std::uint64_t inCount) {
@@ -140,6 +158,16 @@ void ArchiveTree::AddBytes(std::uint64_t inCount) {
                       "the archive's files have more than " + std::to_string(mLimits.mMaxBytes) + " bytes");
     }
     mBytes += inCount;
+}
+
+void ArchiveTree::RefuseBody(std::string_view inPath) { Refuse(inPath, "has a content and is no file"); }
+
+void ArchiveTree::AddArchiveBytes(std::uint64_t inCount) {
+    mArchiveBytes += inCount;
+    const std::uint64_t share = mLimits.mSpareBytes + mLimits.mEntryBytes * mSeen;
+    if (mArchiveBytes > share && mArchiveBytes - share > mLimits.mMaxBytes) {
+        throw Failure(ErrorCode::kArchiveTooLarge, "the archive has too much beside its files");
+    }
 }
 
 }  // namespace orvane::plexa::zarnd

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "common/Failure.h"
+#include "install/Disk.h"
 
 namespace orvane::plexa::zarnd {
 
@@ -18,8 +19,8 @@ constexpr mode_t kExecutableMode = 0755;
 
 }  // namespace
 
-FileTree::FileTree(const std::string& inRoot)
-    : mRoot(::open(inRoot.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
+FileTree::FileTree(const std::string& inRoot, const OnMade& inOnMade)
+    : mOnMade(inOnMade), mRoot(::open(inRoot.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
     if (!mRoot) throw SystemFailure("cannot open " + inRoot, errno);
 }
 
@@ -51,24 +52,23 @@ void FileTree::BeginFile(const std::string& inPath, bool inIsExecutable) {
                                           inIsExecutable ? kExecutableMode : kFileMode));
     if (!mFile) throw SystemFailure("cannot make " + inPath, errno);
     mPath = inPath;
-    mEntry = {};
+    mSize = 0;
+    mIsExecutable = inIsExecutable;
 }
 
 void FileTree::Append(std::span<const std::byte> inBytes) {
     mDigest.Update(inBytes);
-    mEntry.mSize += inBytes.size();
-    while (!inBytes.empty()) {
-        const ssize_t count = ::write(mFile.Get(), inBytes.data(), inBytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw SystemFailure("cannot write " + mPath, errno);
-        inBytes = inBytes.subspan(static_cast<std::size_t>(count));
-    }
+    mSize += inBytes.size();
+    WriteAll(mFile.Get(), inBytes, mPath);
 }
 
 void FileTree::EndFile() {
     mFile.Close();
-    mEntry.mSha256 = mDigest.Finish();
-    mEntries[mPath] = mEntry;
+    TellFile(mPath, mMade.emplace_back(Made{mDigest.FinishDigest(), mSize, mIsExecutable}));
+}
+
+void FileTree::TellFile(const std::string& inPath, const Made& inMade) const {
+    mOnMade({inPath, inMade.mSize, Sha256::Hex(inMade.mDigest), inMade.mIsExecutable, {}});
 }
 
 void FileTree::MakeSymbolicLink(const std::string& inPath, const std::string& inTarget) {
@@ -76,15 +76,15 @@ void FileTree::MakeSymbolicLink(const std::string& inPath, const std::string& in
     if (::symlinkat(inTarget.c_str(), mRoot.Get(), inPath.c_str()) != 0) {
         throw SystemFailure("cannot make the link " + inPath, errno);
     }
-    mEntries[inPath] = {0, {}, inTarget};
+    mOnMade({inPath, 0, {}, false, inTarget});
 }
 
-void FileTree::MakeHardLink(const std::string& inPath, const std::string& inTarget) {
+void FileTree::MakeHardLink(const std::string& inPath, const std::string& inTarget, std::uint32_t inFile) {
     MakeParents(inPath);
     if (::linkat(mRoot.Get(), inTarget.c_str(), mRoot.Get(), inPath.c_str(), 0) != 0) {
         throw SystemFailure("cannot make the link " + inPath, errno);
     }
-    mEntries[inPath] = mEntries.at(inTarget);
+    TellFile(inPath, mMade.at(inFile));
 }
 
 }  // namespace orvane::plexa::zarnd

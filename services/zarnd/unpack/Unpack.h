@@ -1,26 +1,26 @@
 /// Unpacking.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <span>
+#include <stop_token>
 #include <string>
 
-#include "install/Manifest.h"
 #include "unpack/ArchiveTree.h"
+#include "unpack/FileTree.h"
+#include "unpack/PlainSource.h"
 
 namespace orvane::plexa::zarnd {
 
-/// Gives the next bytes of an archive, valid until the next call; none at its end.
-using ByteSource = std::function<std::span<const std::byte>()>;
+struct UnpackWatch {
+    std::function<void(std::uint64_t)> mOnBytes;  ///< how many bytes of the source are done with
+    FileTree::OnMade mOnMade;                     ///< each file and link, once it is there
+};
 
-/// Unpacks a tar archive, plain or compressed by gzip, bzip2, xz or zstd, below an empty folder, and says
-/// what has been made. Owners, times, set-uid bits and the like are not taken over. `inOnBytes` is told how
-/// many bytes of the source are done with. Throws `Failure`, or what the source throws.
-std::map<std::string, ManifestEntry> Unpack(const ByteSource& inSource, const std::string& inFolder,
-                                            const ArchiveLimits& inLimits,
-                                            const std::function<void(std::uint64_t)>& inOnBytes);
+/// Unpacks a tar archive, plain or compressed by gzip, bzip2, xz or zstd, below an empty folder. Owners,
+/// times, set-uid bits and the like are not taken over. Throws `Failure`, `Cancelled` soon after `inStop` is
+/// asked for, or what the source and the watch throw.
+void Unpack(const ByteSource& inSource, const std::string& inFolder, const ArchiveLimits& inLimits,
+            const UnpackWatch& inWatch, const std::stop_token& inStop);
 
 }  // namespace orvane::plexa::zarnd

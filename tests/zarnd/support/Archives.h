@@ -16,8 +16,19 @@ struct Entry {
     unsigned mMode = 0644;
 };
 
-/// A tar archive; compressed with gzip if wanted.
-std::string MakeArchive(const std::vector<Entry>& inEntries, bool inIsCompressed = false);
+enum class Compression { kNone, kGzip, kBzip2, kXz, kZstd };
+
+/// A tar archive.
+std::string MakeArchive(const std::vector<Entry>& inEntries, Compression inCompression = Compression::kNone);
+
+/// Any text, compressed.
+std::string Compressed(const std::string& inText, Compression inCompression);
+
+/// One entry of a tar archive as no honest program writes it: a header of any type, and bytes behind it.
+std::string RawEntry(char inType, const std::string& inPath, const std::string& inTarget,
+                     const std::string& inBody);
+/// A header of the type 'x' (of the next entry) with one attribute.
+std::string RawAttribute(const std::string& inKey, const std::string& inValue);
 
 /// Bytes that don't compress and are not the same in any two places.
 std::string Noise(std::size_t inSize);

@@ -16,12 +16,21 @@ namespace zarnd_test {
 
 namespace {
 
-void Send(int inConnection, const std::string& inText) {
+// False when nobody listens any more.
+bool Send(int inConnection, const std::string& inText) {
     std::size_t sent = 0;
     while (sent != inText.size()) {
         const ssize_t count = ::send(inConnection, inText.data() + sent, inText.size() - sent, MSG_NOSIGNAL);
-        if (count <= 0) return;
+        if (count <= 0) return false;
         sent += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+void SendInPieces(int inConnection, const std::string& inText, const Answer& inAnswer) {
+    for (std::size_t place = 0; place < inText.size(); place += inAnswer.mPieceBytes) {
+        if (!Send(inConnection, inText.substr(place, inAnswer.mPieceBytes))) return;
+        std::this_thread::sleep_for(inAnswer.mPause);
     }
 }
 
@@ -113,8 +122,12 @@ void HttpServer::Serve(int inConnection) {
     const std::string body = answer.mBody.substr(0, answer.mCutAfter.value_or(std::string::npos));
     const std::size_t first = std::min(answer.mPauseAfter, body.size());
     Send(inConnection, text + "\r\n" + body.substr(0, first));
-    if (answer.mPause.count() > 0) std::this_thread::sleep_for(answer.mPause);
-    Send(inConnection, body.substr(first));
+    if (answer.mPieceBytes > 0) {
+        SendInPieces(inConnection, body.substr(first), answer);
+    } else {
+        if (answer.mPause.count() > 0) std::this_thread::sleep_for(answer.mPause);
+        Send(inConnection, body.substr(first));
+    }
     if (!answer.mStalls) ::shutdown(inConnection, SHUT_RDWR);
 }
 

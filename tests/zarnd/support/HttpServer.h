@@ -35,7 +35,8 @@ struct Answer {
     std::optional<std::size_t> mCutAfter = {};  ///< bytes of the body, after which it goes no further
     std::size_t mPauseAfter = 0;                ///< bytes of the body, after which it pauses
     std::chrono::milliseconds mPause{0};
-    bool mStalls = false;  ///< stays silent then, instead of hanging up
+    std::size_t mPieceBytes = 0;  ///< sent at a time, with the pause after each; 0: all at once
+    bool mStalls = false;         ///< stays silent then, instead of hanging up
 };
 
 /// Answers on 127.0.0.1, one thread a connection, one question each.
