@@ -8,7 +8,7 @@ set -eu
 build_packages="
     g++ cmake ninja-build pkg-config
     libboost1.81-dev libboost-json1.81-dev
-    libexpat1-dev libfmt-dev libspdlog-dev libcli11-dev
+    libexpat1-dev libfmt-dev libglib2.0-dev libspdlog-dev libcli11-dev
     libarchive-dev libbz2-dev libcurl4-openssl-dev liblzma-dev libssl-dev libzstd-dev zlib1g-dev
     libflatbuffers-dev flatbuffers-compiler
 "

@@ -1,6 +1,7 @@
 /// Everything that this library offers to a host.
 #pragma once
 
+#include "nuoplexasupport/Applications.h"
 #include "nuoplexasupport/Constants.h"
 #include "nuoplexasupport/IPlexaClient.h"
 #include "nuoplexasupport/Messaging.h"

@@ -1,4 +1,5 @@
 // Exceptions, time, call stacks and singleton terminations.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -156,6 +157,17 @@ TEST_F(SingletonTerminationsDeathTest, RunAtProcessExit) {
             std::exit(0);  // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
         },
         testing::ExitedWithCode(0), "^terminated\n$");
+}
+
+TEST_F(SingletonTerminationsDeathTest, KeepTheLibraryThatAddedThem) {
+    EXPECT_EXIT(
+        {
+            void* const library = ::dlopen(NUOCORE_TEST_LIBRARY, RTLD_NOW);
+            reinterpret_cast<void (*)()>(::dlsym(library, "AddsTermination"))();
+            ::dlclose(library);
+            std::exit(0);  // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
+        },
+        testing::ExitedWithCode(0), "^still there\n$");
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace nuocore::singleton {
 
 /// Adds a termination under a name that shows in diagnostics (null: "(unnamed)"). `RunSingletonTerminations`
 /// runs each once, last added first. What a termination throws is reported as an assertion, and the next one
-/// runs. Any thread.
+/// runs. The library that calls this isn't unloaded any more. Any thread.
 NUOCORE_API void AddTerminationForSingleton(const char* inName, std::function<void()> inTermination);
 
 /// Runs and forgets all terminations, those too that are added meanwhile. The host calls it at the end of its

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "KeepLoaded.h"
 #include "nuocore/Assertion.h"
 
 namespace nuocore::singleton {
@@ -62,6 +63,8 @@ struct RunAtExit {
 }  // namespace
 
 void AddTerminationForSingleton(const char* inName, std::function<void()> inTermination) {
+    // Unloading the caller would leave the table with a function that isn't there.
+    runtime::KeepLoaded(__builtin_return_address(0));
     Termination termination{inName != nullptr ? inName : "(unnamed)", std::move(inTermination)};
     Terminations& table = Table();
     const std::lock_guard lock(table.mLock);

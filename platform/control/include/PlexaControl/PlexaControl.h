@@ -1,0 +1,5 @@
+/// Everything that the control library offers.
+#pragma once
+
+#include "PlexaControl/Controller.h"
+#include "PlexaControl/ErrorCode.h"

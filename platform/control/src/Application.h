@@ -1,0 +1,22 @@
+/// An installed application.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "DesktopEntry.h"
+
+namespace orvane::plexa::control {
+
+struct Application {
+    DesktopEntry mEntry;
+    std::string mEntryFile;
+    std::string mProgram;  ///< as the command names it, absolute
+    std::string mPath;     ///< the file behind it, links resolved; UTF-8
+};
+
+/// Looks for the program that an entry starts: nothing when it, or the one that must be there too, is gone.
+/// Any thread.
+std::optional<Application> FindApplication(const DesktopEntry& inEntry, const std::string& inEntryFile);
+
+}  // namespace orvane::plexa::control

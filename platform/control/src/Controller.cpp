@@ -1,0 +1,157 @@
+#include "PlexaControl/Controller.h"
+
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Applications.h"
+#include "Launch.h"
+#include "Processes.h"
+#include "Trouble.h"
+
+namespace orvane::plexa::api5 {
+
+namespace {
+
+using control::Application;
+
+// What an operation gives when it can't do its work.
+template <typename Result, typename Operation>
+Result Guarded(Result inFailure, const Operation& inOperation) noexcept {
+    try {
+        return inOperation();
+    } catch (const std::exception& error) {
+        control::TraceTrouble(error.what());
+    } catch (...) {
+        control::TraceTrouble("an unknown exception");
+    }
+    return inFailure;
+}
+
+char* Copy(const std::string& inText) {
+    auto copy = std::make_unique<char[]>(inText.size() + 1);
+    std::memcpy(copy.get(), inText.c_str(), inText.size() + 1);
+    return copy.release();
+}
+
+class Controller final : public IPlexaController {
+  public:
+    Controller() : mApplications(control::DataFolders()) {}
+
+    void Reserved0() override {}
+    void Reserved1() override {}
+    void Reserved3() override {}
+    void Reserved9() override {}
+
+    bool LaunchApp(const char* inAppId, bool inNewInstance, const char* inArguments,
+                   void* /*inReserved*/) override {
+        return Guarded(false, [&] {
+            const std::optional<Application> application = Find(inAppId);
+            const auto arguments = inArguments != nullptr ? control::SplitWords(inArguments) : std::nullopt;
+            if (!application || !arguments) return false;
+            // So that of two callers at the same time one finds what the other has started.
+            const std::scoped_lock lock(mLaunching);
+            if (!inNewInstance && control::FindProcess(*application) != 0) return arguments->empty();
+            return control::Launch(*application, *arguments);
+        });
+    }
+
+    int GetProcessId(const char* inAppId, void* /*inReserved*/) override {
+        return Guarded(0, [&] {
+            const std::optional<Application> application = Find(inAppId);
+            return application ? control::FindProcess(*application) : 0;
+        });
+    }
+
+    bool CheckAppInstalled(const char* inAppId, void* /*inReserved*/) override {
+        return Guarded(false, [&] { return Find(inAppId).has_value(); });
+    }
+
+    bool GetAppPath(const char* inAppId, const char** outPath, void* /*inReserved*/) override {
+        return Guarded(false, [&] {
+            const std::optional<Application> application = outPath != nullptr ? Find(inAppId) : std::nullopt;
+            if (application) *outPath = Copy(application->mPath);
+            return application.has_value();
+        });
+    }
+
+    void ReleaseAppPath(const char* inPath) override { delete[] inPath; }
+
+    bool GetTargetSpecifierList(const char*** outSpecifiers, std::size_t* outCount,
+                                void* /*inReserved*/) override {
+        return Guarded(false, [&] {
+            if (outSpecifiers == nullptr || outCount == nullptr) return false;
+            const std::vector<std::string> ids = AppIds();
+            auto list = std::make_unique<const char*[]>(ids.size());
+            std::vector<std::unique_ptr<char[]>> texts;
+            for (const std::string& id : ids) texts.emplace_back(Copy(id));
+            for (std::size_t i = 0; i != ids.size(); ++i) list[i] = texts[i].release();
+            *outSpecifiers = list.release();
+            *outCount = ids.size();
+            return true;
+        });
+    }
+
+    void ReleaseTargetSpecifierList(const char** inSpecifiers, std::size_t inCount) override {
+        if (inSpecifiers == nullptr) return;
+        for (std::size_t i = 0; i != inCount; ++i) delete[] inSpecifiers[i];
+        delete[] inSpecifiers;
+    }
+
+  private:
+    std::optional<Application> Find(const char* inAppId) {
+        if (inAppId == nullptr) return std::nullopt;
+        const std::scoped_lock lock(mLooking);
+        return mApplications.Find(inAppId);
+    }
+    std::vector<std::string> AppIds() {
+        const std::scoped_lock lock(mLooking);
+        return mApplications.AppIds();
+    }
+
+    std::mutex mLooking;
+    control::Applications mApplications;
+    std::mutex mLaunching;
+};
+
+// Never destroyed: a host's statics may let go of the controller after this library's would be gone.
+struct Instance {
+    std::mutex mLock;
+    std::size_t mReferences = 0;
+    std::unique_ptr<Controller> mController;
+};
+
+Instance& TheInstance() {
+    static auto& sInstance = *new Instance;
+    return sInstance;
+}
+
+}  // namespace
+
+PlexaControlErrorCode IPlexaController::GetInstance(IPlexaController** outController) noexcept {
+    if (outController == nullptr) return kPlexaControlErrorCode_InvalidParameter;
+    *outController = nullptr;
+    return Guarded(kPlexaControlErrorCode_Unknown, [&] {
+        Instance& instance = TheInstance();
+        const std::scoped_lock lock(instance.mLock);
+        if (instance.mController == nullptr) instance.mController = std::make_unique<Controller>();
+        ++instance.mReferences;
+        *outController = instance.mController.get();
+        return kPlexaControlErrorCode_None;
+    });
+}
+
+void IPlexaController::ReleaseInstance() noexcept {
+    Instance& instance = TheInstance();
+    std::unique_ptr<Controller> last;
+    const std::scoped_lock lock(instance.mLock);
+    if (instance.mReferences != 0 && --instance.mReferences == 0) last = std::move(instance.mController);
+}
+
+}  // namespace orvane::plexa::api5

@@ -1,0 +1,74 @@
+#include "EntryFiles.h"
+
+#include <glib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <utility>
+
+namespace orvane::plexa::control {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t kMostFiles = 20000;
+constexpr std::size_t kMostFolders = 2000;
+constexpr int kDeepest = 8;
+constexpr std::string_view kSuffix = ".desktop";
+
+class Lister {
+  public:
+    EntryListing Take() { return std::move(mListing); }
+
+    void Visit(const std::string& inFolder, const std::string& inPrefix, int inDepth) {
+        if (mListing.mFolders.size() == kMostFolders) return;
+        const FileState state = StateOf(inFolder);
+        // Before it is read, so that what changes meanwhile shows.
+        mListing.mFolders.push_back({inFolder, state});
+        if (!S_ISDIR(state.mMode) || !mSeen.emplace(state.mDevice, state.mNode).second) return;
+        std::vector<std::string> names;
+        std::error_code error;
+        for (fs::directory_iterator entry(inFolder, error), end; !error && entry != end;
+             entry.increment(error))
+            names.push_back(entry->path().filename().string());
+        // So that the order doesn't depend on the file system's.
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names) Add(inFolder + '/' + name, inPrefix + name, inDepth);
+    }
+
+  private:
+    void Add(const std::string& inPath, const std::string& inId, int inDepth) {
+        const FileState state = StateOf(inPath);
+        if (S_ISDIR(state.mMode)) {
+            if (inDepth != kDeepest) Visit(inPath, inId + '-', inDepth + 1);
+        } else if (inId.ends_with(kSuffix) && mListing.mFiles.size() != kMostFiles &&
+                   mIds.insert(inId).second) {
+            mListing.mFiles.push_back({inPath, state});
+        }
+    }
+
+    EntryListing mListing;
+    std::set<std::pair<std::uint64_t, std::uint64_t>> mSeen;
+    std::set<std::string> mIds;
+};
+
+}  // namespace
+
+EntryListing ListEntries(const std::vector<std::string>& inDataFolders) {
+    Lister lister;
+    for (const std::string& folder : inDataFolders) lister.Visit(folder + "/applications", {}, 1);
+    return lister.Take();
+}
+
+std::vector<std::string> DataFolders() {
+    std::vector<std::string> folders{g_get_user_data_dir()};
+    for (const char* const* folder = g_get_system_data_dirs(); *folder != nullptr; ++folder)
+        folders.emplace_back(*folder);
+    return folders;
+}
+
+}  // namespace orvane::plexa::control

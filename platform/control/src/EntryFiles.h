@@ -1,0 +1,35 @@
+/// The desktop entry files of this desktop.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "FileState.h"
+
+namespace orvane::plexa::control {
+
+struct EntryFile {
+    std::string mPath;
+    FileState mState;
+};
+
+/// What the folders held, and how they were.
+struct EntryListing {
+    struct Folder {
+        std::string mPath;
+        FileState mState;
+    };
+    std::vector<Folder> mFolders;   ///< those that aren't there too
+    std::vector<EntryFile> mFiles;  ///< the most important first
+};
+
+/// Lists the entries below the folders "applications" of the data folders, the most important first. Of files
+/// that have the same name, with the folders between as its parts, the first counts only. Links to folders
+/// are followed, each folder counts once. Takes no more than 20,000 files, 2,000 folders and 8 levels.
+EntryListing ListEntries(const std::vector<std::string>& inDataFolders);
+
+/// The data folders of this user and system, the user's first; from the environment as it was when it was
+/// first asked for.
+std::vector<std::string> DataFolders();
+
+}  // namespace orvane::plexa::control

@@ -1,0 +1,27 @@
+/// What tells whether a file or folder is still the one that was looked at.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace orvane::plexa::control {
+
+/// All zero for what isn't there.
+struct FileState {
+    std::uint64_t mDevice = 0;
+    std::uint64_t mNode = 0;
+    std::uint64_t mSize = 0;
+    std::int64_t mChanged = 0;  ///< nanoseconds since 1970
+    std::uint32_t mMode = 0;
+
+    friend bool operator==(const FileState&, const FileState&) = default;
+};
+
+/// Follows symbolic links. Any thread.
+FileState StateOf(const std::string& inPath) noexcept;
+
+/// Whether a change after this state was taken would show in it: file systems count time in steps, so what
+/// was changed a moment ago can be changed once more without a trace.
+bool IsSettled(const FileState& inState) noexcept;
+
+}  // namespace orvane::plexa::control

@@ -1,0 +1,33 @@
+/// How a process knows which desktop entry has started it: two variables of its environment, which other
+/// launchers of this desktop set too.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orvane::plexa::control {
+
+inline constexpr std::string_view kLaunchFileVariable = "GIO_LAUNCHED_DESKTOP_FILE";
+inline constexpr std::string_view kLaunchProcessVariable = "GIO_LAUNCHED_DESKTOP_FILE_PID";
+
+/// The entry of an environment that names an entry file.
+inline std::string LaunchMark(const std::string& inEntryFile) {
+    return std::string(kLaunchFileVariable) + '=' + inEntryFile;
+}
+
+/// Whether an environment, entries that each end with a zero, says that this very process was started so.
+/// What it has started itself inherits the variables, but has another process id.
+inline bool HoldsLaunchMark(std::string_view inEnvironment, std::string_view inMark, int inProcessId) {
+    const std::string process = std::string(kLaunchProcessVariable) + '=' + std::to_string(inProcessId);
+    bool holdsMark = false;
+    bool holdsProcess = false;
+    while (!inEnvironment.empty()) {
+        const std::string_view entry = inEnvironment.substr(0, inEnvironment.find('\0'));
+        holdsMark = holdsMark || entry == inMark;
+        holdsProcess = holdsProcess || entry == process;
+        inEnvironment.remove_prefix(std::min(inEnvironment.size(), entry.size() + 1));
+    }
+    return holdsMark && holdsProcess;
+}
+
+}  // namespace orvane::plexa::control

@@ -1,0 +1,56 @@
+#include "SmallFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace orvane::plexa::control {
+
+namespace {
+
+class OpenFile {
+  public:
+    explicit OpenFile(const std::string& inPath)
+        : mDescriptor(::open(inPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile() {
+        if (mDescriptor >= 0) ::close(mDescriptor);
+    }
+    [[nodiscard]] bool IsRegular() const {
+        struct stat status {};
+        return mDescriptor >= 0 && ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode);
+    }
+    // Bytes read, 0 at the end, -1 upon an error.
+    [[nodiscard]] ssize_t Read(char* outBytes, std::size_t inSize) const {
+        for (;;) {
+            const ssize_t count = ::read(mDescriptor, outBytes, inSize);
+            if (count >= 0 || errno != EINTR) return count;
+        }
+    }
+
+  private:
+    int mDescriptor;
+};
+
+}  // namespace
+
+std::optional<std::string> ReadSmallFile(const std::string& inPath, std::size_t inLargest) {
+    const OpenFile file(inPath);
+    if (!file.IsRegular()) return std::nullopt;
+    std::string bytes;
+    std::array<char, 16384> part{};
+    for (;;) {
+        const ssize_t count = file.Read(part.data(), part.size());
+        if (count < 0) return std::nullopt;
+        if (count == 0) return bytes;
+        bytes.append(part.data(), static_cast<std::size_t>(count));
+        // Files of the system that describe processes tell no size beforehand.
+        if (bytes.size() > inLargest) return std::nullopt;
+    }
+}
+
+}  // namespace orvane::plexa::control

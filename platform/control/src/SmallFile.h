@@ -1,0 +1,14 @@
+/// Reading files of which nothing is known.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace orvane::plexa::control {
+
+/// The bytes of a regular file. Nothing when it can't be read, is something else or larger than inLargest.
+/// Never waits for a pipe's other end. Any thread.
+std::optional<std::string> ReadSmallFile(const std::string& inPath, std::size_t inLargest);
+
+}  // namespace orvane::plexa::control

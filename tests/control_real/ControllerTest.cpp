@@ -1,0 +1,157 @@
+// The controller as hosts meet it.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "PlexaControl/PlexaControl.h"
+#include "PrivateDesktop.h"
+
+namespace orvane::plexa::control {
+namespace {
+
+namespace fs = std::filesystem;
+using api5::IPlexaController;
+using testing::ElementsAre;
+
+// The environment is looked at once in a process, so all tests share a desktop.
+PrivateDesktop& Desktop() {
+    static PrivateDesktop sDesktop;
+    return sDesktop;
+}
+
+class Controller : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        ::setenv("XDG_DATA_HOME", (Desktop().Folder() / "user").c_str(), 1);
+        ::setenv("XDG_DATA_DIRS", (Desktop().Folder() / "system").c_str(), 1);
+    }
+    Controller() {
+        EXPECT_EQ(IPlexaController::GetInstance(&mController), api5::kPlexaControlErrorCode_None);
+    }
+    ~Controller() override { IPlexaController::ReleaseInstance(); }
+
+    std::vector<std::string> Specifiers() {
+        const char** list = nullptr;
+        std::size_t count = 0;
+        EXPECT_TRUE(mController->GetTargetSpecifierList(&list, &count, nullptr));
+        std::vector<std::string> specifiers(list, list + count);
+        mController->ReleaseTargetSpecifierList(list, count);
+        return specifiers;
+    }
+
+    IPlexaController* mController = nullptr;
+};
+
+TEST_F(Controller, ListsApplicationsInTheOrderOfTheirIds) {
+    Desktop().WriteEntry("x", "B-1", "/bin/sh");
+    Desktop().WriteEntry("y", "A-1", "/bin/sh", {}, true);
+    EXPECT_THAT(Specifiers(), ElementsAre("A-1", "B-1"));
+    for (const std::string& id : Specifiers()) {
+        EXPECT_TRUE(mController->CheckAppInstalled(id.c_str(), nullptr));
+        const char* path = nullptr;
+        ASSERT_TRUE(mController->GetAppPath(id.c_str(), &path, nullptr));
+        EXPECT_EQ(path, fs::canonical("/bin/sh").string());
+        mController->ReleaseAppPath(path);
+    }
+    fs::remove(Desktop().EntryPath("x"));
+    fs::remove(Desktop().EntryPath("y", true));
+    EXPECT_THAT(Specifiers(), testing::IsEmpty());
+}
+
+TEST_F(Controller, KnowsNothingOfWhatIsNotInstalled) {
+    EXPECT_FALSE(mController->CheckAppInstalled("none", nullptr));
+    EXPECT_EQ(mController->GetProcessId("none", nullptr), 0);
+    EXPECT_FALSE(mController->LaunchApp("none", true, "", nullptr));
+    const char* path = "left alone";
+    EXPECT_FALSE(mController->GetAppPath("none", &path, nullptr));
+    EXPECT_STREQ(path, "left alone");
+}
+
+TEST_F(Controller, RefusesNull) {
+    Desktop().WriteEntry("x", "B-1", "/bin/true");
+    EXPECT_FALSE(mController->CheckAppInstalled(nullptr, nullptr));
+    EXPECT_EQ(mController->GetProcessId(nullptr, nullptr), 0);
+    EXPECT_FALSE(mController->LaunchApp(nullptr, true, "", nullptr));
+    EXPECT_FALSE(mController->LaunchApp("B-1", true, nullptr, nullptr));
+    EXPECT_FALSE(mController->GetAppPath("B-1", nullptr, nullptr));
+    const char* path = nullptr;
+    EXPECT_FALSE(mController->GetAppPath(nullptr, &path, nullptr));
+    const char** list = nullptr;
+    std::size_t count = 0;
+    EXPECT_FALSE(mController->GetTargetSpecifierList(nullptr, &count, nullptr));
+    EXPECT_FALSE(mController->GetTargetSpecifierList(&list, nullptr, nullptr));
+    mController->ReleaseAppPath(nullptr);
+    mController->ReleaseTargetSpecifierList(nullptr, 3);
+    EXPECT_EQ(IPlexaController::GetInstance(nullptr), api5::kPlexaControlErrorCode_InvalidParameter);
+    fs::remove(Desktop().EntryPath("x"));
+}
+
+TEST_F(Controller, StartsWhatDoesNotRunAndKeepsWhatDoes) {
+    const std::string program = Desktop().MakeSleeper("sleeper").string();
+    Desktop().WriteEntry("x", "B-1", program + " 1000");
+    const auto find = [&] { return mController->GetProcessId("B-1", nullptr); };
+    EXPECT_TRUE(mController->LaunchApp("B-1", false, "", nullptr));
+    const int first = find();
+    EXPECT_NE(first, 0);
+    EXPECT_TRUE(mController->LaunchApp("B-1", false, " ", nullptr));
+    // Nobody would get the argument.
+    EXPECT_FALSE(mController->LaunchApp("B-1", false, "1001", nullptr));
+    EXPECT_FALSE(mController->LaunchApp("B-1", true, "'open", nullptr));
+    ::kill(first, SIGKILL);
+    EXPECT_TRUE(Await([&] { return find() == 0; }));
+    EXPECT_TRUE(mController->LaunchApp("B-1", true, "", nullptr));
+    EXPECT_TRUE(mController->LaunchApp("B-1", true, "", nullptr));
+    const int second = find();
+    ::kill(second, SIGKILL);
+    EXPECT_TRUE(Await([&] { return find() != 0 && find() != second; }));
+    ::kill(find(), SIGKILL);
+    EXPECT_TRUE(Await([&] { return find() == 0; }));
+    fs::remove(Desktop().EntryPath("x"));
+}
+
+TEST_F(Controller, IsOneAsLongAsAReferenceIsHeld) {
+    IPlexaController* other = nullptr;
+    ASSERT_EQ(IPlexaController::GetInstance(&other), api5::kPlexaControlErrorCode_None);
+    EXPECT_EQ(other, mController);
+    IPlexaController::ReleaseInstance();
+    EXPECT_FALSE(mController->CheckAppInstalled("none", nullptr));
+}
+
+TEST_F(Controller, MayBeReleasedOnceTooOften) {
+    IPlexaController::ReleaseInstance();
+    IPlexaController::ReleaseInstance();
+    ASSERT_EQ(IPlexaController::GetInstance(&mController), api5::kPlexaControlErrorCode_None);
+    EXPECT_FALSE(mController->CheckAppInstalled("none", nullptr));
+}
+
+TEST_F(Controller, ServesManyThreadsThatComeAndGo) {
+    Desktop().WriteEntry("x", "B-1", "/bin/sh");
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread != 4; ++thread)
+        threads.emplace_back([&] {
+            for (int call = 0; call != 50; ++call) {
+                IPlexaController* controller = nullptr;
+                IPlexaController::GetInstance(&controller);
+                if (!controller->CheckAppInstalled("B-1", nullptr)) ++wrong;
+                IPlexaController::ReleaseInstance();
+            }
+        });
+    // The thread's own reference comes and goes meanwhile.
+    for (int call = 0; call != 50; ++call) {
+        IPlexaController::ReleaseInstance();
+        IPlexaController::GetInstance(&mController);
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
+    fs::remove(Desktop().EntryPath("x"));
+}
+
+}  // namespace
+}  // namespace orvane::plexa::control

@@ -1,0 +1,103 @@
+// Which files are entries.
+#include "EntryFiles.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "PrivateDesktop.h"
+#include "SmallFile.h"
+
+namespace orvane::plexa::control {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+
+class EntryFiles : public testing::Test {
+  protected:
+    // The paths of the entries below the desktop's folder.
+    std::vector<std::string> List() const {
+        std::vector<std::string> paths;
+        for (const EntryFile& file : ListEntries(mDesktop.DataFolders()).mFiles)
+            paths.push_back(fs::path(file.mPath).lexically_relative(mDesktop.Folder()).string());
+        return paths;
+    }
+    void Touch(const std::string& inPath) const {
+        fs::create_directories((mDesktop.Folder() / inPath).parent_path());
+        WriteFile(mDesktop.Folder() / inPath, "");
+    }
+
+    PrivateDesktop mDesktop;
+};
+
+TEST_F(EntryFiles, AreListedTheUsersFirst) {
+    Touch("system/applications/a.desktop");
+    Touch("user/applications/c.desktop");
+    Touch("user/applications/b.desktop");
+    Touch("user/applications/b.desktop.bak");
+    Touch("user/b.desktop");
+    EXPECT_THAT(List(), ElementsAre("user/applications/b.desktop", "user/applications/c.desktop",
+                                    "system/applications/a.desktop"));
+}
+
+TEST_F(EntryFiles, OfOneNameCountOnce) {
+    Touch("user/applications/vendor/a.desktop");
+    Touch("system/applications/vendor-a.desktop");
+    Touch("system/applications/vendor/b.desktop");
+    EXPECT_THAT(List(),
+                ElementsAre("user/applications/vendor/a.desktop", "system/applications/vendor/b.desktop"));
+}
+
+TEST_F(EntryFiles, InFoldersThatLeadBackAreListedOnce) {
+    Touch("user/applications/sub/a.desktop");
+    fs::create_symlink("..", mDesktop.Folder() / "user/applications/sub/up");
+    fs::create_symlink("loop.desktop", mDesktop.Folder() / "user/applications/loop.desktop");
+    const auto files = List();
+    EXPECT_EQ(std::count(files.begin(), files.end(), "user/applications/sub/a.desktop"), 1);
+}
+
+TEST_F(EntryFiles, MayBeLinks) {
+    Touch("elsewhere/a.desktop");
+    fs::create_symlink(mDesktop.Folder() / "elsewhere/a.desktop", mDesktop.EntryPath("link"));
+    fs::create_directory_symlink(mDesktop.Folder() / "elsewhere",
+                                 mDesktop.Folder() / "user/applications/more");
+    EXPECT_THAT(List(), ElementsAre("user/applications/link.desktop", "user/applications/more/a.desktop"));
+}
+
+TEST_F(EntryFiles, AreLookedForOnlySoDeep) {
+    std::string folder = "user/applications";
+    for (int i = 0; i != 10; ++i) {
+        folder += "/d";
+        Touch(folder + "/x.desktop");
+    }
+    EXPECT_EQ(List().size(), 7U);
+}
+
+TEST_F(EntryFiles, FoldersThatAreNotThereAreRemembered) {
+    const auto listing = ListEntries({(mDesktop.Folder() / "none").string()});
+    ASSERT_EQ(listing.mFolders.size(), 1U);
+    EXPECT_EQ(listing.mFolders[0].mState, FileState());
+}
+
+TEST_F(EntryFiles, ThatAreNoRegularFilesAreNotRead) {
+    const std::string pipe = (mDesktop.Folder() / "pipe").string();
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(ReadSmallFile(pipe, 100), std::nullopt);
+    EXPECT_EQ(ReadSmallFile(mDesktop.Folder().string(), 100), std::nullopt);
+    EXPECT_EQ(ReadSmallFile((mDesktop.Folder() / "none").string(), 100), std::nullopt);
+}
+
+TEST_F(EntryFiles, ThatAreTooLargeAreNotRead) {
+    const fs::path file = mDesktop.Folder() / "file";
+    WriteFile(file, std::string(20000, 'x'));
+    EXPECT_EQ(ReadSmallFile(file.string(), 20000), std::string(20000, 'x'));
+    EXPECT_EQ(ReadSmallFile(file.string(), 19999), std::nullopt);
+}
+
+}  // namespace
+}  // namespace orvane::plexa::control

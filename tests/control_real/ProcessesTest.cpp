@@ -1,0 +1,124 @@
+// Which processes are those of an application.
+#include "Processes.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include "LaunchMark.h"
+#include "PrivateDesktop.h"
+#include "support/ChildProcess.h"
+
+namespace orvane::plexa::control {
+namespace {
+
+namespace fs = std::filesystem;
+using support::ChildProcess;
+
+class ApplicationProcesses : public testing::Test {
+  protected:
+    PrivateDesktop mDesktop;
+};
+
+TEST_F(ApplicationProcesses, AreKnownByTheirExecutable) {
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program));
+    EXPECT_EQ(FindProcess(application), 0);
+    ChildProcess process({{program, "1000"}});
+    EXPECT_EQ(FindProcess(application), process.Id());
+    process.Signal(SIGKILL);
+    // Dead, and dead but not yet waited for, is the same.
+    EXPECT_TRUE(Await([&] { return FindProcess(application) == 0; }));
+    process.Wait();
+    EXPECT_EQ(FindProcess(application), 0);
+}
+
+TEST_F(ApplicationProcesses, TheOldestCounts) {
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program));
+    ChildProcess first({{program, "1000"}});
+    // The clock of starts ticks a hundred times a second.
+    ::usleep(30000);
+    ChildProcess second({{program, "1000"}});
+    EXPECT_EQ(FindProcess(application), first.Id());
+    first.Signal(SIGKILL);
+    first.Wait();
+    EXPECT_EQ(FindProcess(application), second.Id());
+}
+
+TEST_F(ApplicationProcesses, StayKnownWhenTheirExecutableIsReplacedOrRemoved) {
+    const fs::path program = mDesktop.MakeSleeper("app");
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program));
+    ChildProcess process({{program.string(), "1000"}});
+    fs::rename(mDesktop.MakeSleeper("app.new"), program);
+    EXPECT_EQ(FindProcess(application), process.Id());
+    fs::remove(program);
+    EXPECT_EQ(FindProcess(application), process.Id());
+}
+
+TEST_F(ApplicationProcesses, OfAScriptAreKnownByTheInterpretersWords) {
+    const fs::path script = mDesktop.MakeScript("app", "#!/bin/sh\nread line\n");
+    fs::create_symlink(script, mDesktop.Folder() / "link");
+    const Application application =
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", (mDesktop.Folder() / "link").string()));
+    ChildProcess other({{"/bin/sleep", "1000", script.string()}});
+    ChildProcess direct({{script.string()}, {}, {}});
+    // It ends at once, as its input does.
+    direct.Wait();
+    EXPECT_EQ(FindProcess(application), 0);
+    const fs::path waits = mDesktop.MakeScript("waits", "#!/bin/sh -e\nsleep 1000\n");
+    const Application waiting = PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", waits.string()));
+    ChildProcess process({{waits.string()}});
+    EXPECT_TRUE(Await([&] { return FindProcess(waiting) == process.Id(); }));
+}
+
+TEST_F(ApplicationProcesses, OfAScriptBehindItsInterpreterMustHaveThatScript) {
+    const fs::path script = mDesktop.MakeScript("app.sh", "sleep 1000\n");
+    const Application application =
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", "sh " + script.string() + " %F"));
+    ChildProcess other({{"/bin/sh", "-c", "sleep 1000; true"}});
+    ChildProcess process({{"/bin/sh", script.string()}});
+    EXPECT_TRUE(Await([&] { return FindProcess(application) == process.Id(); }));
+}
+
+TEST_F(ApplicationProcesses, OfOtherUsersDoNotCount) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can become another user";
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program));
+    fs::permissions(mDesktop.Folder(), fs::perms{0711});
+    fs::permissions(mDesktop.Folder() / "bin", fs::perms{0711});
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::setuid(65534) == 0) ::execl(program.c_str(), program.c_str(), "1000", nullptr);
+        ::_exit(1);
+    }
+    ASSERT_TRUE(Await([&] { return ReadFile("/proc/" + std::to_string(child) + "/comm") == "app\n"; }));
+    EXPECT_EQ(FindProcess(application), 0);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
+
+TEST_F(ApplicationProcesses, TheWordsOfAnotherProgramDoNotCount) {
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program));
+    ChildProcess other({{"/bin/sh", "-c", "sleep 1000; true", "x", program}});
+    EXPECT_EQ(FindProcess(application), 0);
+}
+
+TEST(LaunchMark, CountsOnlyWithTheProcessItself) {
+    const std::string mark = LaunchMark("/a.desktop");
+    using std::string_literals::operator""s;
+    EXPECT_TRUE(HoldsLaunchMark("A=b\0"s + mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 12));
+    EXPECT_FALSE(HoldsLaunchMark(mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 123));
+    EXPECT_FALSE(HoldsLaunchMark(mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=123\0"s, mark, 12));
+    EXPECT_FALSE(HoldsLaunchMark(mark + "x\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 12));
+    EXPECT_FALSE(HoldsLaunchMark("GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 12));
+    EXPECT_FALSE(HoldsLaunchMark("", mark, 12));
+}
+
+}  // namespace
+}  // namespace orvane::plexa::control
