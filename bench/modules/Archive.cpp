@@ -20,6 +20,7 @@ namespace {
 constexpr std::size_t kLargeBytes = std::size_t{4} << 20U;
 constexpr std::size_t kSmallBytes = 4000;
 constexpr int kSmallOfEachLarge = 16;
+constexpr int kFilesOfFolder = 100;
 
 class Writer {
   public:
@@ -66,10 +67,20 @@ std::string DigestOf(const std::filesystem::path& inPath) {
     return digest.Finish();
 }
 
+orvane::plexa::zarnd::ModuleSpec Describe(const std::filesystem::path& inPath, std::uint64_t inUnpacked) {
+    orvane::plexa::zarnd::ModuleSpec module;
+    module.mId = "BENCH";
+    module.mVersion = "1";
+    module.mSize = std::filesystem::file_size(inPath);
+    module.mSha256 = DigestOf(inPath);
+    module.mUnpackedSize = inUnpacked;
+    return module;
+}
+
 }  // namespace
 
-orvane::plexa::zarnd::ModuleSpec WriteArchive(const std::filesystem::path& inPath, std::uint64_t inSize,
-                                              bool inIsCompressed) {
+orvane::plexa::zarnd::ModuleSpec WriteLargeArchive(const std::filesystem::path& inPath, std::uint64_t inSize,
+                                                   bool inIsCompressed) {
     Writer writer(inPath, inIsCompressed);
     std::uint64_t written = 0;
     for (int number = 0; written < inSize; ++number) {
@@ -81,13 +92,19 @@ orvane::plexa::zarnd::ModuleSpec WriteArchive(const std::filesystem::path& inPat
         written += kLargeBytes + kSmallOfEachLarge * kSmallBytes;
     }
     writer.Close();
-    orvane::plexa::zarnd::ModuleSpec module;
-    module.mId = "BENCH";
-    module.mVersion = "1";
-    module.mSize = std::filesystem::file_size(inPath);
-    module.mSha256 = DigestOf(inPath);
-    module.mUnpackedSize = written;
-    return module;
+    return Describe(inPath, written);
+}
+
+orvane::plexa::zarnd::ModuleSpec WriteArchiveOfFiles(const std::filesystem::path& inPath, int inFiles,
+                                                     bool inIsCompressed) {
+    Writer writer(inPath, inIsCompressed);
+    for (int number = 0; number != inFiles; ++number) {
+        writer.File("a-folder-of-the-module/part" + std::to_string(number / kFilesOfFolder) +
+                        "/a-file-with-an-ordinary-name-" + std::to_string(number) + ".dat",
+                    kSmallBytes);
+    }
+    writer.Close();
+    return Describe(inPath, static_cast<std::uint64_t>(inFiles) * kSmallBytes);
 }
 
 }  // namespace bench
