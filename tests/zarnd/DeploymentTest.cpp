@@ -38,7 +38,8 @@ PlannedModule Planned(const std::string& inText, std::uint64_t inWeight) {
 
 class Deploying : public testing::Test, protected IDeploymentActions {
   protected:
-    void StartWork(const ModuleKey& inKey, const ModuleSpec& /*inModule*/) override {
+    void StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) override {
+        mSpecs[inKey.mModule] = inModule;
         EXPECT_TRUE(mWorking.insert(inKey.mModule).second) << inKey.mModule << " is worked on twice at once";
         EXPECT_LE(mWorking.size(), Deployment::kMaxWorking);
         ++mStarted[inKey.mModule];
@@ -53,7 +54,13 @@ class Deploying : public testing::Test, protected IDeploymentActions {
                  const std::string& inVersion = "20.0") {
         Plan plan;
         for (const std::string& text : inPlan) plan.push_back(Planned(text, 100));
-        mDeployment.OnRequest({inAsker, {"QRTX", plan.back().mSpec.mId}, inVersion}, plan, mNow);
+        RequestPlan(inAsker, plan, inVersion);
+    }
+    void RequestPlan(const Asker& inAsker, const Plan& inPlan, const std::string& inVersion = "20.0") {
+        mDeployment.OnRequest({inAsker, {"QRTX", inPlan.back().mSpec.mId}, inVersion}, inPlan, mNow);
+    }
+    void Refuse(const Asker& inAsker, const std::string& inModule) {
+        mDeployment.Refuse({inAsker, {"QRTX", inModule}, "20.0"}, {ErrorCode::kUnknownModule, "no such"});
     }
     bool Cancel(const Asker& inAsker, const std::string& inModule) {
         return mDeployment.OnCancel(inAsker, {"QRTX", inModule});
@@ -74,6 +81,7 @@ class Deploying : public testing::Test, protected IDeploymentActions {
     std::set<std::string> mWorking;
     std::set<std::string> mStopped;
     std::map<std::string, int> mStarted;
+    std::map<std::string, ModuleSpec> mSpecs;  // of the latest work
     std::vector<std::string> mTold;
     std::string mVersion;
     ProgressMeter::Time mNow = kBegin;
@@ -217,6 +225,113 @@ TEST_F(Deploying, BeginsAnewForWhoAsksWhileItIsBeingStopped) {
     EXPECT_EQ(mStarted["A"], 2);
 }
 
+TEST_F(Deploying, OwesOneEndToWhoAsksAgainWhileItsWorkIsBeingStopped) {
+    Request(kAnna, {"A"});
+    Share("A", 0.9);
+    Cancel(kAnna, "A");
+    Request(kAnna, {"A"}, "20.1");
+    Done("A", CancelledByAsker{});
+    EXPECT_EQ(mStarted["A"], 2);
+    // An end of the first request would be one for the second, and its progress goes on where it was.
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "AA 90"));
+    Share("A", 0.5);
+    Share("A", 0.95);
+    Done("A");
+    EXPECT_THAT(Told(), ElementsAre("AA 95", "AA 100", "AA completed"));
+    EXPECT_EQ(mVersion, "20.1");
+}
+
+TEST_F(Deploying, TakesARequestBackForGoodThatWasMadeAgainAndTakenBackAgain) {
+    Request(kAnna, {"A"});
+    Cancel(kAnna, "A");
+    Request(kAnna, {"A"});
+    EXPECT_TRUE(Cancel(kAnna, "A"));
+    Done("A", CancelledByAsker{});
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "AA cancelled"));
+    EXPECT_EQ(mStarted["A"], 1);
+    EXPECT_TRUE(mDeployment.IsIdle());
+}
+
+TEST_F(Deploying, BeginsAnewWithWhatTheCatalogueSaysThen) {
+    Plan plan = {Planned("A", 100)};
+    plan.back().mSpec.mVersion = "1";
+    RequestPlan(kAnna, plan);
+    Cancel(kAnna, "A");
+    plan = {Planned("B", 100), Planned("A<B", 100)};
+    plan.back().mSpec.mVersion = "2";
+    RequestPlan(kBert, plan);
+    EXPECT_THAT(mWorking, ElementsAre("A", "B"));
+    // What was too late to be stopped is not what Bert has asked for.
+    Done("A", Completed{});
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "BA 0", "AA completed"));
+    EXPECT_THAT(mWorking, ElementsAre("B"));
+    Done("B");
+    EXPECT_EQ(mSpecs["A"].mVersion, "2");
+    Done("A");
+    EXPECT_THAT(Told(), ElementsAre("BA 100", "BA completed"));
+}
+
+TEST_F(Deploying, ForgetsWhatIsNeededByWorkThatDoesNotBeginAnew) {
+    Request(kAnna, {"A"});
+    Cancel(kAnna, "A");
+    Request(kBert, {"B", "A<B"});
+    Cancel(kBert, "A");
+    EXPECT_THAT(mStopped, ElementsAre("A", "B"));
+    Done("B", CancelledByAsker{});
+    Done("A", CancelledByAsker{});
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "BA 0", "AA cancelled", "BA cancelled"));
+    EXPECT_TRUE(mDeployment.IsIdle());
+}
+
+TEST_F(Deploying, FailsWhoWaitsForStoppedWorkWhenWhatItNeedsFails) {
+    Request(kAnna, {"A"});
+    Cancel(kAnna, "A");
+    Request(kBert, {"B", "A<B"});
+    Done("B", Error{ErrorCode::kDiskFull, "full"});
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "BA 0", "BA error 341 the needed module B: full"));
+    Done("A", CancelledByAsker{});
+    EXPECT_THAT(Told(), ElementsAre("AA cancelled"));
+    EXPECT_EQ(mStarted["A"], 1);
+    EXPECT_TRUE(mDeployment.IsIdle());
+}
+
+TEST_F(Deploying, LetsTwoModulesOfTwoCataloguesNotWaitForEachOther) {
+    Request(kAnna, {"A"});
+    Cancel(kAnna, "A");
+    Request(kBert, {"A", "B<A"});
+    Request(kAnna, {"B", "A<B"});  // by now it is the other way round
+    Done("A", CancelledByAsker{});
+    Done("A");
+    Done("B");
+    EXPECT_TRUE(mDeployment.IsIdle());
+}
+
+TEST_F(Deploying, EndsNoRequestBecauseAnotherOneOfTheSameAskerIsRefused) {
+    Request(kAnna, {"A"});
+    EXPECT_TRUE(mDeployment.IsAwaited(kAnna, {"QRTX", "A"}));
+    Refuse(kAnna, "A");
+    Refuse(kBert, "A");
+    Done("A");
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "BA error 203 no such", "AA 100", "AA completed"));
+    // One that has been taken back ends with the refusal.
+    Request(kAnna, {"A"});
+    Cancel(kAnna, "A");
+    Refuse(kAnna, "A");
+    Done("A", CancelledByAsker{});
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "AA error 203 no such"));
+    EXPECT_TRUE(mDeployment.IsIdle());
+}
+
+TEST_F(Deploying, ShowsTheProgressOfWhatSeemedToBeThere) {
+    Plan plan = {Planned("B", 0), Planned("A<B", 100)};
+    plan.front().mSpec.mSize = 300;
+    RequestPlan(kAnna, plan);
+    Share("B", 0.4);
+    Done("B");
+    Share("A", 0.5);
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "AA 30", "AA 87"));
+}
+
 TEST_F(Deploying, WorksOnThreeAtATimeInTheOrderOfTheRequests) {
     for (const char* const module : {"A", "B", "C", "D", "E"}) Request(kAnna, {module});
     EXPECT_THAT(mWorking, ElementsAre("A", "B", "C"));
@@ -232,6 +347,8 @@ TEST_F(Deploying, RefusesMoreRequestsThanItCanRemember) {
     Told();
     Request(kBert, {"A"});
     EXPECT_THAT(Told(), ElementsAre("BA error 205 too many modules are being asked for"));
+    Request({"ANNA-1", 0, 1}, {"A"});  // one of those that wait already
+    EXPECT_THAT(Told(), IsEmpty());
     Done("A");
     Told();
     Request(kBert, {"A"});
@@ -249,6 +366,28 @@ TEST_F(Deploying, EndsAllRequestsWhenItEnds) {
     EXPECT_THAT(Told(), IsEmpty());
 }
 
+TEST_F(Deploying, TellsEachModulesHeldBackProgressWhenItIsDue) {
+    EXPECT_EQ(mDeployment.NextTime(), std::nullopt);
+    Request(kAnna, {"A"});
+    Request(kAnna, {"B"});
+    EXPECT_EQ(mDeployment.NextTime(), std::nullopt);
+    mDeployment.OnShare({"QRTX", "B"}, 0.2, mNow + 10ms);
+    mDeployment.OnShare({"QRTX", "A"}, 0.1, mNow + 60ms);
+    mDeployment.OnShare({"QRTX", "A"}, 0.2, mNow + 70ms);
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "AB 0", "AA 10"));
+    EXPECT_EQ(mDeployment.NextTime(), mNow + 50ms);
+    mDeployment.OnTime(mNow + 49ms);
+    EXPECT_THAT(Told(), IsEmpty());
+    mDeployment.OnTime(mNow + 109ms);
+    EXPECT_THAT(Told(), ElementsAre("AB 20"));
+    EXPECT_EQ(mDeployment.NextTime(), mNow + 110ms);
+    // Whom it was meant for has gone.
+    Cancel(kAnna, "A");
+    EXPECT_EQ(mDeployment.NextTime(), std::nullopt);
+    mDeployment.OnTime(mNow + 1s);
+    EXPECT_THAT(Told(), IsEmpty());
+}
+
 TEST_F(Deploying, KnowsWhatMustNotBeRemovedMeanwhile) {
     Request(kAnna, {"B", "A<B"});
     Done("B");
@@ -260,20 +399,30 @@ TEST_F(Deploying, KnowsWhatMustNotBeRemovedMeanwhile) {
 
 namespace {
 
-/// Follows what each asker is told of each module: once ended, silent until asked again.
+/// Follows what each asker is told of each module: once ended, silent until asked again; what is told rises.
 class RandomDeploying : public Deploying {
   protected:
     void Tell(const Asker& inAsker, const DeploymentEvent& inEvent) override {
         const std::string who = inAsker.mAppId + inEvent.mKey.mModule;
+        EXPECT_TRUE(mOwed.contains(who)) << who << " hears " << TextOf(inEvent.mCourse) << ", owed nothing";
         if (const auto* const progress = std::get_if<Progress>(&inEvent.mCourse)) {
-            EXPECT_GT(mOwed[who], 0) << who << " hears of progress and is owed nothing";
+            EXPECT_GT(progress->mPercent, mOwed[who]) << who;
             EXPECT_LE(progress->mPercent, 100);
-        } else {
-            EXPECT_GT(mOwed[who]--, 0) << who << " hears of an end and is owed none";
+            EXPECT_TRUE(mPending.contains(who)) << who << " hears of progress after its cancellation";
+            mOwed[who] = progress->mPercent;
+            return;
         }
+        if (std::holds_alternative<CancelledByAsker>(inEvent.mCourse)) {
+            EXPECT_FALSE(mPending.contains(who)) << who << " is cancelled, and has not asked for it";
+        }
+        if (std::holds_alternative<Completed>(inEvent.mCourse) && mPending.contains(who)) {
+            EXPECT_EQ(mOwed[who], 100) << who << " is not told the last step";
+        }
+        mOwed.erase(who);
+        mPending.erase(who);
     }
 
-    std::map<std::string, int> mOwed;  // ends
+    std::map<std::string, int> mOwed;  // an end; and the percentage told last
     std::set<std::string> mPending;    // asked for and not cancelled
 };
 
@@ -290,13 +439,23 @@ TEST_F(RandomDeploying, OwesEachRequestExactlyOneEnd) {
         const std::string module = plan.back().substr(0, 1);
         const std::string who = asker.mAppId + module;
         const std::size_t what = pick(10);
+        mNow += std::chrono::milliseconds(pick(60));
+        mDeployment.OnTime(mNow);
         if (what < 3) {
-            // One that was taken back while its work goes on is owed an end of its own.
-            if (mOwed[who] == 0 || !mPending.contains(who)) ++mOwed[who];
+            mOwed.try_emplace(who, -1);
             mPending.insert(who);
-            Request(asker, plan);
+            if (pick(20) != 0) {
+                Request(asker, plan);
+            } else if (mDeployment.IsAwaited(asker, {"QRTX", module})) {
+                Refuse(asker, module);
+                EXPECT_TRUE(mPending.contains(who));
+            } else {
+                Refuse(asker, module);
+                EXPECT_FALSE(mOwed.contains(who));
+            }
         } else if (what < 5) {
-            if (Cancel(asker, module)) mPending.erase(who);
+            const bool wasPending = mPending.erase(who) != 0;
+            EXPECT_EQ(Cancel(asker, module), wasPending);
         } else if (!mWorking.empty()) {
             const std::string done =
                 *std::next(mWorking.begin(), static_cast<std::ptrdiff_t>(pick(mWorking.size())));
@@ -308,13 +467,11 @@ TEST_F(RandomDeploying, OwesEachRequestExactlyOneEnd) {
                 Done(done, pick(4) == 0 ? Outcome(Error{ErrorCode::kDiskFull, ""}) : Outcome(Completed{}));
             }
         }
-        for (auto entry = mPending.begin(); entry != mPending.end();) {
-            entry = mOwed[*entry] == 0 ? mPending.erase(entry) : std::next(entry);
-        }
     }
     while (!mWorking.empty()) Done(*mWorking.begin());
     EXPECT_TRUE(mDeployment.IsIdle());
-    for (const auto& [who, owed] : mOwed) EXPECT_EQ(owed, 0) << who;
+    EXPECT_THAT(mOwed, IsEmpty());
+    EXPECT_EQ(mDeployment.NextTime(), std::nullopt);
 }
 
 }  // namespace zarnd_test

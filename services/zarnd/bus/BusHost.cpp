@@ -43,11 +43,11 @@ Asker AskerOf(const api5::EndPoint& inEndPoint) {
 
 }  // namespace
 
-BusHost::BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
-                 EndPointsTaker inEndPointsTaker)
-    : mTypes(inTypes.begin(), inTypes.end()),
-      mTaker(std::move(inTaker)),
-      mEndPointsTaker(std::move(inEndPointsTaker)) {
+void BusHost::Join(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
+                   EndPointsTaker inEndPointsTaker) {
+    mTypes.insert(inTypes.begin(), inTypes.end());
+    mTaker = std::move(inTaker);
+    mEndPointsTaker = std::move(inEndPointsTaker);
     nuocore::config::SetProductConfig({"zarnd", nuocore::UTF8String(inVersion), {}});
     api5::SetInterest(inTypes.data(), inTypes.size());
     nuoplexasupport::Startup();
@@ -57,17 +57,20 @@ BusHost::BusHost(const std::string& inVersion, std::span<const char* const> inTy
         throw std::runtime_error("cannot join the message bus: the message library answers with code " +
                                  std::to_string(code) + "; is the broker's program installed?");
     }
+    mHasJoined = true;
     mDispatcher->AddListener(this);
     mDispatcher->EnableListener(this);
     mDispatcher->RegisterEndPointRefreshCallback(&OnRefresh, this);
 }
 
-BusHost::~BusHost() {
-    mDispatcher->UnregisterEndPointRefreshCallback(&OnRefresh, this);
-    mDispatcher->DisableListener(this);
-    mDispatcher->RemoveListener(this);
-    api5::IPlexaMessageDispatcher::ReleaseInstance();
-    nuoplexasupport::Shutdown();
+void BusHost::Leave() {
+    if (std::exchange(mHasJoined, false)) {
+        mDispatcher->UnregisterEndPointRefreshCallback(&OnRefresh, this);
+        // This listener goes with the last reference, which ends all deliveries. Taken back before, it would
+        // miss messages that then count as received.
+        api5::IPlexaMessageDispatcher::ReleaseInstance();
+        nuoplexasupport::Shutdown();
+    }
 }
 
 void BusHost::OnRefresh(void* inThis) {
@@ -96,7 +99,8 @@ void BusHost::Receive(const api5::PlexaMessage& inMessage) {
     std::string type = TypeOf(*message);
     if (!mTypes.contains(type)) return;
     if (message->GetPayloadSize() > kMaxQuestionBytes) {
-        Note("a message of " + AskerOf(message->GetSource()).mAppId + " is too long to be a question");
+        NoteProvoked("a message of " + AskerOf(message->GetSource()).mAppId +
+                     " is too long to be a question");
         return;
     }
     std::string payload(message->GetPayloadSize() + 1, '\0');
@@ -112,8 +116,8 @@ void BusHost::Send(const Asker& inTo, const std::string& inType, const std::stri
     message.SetDestination({inTo.mAppId.c_str(), inTo.mInstance, inTo.mProcessId});
     const api5::PlexaMessageErrorCode code = mDispatcher->SendMessage(message);
     if (code != api5::kPlexaMessageErrorCode_None && code != api5::kPlexaMessageErrorCode_AlreadyDone) {
-        Note("a message to " + inTo.mAppId + " is refused: the message library answers with code " +
-             std::to_string(code));
+        NoteProvoked("a message to " + inTo.mAppId + " is refused: the message library answers with code " +
+                     std::to_string(code));
     }
 }
 

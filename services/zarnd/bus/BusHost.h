@@ -13,10 +13,10 @@
 
 namespace orvane::plexa::zarnd {
 
-/// Holds the library's `Startup` for its life. It listens and sends at the message library beside it: the
-/// library takes request ids out of what it hands to clients, and sends to the first process of an app id
-/// where one of several is meant. The connection comes back by itself after a restart of the broker. `Send`
-/// on any thread.
+/// Holds the library's `Startup` while it is on the bus. It listens and sends at the message library beside
+/// it: the library takes request ids out of what it hands to clients, and sends to the first process of an
+/// app id where one of several is meant. The connection comes back by itself after a restart of the broker.
+/// `Send` on any thread.
 class BusHost final : public IPort, private api5::IPlexaMessageListener {
   public:
     /// Takes messages, on the delivery thread.
@@ -26,12 +26,17 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
     /// A message with a longer payload is none of this service's.
     static constexpr std::size_t kMaxQuestionBytes = std::size_t{16} << 10U;
 
+    BusHost() = default;
+    ~BusHost() override { Leave(); }
+
     /// Joins the bus as "zarnd-VERSION", for messages of some types. Throws `std::runtime_error` when there
-    /// is no broker to be had.
-    BusHost(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
-            EndPointsTaker inEndPointsTaker);
-    /// Leaves; waits until what was sent has been handed over, 5 s at most.
-    ~BusHost() override;
+    /// is no broker to be had. Once.
+    void Join(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
+              EndPointsTaker inEndPointsTaker);
+    /// Leaves; waits until what was sent has been handed over, 5 s at most. Messages are taken up to the end:
+    /// what is taken can be answered, unless that happens in this very moment; the senders of all others are
+    /// told that this process has left.
+    void Leave();
 
     void Send(const Asker& inTo, const std::string& inType, const std::string& inPayload) override;
 
@@ -44,6 +49,7 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
     Taker mTaker;
     EndPointsTaker mEndPointsTaker;
     api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
+    bool mHasJoined = false;
     bool mIsReady = false;  // of the delivery thread
 };
 

@@ -24,7 +24,7 @@ using PayloadTexts = std::map<std::string, std::string>;
 /// Throws `PayloadError`.
 PayloadTexts ReadPayload(std::string_view inText);
 
-/// The text at a path; empty when there is none, or one too long to name anything.
+/// The text at a path; empty when there is none.
 std::string TextAt(const PayloadTexts& inTexts, const char* inPath);
 /// The module that a question is about, as far as it says so.
 ModuleKey ModuleOf(const PayloadTexts& inTexts);

@@ -19,7 +19,6 @@ namespace {
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;
 constexpr std::size_t kMaxDepth = 8;
 constexpr std::size_t kMaxTexts = 1000;
-constexpr std::size_t kMaxNameBytes = 1024;  // echoed in events, which have room for that
 
 std::string Below(const std::string& inPath, std::string_view inName) {
     std::string path = inPath;
@@ -111,7 +110,7 @@ PayloadTexts ReadPayload(std::string_view inText) try {
 
 std::string TextAt(const PayloadTexts& inTexts, const char* inPath) {
     const auto found = inTexts.find(inPath);
-    return found == inTexts.end() || found->second.size() > kMaxNameBytes ? std::string() : found->second;
+    return found == inTexts.end() ? std::string() : found->second;
 }
 
 ModuleKey ModuleOf(const PayloadTexts& inTexts) {

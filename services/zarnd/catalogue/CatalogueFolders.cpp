@@ -16,8 +16,6 @@ namespace orvane::plexa::zarnd {
 namespace {
 
 std::string ReadAll(int inFile) {
-    struct stat status {};
-    if (::fstat(inFile, &status) != 0 || !S_ISREG(status.st_mode)) throw CatalogueError("is no file");
     std::string text(kMaxCatalogueBytes + 1, '\0');
     std::size_t size = 0;
     while (size != text.size()) {
@@ -36,22 +34,36 @@ std::string ReadAll(int inFile) {
 
 }  // namespace
 
-std::optional<Catalogue> CatalogueFolders::Load(const std::string& inProduct) const {
-    if (!IsName(inProduct)) return std::nullopt;
+CatalogueFolders::Loaded CatalogueFolders::Read(int inFile, const std::string& inPath,
+                                                const std::string& inProduct) const {
+    struct stat status {};
+    if (::fstat(inFile, &status) != 0 || !S_ISREG(status.st_mode)) return {nullptr, "is no file"};
+    const FileIdentity identity(status);
+    if (auto known = mKnown.Find(inPath, identity)) return std::move(*known);
+    Loaded loaded;
+    try {
+        loaded.mCatalogue = std::make_shared<const Catalogue>(ParseCatalogue(ReadAll(inFile), inProduct));
+    } catch (const CatalogueError& error) {
+        loaded.mFault = error.what();
+    }
+    mKnown.Keep(inPath, identity, loaded);
+    return loaded;
+}
+
+std::shared_ptr<const Catalogue> CatalogueFolders::Load(const std::string& inProduct) const {
+    if (!IsName(inProduct)) return nullptr;
     for (const std::filesystem::path& folder : mFolders) {
         const std::filesystem::path path = folder / (inProduct + ".json");
         // Not to wait for a pipe's writer.
         const wire::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-        try {
-            if (file) return ParseCatalogue(ReadAll(file.Get()), inProduct);
-            if (errno != ENOENT && errno != ENOTDIR) {
-                throw CatalogueError("cannot be opened: " + std::system_category().message(errno));
-            }
-        } catch (const CatalogueError& error) {
-            throw CatalogueError(path.string() + ": " + error.what());
-        }
+        if (!file && (errno == ENOENT || errno == ENOTDIR)) continue;
+        const Loaded loaded =
+            file ? Read(file.Get(), path.string(), inProduct)
+                 : Loaded{nullptr, "cannot be opened: " + std::system_category().message(errno)};
+        if (!loaded.mCatalogue) throw CatalogueError(path.string() + ": " + loaded.mFault);
+        return loaded.mCatalogue;
     }
-    return std::nullopt;
+    return nullptr;
 }
 
 std::vector<std::string> CatalogueFolders::Products() const {

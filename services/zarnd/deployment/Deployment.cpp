@@ -5,18 +5,29 @@
 
 namespace orvane::plexa::zarnd {
 
-void Deployment::TellAll(const ModuleKey& inKey, const std::vector<Request>& inRequests,
-                         const Course& inCourse) {
-    for (const Request& request : inRequests) {
-        mActions.Tell(request.mAsker, {inKey, request.mVersion, inCourse});
+void Deployment::TellAll(const ModuleKey& inKey, const Requests& inRequests, const Course& inCourse) {
+    for (const auto& [asker, request] : inRequests) {
+        mActions.Tell(asker, {inKey, request.mVersion, inCourse});
     }
 }
 
-void Deployment::TellProgress(const ModuleKey& inKey, const Job& inJob, std::optional<int> inPercent) {
-    if (inPercent) TellAll(inKey, inJob.mRequests, Progress{*inPercent});
+void Deployment::EndRequests(const ModuleKey& inKey, Requests& ioRequests, const Course& inCourse) {
+    const Requests ended = std::exchange(ioRequests, {});
+    mRequests -= ended.size();
+    TellAll(inKey, ended, inCourse);
+}
+
+bool Deployment::IsAwaited(const Asker& inAsker, const ModuleKey& inKey) const {
+    const auto found = mJobs.find(inKey);
+    return found != mJobs.end() && found->second.mRequests.contains(inAsker);
 }
 
 void Deployment::Refuse(const InstallRequest& inRequest, const Error& inError) {
+    if (IsAwaited(inRequest.mAsker, inRequest.mKey)) return;
+    if (const auto found = mJobs.find(inRequest.mKey); found != mJobs.end()) {
+        // The request that was taken back ends with this one.
+        mRequests -= found->second.mTakenBack.erase(inRequest.mAsker);
+    }
     mActions.Tell(inRequest.mAsker, {inRequest.mKey, inRequest.mVersion, inError});
 }
 
@@ -28,87 +39,102 @@ bool Deployment::IsWorkedOn(const ModuleKey& inKey) const {
     });
 }
 
-// Makes a job, unless there is one, that waits for what it needs.
+// Makes a job that waits for what it needs, unless there is one. One that is being stopped will begin anew.
 void Deployment::Prepare(const std::string& inProduct, const ModuleSpec& inSpec) {
     const ModuleKey key{inProduct, inSpec.mId};
     const auto [place, isNew] = mJobs.try_emplace(key);
-    if (!isNew) return;
     Job& job = place->second;
+    if (!isNew) {
+        if (job.mState != Job::State::kStopping) return;
+        job.mIsRenewed = job.mIsRenewed || job.mSpec != inSpec;
+    }
     job.mSpec = inSpec;
-    mTurns.push_back(key);
     for (const std::string& needed : inSpec.mNeeds) {
         const ModuleKey neededKey{inProduct, needed};
         const auto found = mJobs.find(neededKey);
-        if (found == mJobs.end()) continue;
+        // Of another state of the catalogue a job may wait for this one: then they can't wait for each other.
+        if (found == mJobs.end() || (!isNew && DependsOn(neededKey, key))) continue;
         job.mNeeds.insert(neededKey);
         found->second.mDependents.insert(key);
     }
+    if (isNew) AwaitTurn(key, job);
+}
+
+bool Deployment::DependsOn(const ModuleKey& inKey, const ModuleKey& inOther) const {
+    const auto found = mJobs.find(inKey);
+    if (found == mJobs.end()) return false;
+    const std::set<ModuleKey>& needs = found->second.mNeeds;
+    return needs.contains(inOther) || std::any_of(needs.begin(), needs.end(), [&](const ModuleKey& inNeeded) {
+               return DependsOn(inNeeded, inOther);
+           });
 }
 
 void Deployment::OnRequest(const InstallRequest& inRequest, const Plan& inPlan, Time inNow) {
-    if (mRequests == kMaxRequests) {
+    const auto& [asker, key, version] = inRequest;
+    if (IsAwaited(asker, key)) return;
+    const auto known = mJobs.find(key);
+    const bool wasTakenBack = known != mJobs.end() && known->second.mTakenBack.contains(asker);
+    if (mRequests == kMaxRequests && !wasTakenBack) {
         Refuse(inRequest, {ErrorCode::kTooManyRequests, "too many modules are being asked for"});
         return;
     }
-    // A job that is there already has seen to what it needs.
-    if (!mJobs.contains(inRequest.mKey)) {
-        for (const PlannedModule& planned : inPlan) Prepare(inRequest.mKey.mProduct, planned.mSpec);
+    // A job that is there and goes on has seen to what it needs.
+    if (known == mJobs.end() || known->second.mState == Job::State::kStopping) {
+        for (const PlannedModule& planned : inPlan) Prepare(key.mProduct, planned.mSpec);
     }
-    Job& job = mJobs.at(inRequest.mKey);
-    const bool isKnown = std::any_of(job.mRequests.begin(), job.mRequests.end(), [&](const Request& inOther) {
-        return inOther.mAsker == inRequest.mAsker;
-    });
-    if (!isKnown) {
-        if (job.mRequests.empty()) {
-            job.mMeter = {};
-            job.mWeights.clear();
-            for (const PlannedModule& planned : inPlan) {
-                job.mWeights[{inRequest.mKey.mProduct, planned.mSpec.mId}] = planned.mWeight;
-            }
-        }
-        const auto told = job.mMeter.Told();
-        job.mRequests.push_back({inRequest.mAsker, inRequest.mVersion});
+    Job& job = mJobs.at(key);
+    if (job.mRequests.empty()) Watch(key, job, inPlan);
+    Request& request = job.mRequests[asker];
+    if (wasTakenBack) {
+        request = job.mTakenBack.extract(asker).mapped();
+    } else {
         ++mRequests;
-        if (told) {
-            TellAll(inRequest.mKey, {job.mRequests.back()}, Progress{*told});
-        } else {
-            TellProgress(inRequest.mKey, job, job.mMeter.OnShare(ShareOf(job), inNow));
-        }
+    }
+    request.mVersion = version;
+    if (const auto told = job.mMeter.Told()) {
+        TellProgress(key, job, told);
+    } else {
+        TellShare(key, job, inNow);
     }
     TurnUp();
 }
 
+// Gives a job that waits the turn after all others.
+void Deployment::AwaitTurn(const ModuleKey& inKey, Job& ioJob) {
+    ioJob.mTurn = ++mLastTurn;
+    if (ioJob.mNeeds.empty()) mReady.emplace(ioJob.mTurn, inKey);
+}
+
 // Starts what waits for nothing, in the order in which it was asked for.
 void Deployment::TurnUp() {
-    for (auto turn = mTurns.begin(); turn != mTurns.end() && mWorking < kMaxWorking;) {
-        Job& job = mJobs.at(*turn);
-        if (!job.mNeeds.empty()) {
-            ++turn;
-            continue;
-        }
-        const ModuleKey key = *turn;
-        turn = mTurns.erase(turn);
+    while (!mReady.empty() && mWorking < kMaxWorking) {
+        const ModuleKey key = mReady.extract(mReady.begin()).mapped();
+        Job& job = mJobs.at(key);
         job.mState = Job::State::kWorking;
         ++mWorking;
         mActions.StartWork(key, job.mSpec);
     }
 }
 
-bool Deployment::OnCancel(const Asker& inAsker, const ModuleKey& inKey) {
+// A job without requests goes; what refers to it has been seen to.
+void Deployment::Remove(const ModuleKey& inKey) {
     const auto found = mJobs.find(inKey);
-    if (found == mJobs.end()) return false;
-    Job& job = found->second;
-    const auto request = std::find_if(job.mRequests.begin(), job.mRequests.end(),
-                                      [&](const Request& inRequest) { return inRequest.mAsker == inAsker; });
-    if (request == job.mRequests.end()) return false;
-    Request takenBack = std::move(*request);
-    job.mRequests.erase(request);
-    --mRequests;
-    if (!job.IsWanted() && job.mState == Job::State::kWorking) {
+    Unwatch(inKey, found->second);
+    mReady.erase(found->second.mTurn);
+    mJobs.erase(found);
+}
+
+bool Deployment::OnCancel(const Asker& inAsker, const ModuleKey& inKey) {
+    if (!IsAwaited(inAsker, inKey)) return false;
+    Job& job = mJobs.at(inKey);
+    Requests takenBack;
+    takenBack.insert(job.mRequests.extract(inAsker));
+    if (job.mRequests.empty()) Unwatch(inKey, job);
+    if (!job.IsWanted() && job.mState != Job::State::kWaiting) {
         // Too late it may be: the end of the work says what became of the request.
-        job.mTakenBack.push_back(std::move(takenBack));
+        job.mTakenBack.merge(takenBack);
     } else {
-        TellAll(inKey, {takenBack}, CancelledByAsker{});
+        EndRequests(inKey, takenBack, CancelledByAsker{});
     }
     if (!job.IsWanted()) Abandon(inKey);
     TurnUp();
@@ -118,16 +144,15 @@ bool Deployment::OnCancel(const Asker& inAsker, const ModuleKey& inKey) {
 // Nobody wants the job any more.
 void Deployment::Abandon(const ModuleKey& inKey) {
     Job& job = mJobs.at(inKey);
+    const std::set<ModuleKey> needs = std::exchange(job.mNeeds, {});
     if (job.mState == Job::State::kWorking) {
         job.mState = Job::State::kStopping;
         job.mShare = 0;  // who asks from now on waits for other work
         mActions.StopWork(inKey);
     } else if (job.mState == Job::State::kWaiting) {
-        const std::set<ModuleKey> needs = std::move(job.mNeeds);
-        std::erase(mTurns, inKey);
-        mJobs.erase(inKey);
-        ReleaseNeeds(inKey, needs);
+        Remove(inKey);
     }
+    ReleaseNeeds(inKey, needs);
 }
 
 void Deployment::ReleaseNeeds(const ModuleKey& inKey, const std::set<ModuleKey>& inNeeds) {
@@ -139,111 +164,86 @@ void Deployment::ReleaseNeeds(const ModuleKey& inKey, const std::set<ModuleKey>&
     }
 }
 
-// The share of all that a job's requests wait for; what is no job any more is done.
-double Deployment::ShareOf(const Job& inJob) const {
-    double done = 0;
-    double whole = 0;
-    for (const auto& [key, weight] : inJob.mWeights) {
-        const auto found = mJobs.find(key);
-        whole += static_cast<double>(weight);
-        done += static_cast<double>(weight) * (found == mJobs.end() ? 1.0 : found->second.mShare);
-    }
-    return whole > 0 ? done / whole : 0;
-}
-
-void Deployment::OnShare(const ModuleKey& inKey, double inShare, Time inNow) {
-    const auto found = mJobs.find(inKey);
-    if (found == mJobs.end() || found->second.mState != Job::State::kWorking) return;
-    found->second.mShare = std::max(found->second.mShare, inShare);
-    for (auto& [key, job] : mJobs) {
-        if (job.mRequests.empty() || !job.mWeights.contains(inKey)) continue;
-        TellProgress(key, job, job.mMeter.OnShare(ShareOf(job), inNow));
-    }
-}
-
-void Deployment::OnTime(Time inNow) {
-    for (auto& [key, job] : mJobs) {
-        if (!job.mRequests.empty()) TellProgress(key, job, job.mMeter.OnTime(inNow));
-    }
-}
-
-std::optional<Deployment::Time> Deployment::NextTime() const {
-    std::optional<Time> next;
-    for (const auto& [key, job] : mJobs) {
-        const auto due = job.mRequests.empty() ? std::nullopt : job.mMeter.Due();
-        if (due && (!next || *due < *next)) next = due;
-    }
-    return next;
-}
-
 void Deployment::OnDone(const ModuleKey& inKey, const Outcome& inOutcome, Time /*inNow*/) {
     const auto found = mJobs.find(inKey);
     if (found == mJobs.end()) return;  // it was ended with all others
     --mWorking;
-    const bool wasStopping = found->second.mState == Job::State::kStopping;
-    if (std::holds_alternative<Completed>(inOutcome)) {
+    Job& job = found->second;
+    const bool wasStopping = job.mState == Job::State::kStopping;
+    const bool isDone = std::holds_alternative<Completed>(inOutcome);
+    EndRequests(inKey, job.mTakenBack, isDone ? Course(Completed{}) : Course(CancelledByAsker{}));
+    if (isDone && !job.mIsRenewed) {
         Complete(inKey);
+    } else if (wasStopping) {
+        WorkAgain(inKey);
     } else {
-        TellAll(inKey, std::exchange(found->second.mTakenBack, {}), CancelledByAsker{});
-        if (wasStopping) {
-            WorkAgain(inKey);
-        } else {
-            const auto* const error = std::get_if<Error>(&inOutcome);
-            Fail(inKey, error != nullptr ? *error : Error{ErrorCode::kInternal, "the work has been stopped"});
-        }
+        const auto* const error = std::get_if<Error>(&inOutcome);
+        Fail(inKey, error != nullptr ? *error : Error{ErrorCode::kInternal, "the work has been stopped"});
     }
     TurnUp();
 }
 
 void Deployment::Complete(const ModuleKey& inKey) {
-    const Job job = std::move(mJobs.at(inKey));
-    mJobs.erase(inKey);
-    mRequests -= job.mRequests.size();
-    TellAll(inKey, job.mTakenBack, Completed{});
+    Job& job = mJobs.at(inKey);
     TellAll(inKey, job.mRequests, Progress{100});
-    TellAll(inKey, job.mRequests, Completed{});
-    for (const ModuleKey& dependent : job.mDependents) mJobs.at(dependent).mNeeds.erase(inKey);
+    EndRequests(inKey, job.mRequests, Completed{});
+    for (const ModuleKey& dependent : job.mDependents) {
+        Job& waiting = mJobs.at(dependent);
+        waiting.mNeeds.erase(inKey);
+        if (waiting.mNeeds.empty() && waiting.mState == Job::State::kWaiting) {
+            mReady.emplace(waiting.mTurn, dependent);
+        }
+    }
+    const std::set<ModuleKey> needs = std::exchange(job.mNeeds, {});
+    Remove(inKey);
+    ReleaseNeeds(inKey, needs);
 }
 
-// Ends a job that doesn't work, and those that need it.
+// Ends those who wait for a job that doesn't work, or is being stopped, and those that need it.
 void Deployment::Fail(const ModuleKey& inKey, const Error& inError) {
-    Job job = std::move(mJobs.at(inKey));
-    std::erase(mTurns, inKey);
-    mJobs.erase(inKey);
-    mRequests -= job.mRequests.size();
-    TellAll(inKey, job.mRequests, inError);
+    Job& job = mJobs.at(inKey);
+    EndRequests(inKey, job.mRequests, inError);
+    const std::set<ModuleKey> dependents = std::exchange(job.mDependents, {});
+    const std::set<ModuleKey> needs = std::exchange(job.mNeeds, {});
+    if (job.mState == Job::State::kStopping) {
+        Unwatch(inKey, job);
+    } else {
+        Remove(inKey);
+    }
     // The names of processes are to be read by programs, and stay as they are.
     const bool isPlain = inError.mCode == ErrorCode::kConflictingProcesses;
     const Error forOthers{
         inError.mCode,
         isPlain ? inError.mMetadata : "the needed module " + inKey.mModule + ": " + inError.mMetadata};
-    for (const ModuleKey& dependent : job.mDependents) {
+    for (const ModuleKey& dependent : dependents) {
         if (mJobs.contains(dependent)) Fail(dependent, forOthers);
     }
-    ReleaseNeeds(inKey, job.mNeeds);
+    ReleaseNeeds(inKey, needs);
 }
 
-// What has been stopped is over, or begins anew for those who have asked since.
+// What has been stopped is over, or begins anew for those who have asked since, as the catalogue says now.
 void Deployment::WorkAgain(const ModuleKey& inKey) {
     Job& job = mJobs.at(inKey);
     if (!job.IsWanted()) {
-        mJobs.erase(inKey);
+        Remove(inKey);
         return;
     }
     job.mState = Job::State::kWaiting;
-    mTurns.push_back(inKey);
+    job.mIsRenewed = false;
+    AwaitTurn(inKey, job);
 }
 
 void Deployment::End(const Error& inError) {
     for (auto& [key, job] : mJobs) {
-        TellAll(key, std::exchange(job.mTakenBack, {}), CancelledByAsker{});
-        TellAll(key, std::exchange(job.mRequests, {}), inError);
+        EndRequests(key, job.mTakenBack, CancelledByAsker{});
+        EndRequests(key, job.mRequests, inError);
         if (job.mState == Job::State::kWorking) mActions.StopWork(key);
     }
     mJobs.clear();
-    mTurns.clear();
+    mReady.clear();
+    mWatchers.clear();
+    mDue.clear();
     mWorking = 0;
-    mRequests = 0;
 }
 
 }  // namespace orvane::plexa::zarnd

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
-#include <vector>
+#include <string>
+#include <utility>
 
 #include "deployment/Types.h"
 #include "progress/ProgressMeter.h"
@@ -30,7 +31,8 @@ class IDeploymentActions {
 
 /// One piece of work a module, however many ask for it; what it needs is worked on first. Each request ends
 /// with exactly one of completed, error, cancelled; requests of one asker for one module at a time are one
-/// request, because events name nothing but the module. One thread.
+/// request, because events name nothing but the module: also one that has been taken back, as long as its
+/// end has not been told. What an asker is told of one request never falls. One thread.
 class Deployment {
   public:
     using Time = ProgressMeter::Time;
@@ -39,8 +41,10 @@ class Deployment {
 
     explicit Deployment(IDeploymentActions& ioActions) : mActions(ioActions) {}
 
+    /// Whether an asker waits for a module already: one more request changes nothing.
+    [[nodiscard]] bool IsAwaited(const Asker& inAsker, const ModuleKey& inKey) const;
     void OnRequest(const InstallRequest& inRequest, const Plan& inPlan, Time inNow);
-    /// The request can't be planned.
+    /// The request can't be planned. Does not end one that the asker waits for already.
     void Refuse(const InstallRequest& inRequest, const Error& inError);
     /// Takes an asker's request back. False when there is none.
     bool OnCancel(const Asker& inAsker, const ModuleKey& inKey);
@@ -60,9 +64,10 @@ class Deployment {
 
   private:
     struct Request {
-        Asker mAsker;
         std::string mVersion;
+        int mTold = -1;  ///< percentage; none yet
     };
+    using Requests = std::map<Asker, Request>;
     struct Job {
         enum class State {
             kWaiting,   ///< for modules that it needs, or for its turn
@@ -71,33 +76,48 @@ class Deployment {
         };
         ModuleSpec mSpec;
         State mState = State::kWaiting;
+        bool mIsRenewed = false;  ///< while it is stopping: the catalogue says otherwise by now
+        std::uint64_t mTurn = 0;  ///< while it is waiting
         double mShare = 0;
-        std::vector<Request> mRequests;
-        std::vector<Request> mTakenBack;              ///< while it is stopping
+        Requests mRequests;
+        Requests mTakenBack;                          ///< while it is stopping
         std::set<ModuleKey> mNeeds;                   ///< not yet there
         std::set<ModuleKey> mDependents;              ///< that wait for this one
         std::map<ModuleKey, std::uint64_t> mWeights;  ///< of all that its requests wait for
         ProgressMeter mMeter;
+        std::optional<Time> mDue;  ///< of its progress
 
         [[nodiscard]] bool IsWanted() const { return !mRequests.empty() || !mDependents.empty(); }
     };
 
     void Prepare(const std::string& inProduct, const ModuleSpec& inSpec);
+    [[nodiscard]] bool DependsOn(const ModuleKey& inKey, const ModuleKey& inOther) const;
     void TurnUp();
+    void AwaitTurn(const ModuleKey& inKey, Job& ioJob);
+    void Remove(const ModuleKey& inKey);
     void Abandon(const ModuleKey& inKey);
     void ReleaseNeeds(const ModuleKey& inKey, const std::set<ModuleKey>& inNeeds);
     void Complete(const ModuleKey& inKey);
     void Fail(const ModuleKey& inKey, const Error& inError);
     void WorkAgain(const ModuleKey& inKey);
+    void EndRequests(const ModuleKey& inKey, Requests& ioRequests, const Course& inCourse);
+    void TellAll(const ModuleKey& inKey, const Requests& inRequests, const Course& inCourse);
+
+    // Progress (DeploymentProgress.cpp).
+    void Watch(const ModuleKey& inKey, Job& ioJob, const Plan& inPlan);
+    void Unwatch(const ModuleKey& inKey, Job& ioJob);
     [[nodiscard]] double ShareOf(const Job& inJob) const;
-    void TellProgress(const ModuleKey& inKey, const Job& inJob, std::optional<int> inPercent);
-    void TellAll(const ModuleKey& inKey, const std::vector<Request>& inRequests, const Course& inCourse);
+    void TellShare(const ModuleKey& inKey, Job& ioJob, Time inNow);
+    void TellProgress(const ModuleKey& inKey, Job& ioJob, std::optional<int> inPercent);
 
     IDeploymentActions& mActions;
     std::map<ModuleKey, Job> mJobs;
-    std::deque<ModuleKey> mTurns;  // waiting jobs, oldest first
+    std::map<std::uint64_t, ModuleKey> mReady;  // waiting for nothing but their turn
+    std::uint64_t mLastTurn = 0;
+    std::map<ModuleKey, std::set<ModuleKey>> mWatchers;  // jobs, by the modules in their progress
+    std::set<std::pair<Time, ModuleKey>> mDue;           // when a job's progress is to be told
     std::size_t mWorking = 0;
-    std::size_t mRequests = 0;
+    std::size_t mRequests = 0;  // those that have been taken back too
 };
 
 }  // namespace orvane::plexa::zarnd

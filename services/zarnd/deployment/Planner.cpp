@@ -6,9 +6,10 @@ namespace orvane::plexa::zarnd {
 
 namespace {
 
-Catalogue CatalogueOf(const std::string& inProduct, const CatalogueFolders& inCatalogues) {
+std::shared_ptr<const Catalogue> CatalogueOf(const std::string& inProduct,
+                                             const CatalogueFolders& inCatalogues) {
     try {
-        if (auto catalogue = inCatalogues.Load(inProduct)) return std::move(*catalogue);
+        if (auto catalogue = inCatalogues.Load(inProduct)) return catalogue;
     } catch (const CatalogueError& error) {
         throw Failure(ErrorCode::kCatalogueFault,
                       std::string("the catalogue of the product can't be used: ") + error.what());
@@ -19,19 +20,18 @@ Catalogue CatalogueOf(const std::string& inProduct, const CatalogueFolders& inCa
 }  // namespace
 
 Plan MakePlan(const ModuleKey& inKey, const std::string& inVersion, const CatalogueFolders& inCatalogues,
-              const ModuleStore& inStore) {
-    const Catalogue catalogue = CatalogueOf(inKey.mProduct, inCatalogues);
-    if (!catalogue.mModules.contains(inKey.mModule)) {
+              InstalledDigests& ioInstalled) {
+    const auto catalogue = CatalogueOf(inKey.mProduct, inCatalogues);
+    if (!catalogue->mModules.contains(inKey.mModule)) {
         throw Failure(ErrorCode::kUnknownModule, "the product's catalogue has no such module");
     }
     Plan plan;
-    for (const ModuleSpec* const module : InstallOrder(catalogue, inKey.mModule)) {
+    for (const ModuleSpec* const module : InstallOrder(*catalogue, inKey.mModule)) {
         if (!FitsVersion(*module, inVersion)) {
             throw Failure(ErrorCode::kDoesNotFit,
                           "the module " + module->mId + " is not made for this version of the product");
         }
-        const auto installed = inStore.Installed(inKey.mProduct, module->mId);
-        const bool isThere = installed && installed->mArchiveSha256 == module->mSha256;
+        const bool isThere = ioInstalled.Of(inKey.mProduct, module->mId) == module->mSha256;
         plan.push_back({*module, isThere ? 0 : module->mSize});
     }
     return plan;

@@ -2,14 +2,14 @@
 #pragma once
 
 #include "catalogue/CatalogueFolders.h"
+#include "deployment/InstalledDigests.h"
 #include "deployment/Types.h"
-#include "install/ModuleStore.h"
 
 namespace orvane::plexa::zarnd {
 
 /// The modules that a request asks for, from the product's catalogue. What is installed as the catalogue says
-/// weighs nothing; whether it is intact is left to the work. Throws `Failure`.
+/// weighs nothing so far; whether it is intact is left to the work. Throws `Failure`.
 Plan MakePlan(const ModuleKey& inKey, const std::string& inVersion, const CatalogueFolders& inCatalogues,
-              const ModuleStore& inStore);
+              InstalledDigests& ioInstalled);
 
 }  // namespace orvane::plexa::zarnd

@@ -16,7 +16,6 @@ using nuocore::serialization::VariantObject;
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenSaves{500};
-constexpr std::chrono::seconds kBetweenRefusals{1};
 
 Notifications::Time Now() { return std::chrono::steady_clock::now(); }
 
@@ -26,8 +25,7 @@ Notifications::Notifications(std::filesystem::path inFile, IPort& ioPort)
     : mPort(ioPort),
       mFile(std::move(inFile)),
       mObservers(&StartOfSystemProcess),
-      mSavedAt(Now() - kBetweenSaves),
-      mRefusalNotedAt(Now() - kBetweenRefusals) {
+      mSavedAt(Now() - kBetweenSaves) {
     mObservers.Restore(mFile.Load());
 }
 
@@ -46,8 +44,8 @@ void Notifications::OnMessage(const Message& inMessage) {
             OnQuestion(inMessage);
         }
     } catch (const PayloadError& error) {
-        NoteRefusal("a message of " + inMessage.mFrom.mAppId +
-                    " about notifications is refused: " + error.what());
+        NoteProvoked("a message of " + inMessage.mFrom.mAppId +
+                     " about notifications is refused: " + error.what());
     }
 }
 
@@ -64,12 +62,12 @@ void Notifications::OnRegistration(const Message& inMessage) {
         case Observers::Outcome::kNothingToDo:
             break;
         case Observers::Outcome::kTooManyOfProcess:
-            NoteRefusal("an observer of " + inMessage.mFrom.mAppId + " is refused: it has " +
-                        std::to_string(Observers::kMaxOfProcess) + " already");
+            NoteProvoked("an observer of " + inMessage.mFrom.mAppId + " is refused: it has " +
+                         std::to_string(Observers::kMaxOfProcess) + " already");
             break;
         case Observers::Outcome::kTooManyInAll:
-            NoteRefusal("an observer of " + inMessage.mFrom.mAppId + " is refused: there are " +
-                        std::to_string(Observers::kMaxInAll) + " already");
+            NoteProvoked("an observer of " + inMessage.mFrom.mAppId + " is refused: there are " +
+                         std::to_string(Observers::kMaxInAll) + " already");
             break;
     }
 }
@@ -127,19 +125,6 @@ void Notifications::Save() {
         Note(std::string("observers are not kept: ") + failure.what());
     }
     mSavedAt = Now();
-}
-
-void Notifications::NoteRefusal(const std::string& inText) {
-    // Whoever sends many of them must not fill the disk.
-    if (Now() - mRefusalNotedAt < kBetweenRefusals) {
-        ++mRefusalsLeftOut;
-        return;
-    }
-    Note(mRefusalsLeftOut == 0
-             ? inText
-             : inText + " (and " + std::to_string(mRefusalsLeftOut) + " refusals since the last record)");
-    mRefusalNotedAt = Now();
-    mRefusalsLeftOut = 0;
 }
 
 }  // namespace orvane::plexa::zarnd

@@ -43,7 +43,6 @@ class Notifications {
     void OnQuestion(const Message& inMessage);
     /// The number of observers is told.
     void Answer(const Message& inQuestion, const std::optional<RequestId>& inId, std::size_t inObservers);
-    void NoteRefusal(const std::string& inText);
     void NoteChange();
 
     IPort& mPort;
@@ -51,8 +50,6 @@ class Notifications {
     Observers mObservers;
     Time mSavedAt;
     std::optional<Time> mSaveAt;
-    Time mRefusalNotedAt;
-    std::size_t mRefusalsLeftOut = 0;
 };
 
 }  // namespace orvane::plexa::zarnd

@@ -8,6 +8,7 @@
 
 #include "bus/BusHost.h"
 #include "bus/MessageTypes.h"
+#include "bus/Outbox.h"
 #include "processes/RunningPrograms.h"
 #include "program/Process.h"
 #include "service/Notes.h"
@@ -39,6 +40,31 @@ class EndWatch {
     Inputs& mInputs;
 };
 
+/// The time on the bus. Ends before the service, whose threads may take a while.
+class Stay {
+  public:
+    Stay(BusHost& ioHost, Outbox& ioOutbox, Service& ioService, Inputs& ioInputs)
+        : mHost(ioHost), mOutbox(ioOutbox) {
+        std::vector<const char*> types(kQuestionTypes.begin(), kQuestionTypes.end());
+        types.insert(types.end(), kNotificationTypes.begin(), kNotificationTypes.end());
+        mHost.Join(
+            ZARND_VERSION, types, [&ioService](Message inMessage) { ioService.Take(std::move(inMessage)); },
+            [&ioInputs](std::vector<Asker> inEndPoints) {
+                ioInputs.Put(EndPointsChanged{std::move(inEndPoints)});
+            });
+    }
+    Stay(const Stay&) = delete;
+    Stay& operator=(const Stay&) = delete;
+    ~Stay() {
+        mOutbox.Finish();
+        mHost.Leave();
+    }
+
+  private:
+    BusHost& mHost;
+    Outbox& mOutbox;
+};
+
 void Serve(const Options& inOptions) {
     Inputs inputs;
     ServiceSettings settings;
@@ -47,13 +73,11 @@ void Serve(const Options& inOptions) {
     settings.mObservers = inOptions.mData / "observers.json";
     settings.mIdleExit = inOptions.mIdleExit;
     settings.mConflicts = &RunningPrograms;
-    std::vector<const char*> types(kQuestionTypes.begin(), kQuestionTypes.end());
-    types.insert(types.end(), kNotificationTypes.begin(), kNotificationTypes.end());
-    BusHost host(
-        ZARND_VERSION, types, [&inputs](Message inMessage) { inputs.Put(std::move(inMessage)); },
-        [&inputs](std::vector<Asker> inEndPoints) { inputs.Put(EndPointsChanged{std::move(inEndPoints)}); });
-    Service service(std::move(settings), host, inputs);
+    BusHost host;
+    Outbox outbox(host);
+    Service service(std::move(settings), outbox, inputs);
     const EndWatch watch(inputs);
+    const Stay stay(host, outbox, service, inputs);
     service.Run();
 }
 

@@ -20,31 +20,33 @@ class Inbox {
 
     explicit Inbox(std::size_t inMaxItems = 1024) : mMaxItems(inMaxItems) {}
 
-    /// Adds an item, after a wait while the inbox is full. A closed one drops it.
-    void Put(T inItem) {
+    /// Adds an item, after a wait while the inbox is full. A closed one gives it back.
+    std::optional<T> Put(T inItem) {
         std::unique_lock lock(mMutex);
         mChanged.wait(lock, [this] { return mIsClosed || mItems.size() < mMaxItems; });
-        if (mIsClosed) return;
+        if (mIsClosed) return inItem;
         mItems.push_back(std::move(inItem));
         mChanged.notify_all();
+        return std::nullopt;
     }
 
-    /// The oldest item, after a wait for one; nothing when none comes in time.
-    std::optional<T> Take(std::optional<Time> inUntil) {
+    /// The oldest item, after a wait for one; nothing when none comes in time, or any more.
+    std::optional<T> Take(std::optional<Time> inUntil = {}) {
         std::unique_lock lock(mMutex);
-        const auto isFilled = [this] { return !mItems.empty(); };
-        if (!inUntil) {
-            mChanged.wait(lock, isFilled);
-        } else if (!mChanged.wait_until(lock, *inUntil, isFilled)) {
-            return std::nullopt;
+        const auto isSettled = [this] { return mIsClosed || !mItems.empty(); };
+        if (inUntil) {
+            mChanged.wait_until(lock, *inUntil, isSettled);
+        } else {
+            mChanged.wait(lock, isSettled);
         }
+        if (mItems.empty()) return std::nullopt;
         std::optional<T> item(std::move(mItems.front()));
         mItems.pop_front();
         mChanged.notify_all();
         return item;
     }
 
-    /// Drops what comes from now on, and lets givers that wait go on.
+    /// Takes up nothing from now on, and lets givers that wait go on. What is in it stays to be taken.
     void Close() {
         const std::lock_guard lock(mMutex);
         mIsClosed = true;

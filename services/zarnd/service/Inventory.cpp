@@ -40,7 +40,7 @@ std::vector<ListedModule> Inventory::List(const std::string& inProduct) const {
                 if (installed && installed->mArchiveSha256 != spec.mSha256) module.mState = "outdated";
             }
         } catch (const CatalogueError& error) {
-            Note(std::string("a catalogue can't be used: ") + error.what());
+            NoteProvoked(std::string("a catalogue can't be used: ") + error.what());
         }
     }
     std::vector<ListedModule> list;
@@ -48,15 +48,17 @@ std::vector<ListedModule> Inventory::List(const std::string& inProduct) const {
     return list;
 }
 
-std::vector<CheckedModule> Inventory::Check(const std::string& inProduct, const std::string& inModule) const {
+std::vector<CheckedModule> Inventory::Check(const std::string& inProduct, const std::string& inModule,
+                                            const std::stop_token& inStop) const {
     std::vector<CheckedModule> checked;
     for (const Manifest& manifest : mStore.List(inProduct)) {
         if (!inModule.empty() && manifest.mModule != inModule) continue;
-        auto damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages);
+        auto damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages, inStop);
         const auto now = mStore.Installed(manifest.mProduct, manifest.mModule);
         // Replaced meanwhile: what was compared is partly the one, partly the other.
-        if (now != manifest && now)
-            damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages);
+        if (now != manifest && now) {
+            damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages, inStop);
+        }
         checked.push_back({manifest.mProduct, manifest.mModule, now ? now->mVersion : manifest.mVersion,
                            std::move(damages)});
     }

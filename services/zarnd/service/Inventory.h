@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,10 @@ class Inventory {
     /// All modules of a product, or of all products with an empty code. A catalogue that can't be read offers
     /// nothing.
     [[nodiscard]] std::vector<ListedModule> List(const std::string& inProduct) const;
-    /// Compares what is installed with what was: one module, or all of a product, or all.
-    [[nodiscard]] std::vector<CheckedModule> Check(const std::string& inProduct,
-                                                   const std::string& inModule) const;
+    /// Compares what is installed with what was: one module, or all of a product, or all. Throws `Cancelled`
+    /// when it is to stop.
+    [[nodiscard]] std::vector<CheckedModule> Check(const std::string& inProduct, const std::string& inModule,
+                                                   const std::stop_token& inStop) const;
     /// Refused while another installed module needs it, or a conflicting program runs.
     void Remove(const std::string& inProduct, const std::string& inModule) const;
 

@@ -21,7 +21,7 @@ Message AnswerTo(const Message& inQuestion, std::string inPayload) {
 void Service::OnQuestion(const Message& inMessage, const PayloadTexts& inTexts) {
     const auto id = RequestIdOf(inTexts);
     if (!id) {
-        Note("a question of " + inMessage.mFrom.mAppId + " has no request id");
+        NoteProvoked("a question of " + inMessage.mFrom.mAppId + " has no request id");
         return;
     }
     const ModuleKey key = ModuleOf(inTexts);
@@ -30,11 +30,13 @@ void Service::OnQuestion(const Message& inMessage, const PayloadTexts& inTexts) 
     } else if (inMessage.mType == kRemoveType) {
         Remove(inMessage, key, *id);
     } else if (inMessage.mType == kListType) {
-        AnswerLater(inMessage, *id, std::nullopt,
-                    [this, key] { return ListContent(mInventory.List(key.mProduct)); });
+        AnswerLater(inMessage, *id, std::nullopt, [this, key](const std::stop_token&) {
+            return ListContent(mInventory.List(key.mProduct));
+        });
     } else if (inMessage.mType == kCheckType) {
-        AnswerLater(inMessage, *id, std::nullopt,
-                    [this, key] { return CheckContent(mInventory.Check(key.mProduct, key.mModule)); });
+        AnswerLater(inMessage, *id, std::nullopt, [this, key](const std::stop_token& inStop) {
+            return CheckContent(mInventory.Check(key.mProduct, key.mModule, inStop));
+        });
     }
 }
 
@@ -49,26 +51,31 @@ void Service::Remove(const Message& inMessage, const ModuleKey& inKey, const Req
         Answer(inMessage, WriteRefusal(inId, ErrorCode::kBusy, "the module is being worked on"));
         return;
     }
-    AnswerLater(inMessage, inId, inKey, [this, inKey] {
+    AnswerLater(inMessage, inId, inKey, [this, inKey](const std::stop_token&) {
         mInventory.Remove(inKey.mProduct, inKey.mModule);
-        Note("module " + inKey.mModule + " of " + inKey.mProduct + ": removed");
+        NoteProvoked("module " + inKey.mModule + " of " + inKey.mProduct + ": removed");
         return VariantObject();
     });
 }
 
 void Service::AnswerLater(const Message& inQuestion, const RequestId& inId,
-                          const std::optional<ModuleKey>& inHeld, std::function<VariantObject()> inWork) {
-    const bool isTaken = mTasks.Add([this, inQuestion, inId, inHeld, work = std::move(inWork)] {
-        std::string payload;
-        try {
-            payload = WriteAnswer(inId, work());
-        } catch (const Failure& failure) {
-            payload = WriteRefusal(inId, failure.Code(), failure.what());
-        } catch (const std::exception& error) {
-            payload = WriteRefusal(inId, ErrorCode::kInternal, error.what());
-        }
-        mInputs.Put(AnswerReady{AnswerTo(inQuestion, std::move(payload)), inHeld});
-    });
+                          const std::optional<ModuleKey>& inHeld, QuestionWork inWork) {
+    const bool isTaken =
+        mTasks.Add([this, inQuestion, inId, inHeld, work = std::move(inWork)](const std::stop_token& inStop) {
+            std::string payload;
+            try {
+                if (inStop.stop_requested()) throw Cancelled();
+                payload = WriteAnswer(inId, work(inStop));
+            } catch (const Cancelled&) {
+                payload = WriteRefusal(inId, ErrorCode::kServiceEnding, kEndingSentence);
+            } catch (const Failure& failure) {
+                payload = WriteRefusal(inId, failure.Code(), failure.what());
+            } catch (const std::exception& error) {
+                payload = WriteRefusal(inId, ErrorCode::kInternal, error.what());
+            }
+            const auto late = mInputs.Put(AnswerReady{AnswerTo(inQuestion, std::move(payload)), inHeld});
+            if (late) SendAnswer(std::get<AnswerReady>(*late));
+        });
     if (!isTaken) {
         Answer(inQuestion, WriteRefusal(inId, ErrorCode::kTooManyRequests, "too much is being asked"));
         return;

@@ -1,6 +1,8 @@
 #include "service/Service.h"
 
 #include <algorithm>
+#include <exception>
+#include <system_error>
 #include <utility>
 
 #include "bus/MessageTypes.h"
@@ -9,12 +11,19 @@
 
 namespace orvane::plexa::zarnd {
 
+namespace {
+
+constexpr std::size_t kMaxVersionBytes = 1024;  // kept for each request
+
+}  // namespace
+
 Service::Service(ServiceSettings inSettings, IPort& ioPort, Inputs& ioInputs)
     : mSettings(std::move(inSettings)),
       mPort(ioPort),
       mInputs(ioInputs),
       mCatalogues(mSettings.mCatalogues),
       mStore(mSettings.mModules),
+      mInstalled(mStore),
       mInventory(mCatalogues, mStore, mSettings.mConflicts),
       mDeployment(*this),
       mNotifications(mSettings.mObservers, mPort),
@@ -30,19 +39,36 @@ void Service::Run() {
             if (IsOccasionToStay(*input)) mLastInput = Clock::now();
             goesOn = std::visit([this](const auto& inInput) { return Handle(inInput); }, *input);
         }
+        RefuseUnstarted();
         mDeployment.OnTime(Clock::now());
         mNotifications.OnTime(Clock::now());
     }
-    const Error ending{ErrorCode::kServiceEnding, "the service that installs modules is ending"};
-    mDeployment.End(ending);
+    End();
+}
+
+void Service::End() {
+    const std::lock_guard lock(mEnding);
+    mInputs.Close();
+    mDeployment.End({ErrorCode::kServiceEnding, kEndingSentence});
     // What has come and was not looked at.
-    while (const auto input = mInputs.Take(Clock::now())) {
-        if (const auto* const message = std::get_if<Message>(&*input)) Refuse(*message, ending);
+    while (const auto input = mInputs.Take()) {
+        if (const auto* const message = std::get_if<Message>(&*input)) RefuseForEnd(*message);
+        if (const auto* const answer = std::get_if<AnswerReady>(&*input)) SendAnswer(*answer);
     }
+    mTasks.End();
     mNotifications.Save();
 }
 
-void Service::Refuse(const Message& inMessage, const Error& inError) {
+void Service::Take(Message inMessage) {
+    const auto late = mInputs.Put(std::move(inMessage));
+    if (!late) return;
+    const std::lock_guard lock(mEnding);
+    RefuseForEnd(std::get<Message>(*late));
+    mNotifications.Save();
+}
+
+void Service::RefuseForEnd(const Message& inMessage) {
+    const Error ending{ErrorCode::kServiceEnding, kEndingSentence};
     if (Notifications::Takes(inMessage.mType)) {  // takes no time, and observers are for the next run too
         mNotifications.OnMessage(inMessage);
         return;
@@ -51,9 +77,9 @@ void Service::Refuse(const Message& inMessage, const Error& inError) {
         const PayloadTexts texts = ReadPayload(inMessage.mPayload);
         if (inMessage.mType == kInstallType) {
             mDeployment.Refuse({inMessage.mFrom, ModuleOf(texts), TextAt(texts, "product-vardo-version")},
-                               inError);
+                               ending);
         } else if (const auto id = RequestIdOf(texts)) {
-            Answer(inMessage, WriteRefusal(*id, inError.mCode, inError.mMetadata));
+            Answer(inMessage, WriteRefusal(*id, ending.mCode, ending.mMetadata));
         }
     } catch (const PayloadError&) {  // it would not have been answered either
     }
@@ -81,7 +107,19 @@ bool Service::HasBeenIdle() const {
 }
 
 void Service::StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) {
-    mWorkers.Start(inKey, inModule);
+    try {
+        mWorkers.Start(inKey, inModule);
+    } catch (const std::system_error& error) {
+        // Its end may not be told from inside this call.
+        mUnstarted.push_back(
+            {inKey, Error{ErrorCode::kInternal, std::string("the work can't be begun: ") + error.what()}});
+    }
+}
+
+void Service::RefuseUnstarted() {
+    while (!mUnstarted.empty()) {
+        for (const WorkDone& done : std::exchange(mUnstarted, {})) Handle(done);
+    }
 }
 
 void Service::StopWork(const ModuleKey& inKey) { mWorkers.Stop(inKey); }
@@ -104,8 +142,12 @@ bool Service::Handle(const WorkDone& inDone) {
 bool Service::Handle(const AnswerReady& inReady) {
     --mAnswersDue;
     if (inReady.mReleased) mHeld.erase(*inReady.mReleased);
-    mPort.Send(inReady.mAnswer.mFrom, inReady.mAnswer.mType, inReady.mAnswer.mPayload);
+    SendAnswer(inReady);
     return true;
+}
+
+void Service::SendAnswer(const AnswerReady& inReady) {
+    mPort.Send(inReady.mAnswer.mFrom, inReady.mAnswer.mType, inReady.mAnswer.mPayload);
 }
 
 bool Service::Handle(const EndPointsChanged& inChanged) {
@@ -128,7 +170,7 @@ bool Service::Handle(const Message& inMessage) {
             OnQuestion(inMessage, texts);
         }
     } catch (const PayloadError& error) {
-        Note("a message of " + inMessage.mFrom.mAppId + " is no question: " + error.what());
+        NoteProvoked("a message of " + inMessage.mFrom.mAppId + " is no question: " + error.what());
     }
     return true;
 }
@@ -138,11 +180,15 @@ void Service::OnInstall(const Message& inMessage, const PayloadTexts& inTexts) {
                                  TextAt(inTexts, "product-vardo-version")};
     if (request.mKey.mModule.empty()) {
         // Events name the module, so nobody could tell whom one without a name is for.
-        Note("a request of " + inMessage.mFrom.mAppId + " names no module");
+        NoteProvoked("a request of " + inMessage.mFrom.mAppId + " names no module");
         return;
     }
+    if (mDeployment.IsAwaited(request.mAsker, request.mKey)) return;
     try {
-        const Plan plan = MakePlan(request.mKey, request.mVersion, mCatalogues, mStore);
+        if (request.mVersion.size() > kMaxVersionBytes) {
+            throw Failure(ErrorCode::kDoesNotFit, "there is no such version of the product");
+        }
+        const Plan plan = MakePlan(request.mKey, request.mVersion, mCatalogues, mInstalled);
         const bool isHeld = std::any_of(plan.begin(), plan.end(), [&](const PlannedModule& inPlanned) {
             return mHeld.contains({request.mKey.mProduct, inPlanned.mSpec.mId});
         });

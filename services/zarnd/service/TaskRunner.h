@@ -10,10 +10,10 @@
 
 namespace orvane::plexa::zarnd {
 
-/// Runs tasks one after another. Those that wait when it goes are dropped.
+/// Runs tasks one after another. Each is given the token that says that it is to end.
 class TaskRunner {
   public:
-    using Task = std::function<void()>;
+    using Task = std::function<void(const std::stop_token&)>;
     static constexpr std::size_t kMaxWaiting = 256;
 
     TaskRunner() : mThread([this](const std::stop_token& inStop) { Run(inStop); }) {}
@@ -27,14 +27,20 @@ class TaskRunner {
         return true;
     }
 
+    /// Has all that wait run, asked to stop, and returns when none is left.
+    void End() {
+        mThread.request_stop();
+        if (mThread.joinable()) mThread.join();
+    }
+
   private:
     void Run(const std::stop_token& inStop) {
         std::unique_lock lock(mMutex);
-        while (mChanged.wait(lock, inStop, [this] { return !mTasks.empty(); }) && !inStop.stop_requested()) {
+        while (mChanged.wait(lock, inStop, [this] { return !mTasks.empty(); })) {
             const Task task = std::move(mTasks.front());
             mTasks.pop_front();
             lock.unlock();
-            task();
+            task(inStop);
             lock.lock();
         }
     }

@@ -43,9 +43,10 @@ class Thousandths {
 }  // namespace
 
 void Workers::Start(const ModuleKey& inKey, const ModuleSpec& inModule) {
-    mThreads[inKey] = std::jthread([this, inKey, inModule](const std::stop_token& inStop) {
+    std::jthread thread([this, inKey, inModule](const std::stop_token& inStop) {
         mInputs.Put(WorkDone{inKey, Work(inKey, inModule, inStop)});
     });
+    mThreads[inKey] = std::move(thread);
 }
 
 void Workers::Stop(const ModuleKey& inKey) {
@@ -56,13 +57,13 @@ void Workers::Stop(const ModuleKey& inKey) {
 void Workers::Install(const ModuleKey& inKey, const ModuleSpec& inModule, const std::stop_token& inStop) {
     const auto installed = mStore.Installed(inKey.mProduct, inKey.mModule);
     if (installed && installed->mArchiveSha256 == inModule.mSha256 &&
-        mStore.Verify(inKey.mProduct, inKey.mModule, 1).empty()) {
+        mStore.Verify(inKey.mProduct, inKey.mModule, 1, inStop).empty()) {
         return;
     }
     Thousandths told;
     const InstallWatch watch{
         [&](InstallStep inStep) {
-            Note("module " + inKey.mModule + " of " + inKey.mProduct + ": " + NameOf(inStep));
+            NoteProvoked("module " + inKey.mModule + " of " + inKey.mProduct + ": " + NameOf(inStep));
         },
         [&](double inShare) {
             if (told.IsFurther(inShare)) mInputs.Put(ShareReport{inKey, inShare});
@@ -76,7 +77,8 @@ Outcome Workers::Work(const ModuleKey& inKey, const ModuleSpec& inModule,
         Install(inKey, inModule, inStop);
         return Completed{};
     } catch (const Failure& failure) {
-        Note("module " + inKey.mModule + " of " + inKey.mProduct + " can't be installed: " + failure.what());
+        NoteProvoked("module " + inKey.mModule + " of " + inKey.mProduct +
+                     " can't be installed: " + failure.what());
         return Error{failure.Code(), failure.what()};
     } catch (const Cancelled&) {
         return CancelledByAsker{};

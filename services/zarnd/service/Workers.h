@@ -21,7 +21,8 @@ class Workers {
             Inputs& ioInputs)
         : mStore(inStore), mSettings(inSettings), mConflicts(std::move(inConflicts)), mInputs(ioInputs) {}
 
-    /// Makes sure that a module is installed and intact. Its course and its end are told as inputs.
+    /// Makes sure that a module is installed and intact. Its course and its end are told as inputs. Throws
+    /// `std::system_error` when there is no thread to be had.
     void Start(const ModuleKey& inKey, const ModuleSpec& inModule);
     void Stop(const ModuleKey& inKey);
     /// After its end has been told.
