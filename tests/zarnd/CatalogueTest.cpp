@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <chrono>
+
 #include "catalogue/Catalogue.h"
 #include "catalogue/CatalogueFolders.h"
 #include "support/ScratchFolder.h"
@@ -145,6 +147,25 @@ TEST(CatalogueFolders, TakeTheFirstFileOfAProduct) {
         EXPECT_THAT(error.what(),
                     StartsWith((scratch.Path() / "system" / "OTHER.json: is no JSON").string()));
     }
+}
+
+TEST(CatalogueFolders, ReadACatalogueAgainOnlyWhenItHasChanged) {
+    const ScratchFolder scratch;
+    const auto path = scratch.Path() / "QRTX.json";
+    Write(path, Whole(R"("A":)" + Module()));
+    const CatalogueFolders folders({scratch.Path()});
+    const auto first = folders.Load("QRTX");
+    // So soon after a change the next one might not show.
+    EXPECT_NE(folders.Load("QRTX"), first);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (folders.Load("QRTX") != folders.Load("QRTX")) ASSERT_LT(std::chrono::steady_clock::now(), until);
+    const auto known = folders.Load("QRTX");
+    EXPECT_EQ(folders.Load("QRTX"), known);
+    Write(path, Whole(R"("B":)" + Module()));  // as long as before
+    EXPECT_TRUE(folders.Load("QRTX")->mModules.contains("B"));
+    EXPECT_TRUE(known->mModules.contains("A"));
+    std::filesystem::remove(path);
+    EXPECT_FALSE(folders.Load("QRTX"));
 }
 
 TEST(CatalogueFolders, RefuseWhatIsTooLargeOrNoFile) {

@@ -1,6 +1,9 @@
 // The service as its users meet it: real broker, real hosts, real archives.
 #include <gmock/gmock.h>
 
+#include <unistd.h>
+
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <mutex>
@@ -237,6 +240,62 @@ TEST_F(Serving, ServesOneDataFolderOnce) {
 TEST_F(Serving, LeavesWhenItHasNothingToDo) {
     mDesk.StartService({"--idle-exit", "1"});
     EXPECT_EQ(mDesk.Service().Wait(), 0) << mDesk.Service().Errors();
+}
+
+TEST_F(Serving, ShowsTheWayOfARepair) {
+    mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
+    mDesk.StartService();
+    EXPECT_EQ(mDesk.EndOf(*mDesk.Host("KQ7L")), "QRTX 20.0 KQ7L completed");
+    Write(mDesk.Files("KQ7L") / "text", "other");
+    Gate gate(kArchive);
+    mDesk.Offer({ModuleOf(kArchive, gate.Server().Address())});
+    const auto host = mDesk.Host("KQ7L");
+    EXPECT_TRUE(host->AwaitOutput("progress 50")) << host->Output();
+    gate.Open();
+    EXPECT_EQ(mDesk.EndOf(*host), "QRTX 20.0 KQ7L completed");
+}
+
+TEST_F(Serving, TellsAtMostTwentyStepsASecond) {
+    // Some tenths of a second, in which there are a hundred steps.
+    const std::string kLarge = MakeArchive({{Entry::Kind::kFile, "noise", Noise(60'000'000)}});
+    mDesk.Offer({ModuleOf(kLarge, mDesk.Store(kLarge, "a.tar"))});
+    mDesk.StartService();
+    const auto begin = std::chrono::steady_clock::now();
+    const auto host = mDesk.Host("KQ7L");
+    EXPECT_EQ(mDesk.EndOf(*host), "QRTX 20.0 KQ7L completed");
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    const auto percentages = Percentages(host->Output());
+    EXPECT_LE(static_cast<double>(percentages.size()), 20 * time.count() + 2);  // and the first and the last
+}
+
+TEST_F(Serving, StartedOnDemandHasASessionAndALogOfItsOwn) {
+    mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
+    ChildProcess service(mDesk.ServiceCommand({"--on-demand", "--idle-exit", "1"}));
+    const auto observer = std::make_unique<ChildProcess>(
+        support::Command{{PLEXA_PROGRAM, "observe", "mail", "new"}, mDesk.Bus().Environment(BROKER_BASE)});
+    ASSERT_TRUE(observer->AwaitErrors("observing as")) << observer->Errors();
+    EXPECT_EQ(::getsid(service.Id()), service.Id());
+    // Somebody counts on it for longer than it would stay.
+    EXPECT_EQ(service.Wait(std::chrono::seconds(3)), std::nullopt);
+    observer->Signal(SIGINT);
+    EXPECT_EQ(observer->Wait(), 0);
+    EXPECT_EQ(service.Wait(), 0);
+    EXPECT_EQ(service.Errors(), "");
+    EXPECT_THAT(Read(mDesk.Data() / "zarnd.log"),
+                AllOf(HasSubstr("serving as zarnd-"), EndsWith("ended [, ]\n")));
+}
+
+TEST_F(Serving, NamesWhatTheDiskRefuses) {
+    mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
+    support::Command command = mDesk.ServiceCommand();
+    // No file may have more than 64 KiB: what comes then is as if the disk refused it.
+    command.mArguments.insert(command.mArguments.begin(), {"/usr/bin/prlimit", "--fsize=65536"});
+    ChildProcess service(command);
+    ASSERT_TRUE(service.AwaitErrors("serving as zarnd-")) << service.Errors();
+    EXPECT_THAT(mDesk.EndOf(*mDesk.Host("KQ7L")), StartsWith("QRTX 20.0 KQ7L error 342 "));
+    EXPECT_FALSE(fs::exists(mDesk.Data() / "modules" / "QRTX" / "KQ7L" / "current"));
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0);
 }
 
 TEST_F(Serving, OverlooksWhatIsNoQuestion) {

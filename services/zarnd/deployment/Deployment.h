@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "deployment/Types.h"
@@ -111,11 +112,12 @@ class Deployment {
     void TellProgress(const ModuleKey& inKey, Job& ioJob, std::optional<int> inPercent);
 
     IDeploymentActions& mActions;
-    std::map<ModuleKey, Job> mJobs;
+    std::unordered_map<ModuleKey, Job, ModuleKeyHash> mJobs;
     std::map<std::uint64_t, ModuleKey> mReady;  // waiting for nothing but their turn
     std::uint64_t mLastTurn = 0;
-    std::map<ModuleKey, std::set<ModuleKey>> mWatchers;  // jobs, by the modules in their progress
-    std::set<std::pair<Time, ModuleKey>> mDue;           // when a job's progress is to be told
+    // Jobs, by the modules in their progress.
+    std::unordered_map<ModuleKey, std::set<ModuleKey>, ModuleKeyHash> mWatchers;
+    std::set<std::pair<Time, ModuleKey>> mDue;  // when a job's progress is to be told
     std::size_t mWorking = 0;
     std::size_t mRequests = 0;  // those that have been taken back too
 };

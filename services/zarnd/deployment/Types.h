@@ -2,7 +2,9 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -27,6 +29,14 @@ struct ModuleKey {
     std::string mModule;
 
     friend auto operator<=>(const ModuleKey&, const ModuleKey&) = default;
+};
+
+/// For tables that are asked often.
+struct ModuleKeyHash {
+    std::size_t operator()(const ModuleKey& inKey) const noexcept {
+        constexpr std::size_t kFactor = 0x9E3779B97F4A7C15U;  // keeps apart what differs in one part only
+        return std::hash<std::string>()(inKey.mProduct) * kFactor ^ std::hash<std::string>()(inKey.mModule);
+    }
 };
 
 struct InstallRequest {
