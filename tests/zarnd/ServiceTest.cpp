@@ -242,6 +242,23 @@ TEST_F(Serving, LeavesWhenItHasNothingToDo) {
     EXPECT_EQ(mDesk.Service().Wait(), 0) << mDesk.Service().Errors();
 }
 
+TEST_F(Serving, ServesTheLibrarysOwnOperation) {
+    mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
+    mDesk.StartService();
+    const auto download = [&](const std::string& inModule) {
+        const auto run = support::Run(
+            {{DOWNLOAD_PROGRAM, "QRTX", "20.0", inModule}, mDesk.Bus().Environment(BROKER_BASE)});
+        EXPECT_EQ(run.mExitCode, 0) << run.mErrors;
+        return run.mOutput;
+    };
+    EXPECT_THAT(download("KQ7L"), AllOf(StartsWith("KQ7L 0\n"), EndsWith("KQ7L 1\ninstalled\n")));
+    EXPECT_EQ(Read(mDesk.Files("KQ7L") / "text"), "words");
+    EXPECT_EQ(download("OTHER"), "Failed to download the requested module (0xA00F0001)\n");
+    // An id that nobody has is echoed as the host wrote it, or the future would never end.
+    EXPECT_THAT(download("tab\tand\nline"), HasSubstr("Failed to download"));
+    EXPECT_THAT(download(std::string(8000, 'x')), HasSubstr("Failed to download"));
+}
+
 TEST_F(Serving, ShowsTheWayOfARepair) {
     mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
     mDesk.StartService();
