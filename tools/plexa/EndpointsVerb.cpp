@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -8,6 +7,7 @@
 #include "BusConnection.h"
 #include "Output.h"
 #include "PayloadText.h"
+#include "Table.h"
 #include "Verbs.h"
 
 namespace orvane::plexa::tool {
@@ -33,24 +33,13 @@ std::string AsJSON(const api5::EndPoint& inEndPoint, bool inIsSelf) {
     return JSONLine(VariantValue(line));
 }
 
-std::string Padded(std::string inText, std::size_t inWidth) {
-    inText.resize(std::max(inText.size(), inWidth), ' ');
-    return inText;
-}
-
-void PrintTable(const std::vector<api5::EndPoint>& inEndPoints, const api5::EndPoint& inSelf,
-                Output& ioOutput) {
-    std::size_t width = 6;
-    for (const api5::EndPoint& endPoint : inEndPoints) {
-        width = std::max(width, PlainLine(AppIdOf(endPoint)).size());
-    }
-    ioOutput.Line(ioOutput.Strong(Padded("APP ID", width) + "  INSTANCE       PID"));
-    for (const api5::EndPoint& endPoint : inEndPoints) {
-        const std::string instance = std::to_string(endPoint.GetInstance());
-        ioOutput.Line(Padded(PlainLine(AppIdOf(endPoint)), width) + "  " + Padded(instance, 8) + "  " +
-                      Padded(std::to_string(endPoint.GetProcessId()), 8) +
-                      (endPoint == inSelf ? "  this tool" : ""));
-    }
+void PrintEndPoints(const std::vector<api5::EndPoint>& inEndPoints, const api5::EndPoint& inSelf,
+                    Output& ioOutput) {
+    std::vector<std::vector<std::string>> rows = {{"APP ID", "INSTANCE", "PID", ""}};
+    for (const api5::EndPoint& endPoint : inEndPoints)
+        rows.push_back({PlainLine(AppIdOf(endPoint)), std::to_string(endPoint.GetInstance()),
+                        std::to_string(endPoint.GetProcessId()), endPoint == inSelf ? "this tool" : ""});
+    PrintTable(rows, ioOutput);
 }
 
 void Endpoints(const EndpointsOptions& inOptions) {
@@ -61,7 +50,7 @@ void Endpoints(const EndpointsOptions& inOptions) {
     const std::vector<api5::EndPoint> endPoints = bus.EndPoints();
     Output output(interruption.Descriptor());
     if (!inOptions.mIsJSON) {
-        PrintTable(endPoints, self, output);
+        PrintEndPoints(endPoints, self, output);
         return;
     }
     for (const api5::EndPoint& endPoint : endPoints) output.Line(AsJSON(endPoint, endPoint == self));

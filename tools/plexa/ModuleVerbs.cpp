@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 #include "ModuleOptions.h"
 #include "Output.h"
 #include "PayloadText.h"
+#include "Table.h"
 #include "Verbs.h"
 #include "bus/MessageTypes.h"
 
@@ -45,22 +45,6 @@ VariantObject Ask(const QuestionOptions& inOptions, const char* inType, const In
 
 void PrintJSON(const std::vector<VariantObject>& inModules, Output& ioOutput) {
     for (const VariantObject& module : inModules) ioOutput.Line(JSONLine(VariantValue(module)));
-}
-
-// Columns as wide as their texts; the first row are the headings.
-void PrintTable(const std::vector<std::vector<std::string>>& inRows, Output& ioOutput) {
-    std::vector<std::size_t> widths(inRows.front().size());
-    for (const auto& row : inRows) {
-        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-    }
-    for (const auto& row : inRows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            line += row[i];
-            if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
-        }
-        ioOutput.Line(&row == &inRows.front() ? ioOutput.Strong(line) : line);
-    }
 }
 
 std::string SizeOf(const VariantObject& inModule) {

@@ -1,10 +1,14 @@
 #include "Tool.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
 #include <new>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "BrokerBeside.h"
 #include "Failure.h"
@@ -26,6 +30,7 @@ constexpr const char* kFooter =
     "  plexa module install KQ7L --product QRTX      have an add-on module installed\n"
     "  plexa observe mail new                        print push notifications of a kind\n"
     "  plexa notify mail new from=Ada                have one told to everybody who observes\n"
+    "  plexa apps launch PHOTO-2.1                   start an application\n"
     "  plexa payload decode < payload.xml            look into a payload\n\n"
     "Exit codes: 0 done; 1 failed, or a payload can't be decoded; 2 wrong command line;\n"
     "3 nothing, or not enough, came in time; 4 no broker or no desktop service can be reached.\n\n"
@@ -36,6 +41,17 @@ int Complain(const char* inText, ExitCode inCode) {
     return inCode;
 }
 
+// The words behind "--" of a verb that passes them on; the parser, which would look into them, doesn't get
+// them.
+std::vector<std::string> TakeTrailing(std::vector<std::string>& ioWords) {
+    if (ioWords.size() < 2 || ioWords[0] != "apps" || ioWords[1] != "launch") return {};
+    const auto separator = std::find(ioWords.begin(), ioWords.end(), "--");
+    if (separator == ioWords.end()) return {};
+    std::vector<std::string> trailing(separator + 1, ioWords.end());
+    ioWords.erase(separator, ioWords.end());
+    return trailing;
+}
+
 }  // namespace
 
 int Run(int inCount, const char* const* inArguments) {
@@ -43,6 +59,8 @@ int Run(int inCount, const char* const* inArguments) {
     std::signal(SIGPIPE, SIG_IGN);
     UseBrokerBeside();
 
+    std::vector<std::string> words(inArguments + std::min(inCount, 1), inArguments + inCount);
+    const std::vector<std::string> trailing = TakeTrailing(words);
     CLI::App app("Talks to the applications on this desktop's message bus.", "plexa");
     app.footer(kFooter);
     app.set_version_flag("--version", "plexa " PLEXA_TOOL_VERSION);
@@ -55,11 +73,14 @@ int Run(int inCount, const char* const* inArguments) {
     AddNotifyVerb(app);
     AddModuleVerbs(app);
     AddEndpointsVerb(app);
+    AddAppsVerbs(app, trailing);
     AddBrokerVerb(app);
     AddPayloadVerbs(app);
 
     try {
-        app.parse(inCount, inArguments);
+        // It takes them from the back.
+        std::reverse(words.begin(), words.end());
+        app.parse(std::move(words));
         return kExitSuccess;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kExitSuccess : kExitUsage;

@@ -2,6 +2,9 @@
 /// the command line is parsed, and reports what goes wrong as a `Failure`.
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace CLI {
 class App;
 }
@@ -17,6 +20,8 @@ void AddNotifyVerb(CLI::App& ioApp);
 void AddModuleVerbs(CLI::App& ioApp);
 void AddModuleInstallVerb(CLI::App& ioModule);  // one of those
 void AddEndpointsVerb(CLI::App& ioApp);
+/// inTrailing: the words behind "--" that "apps launch" passes on.
+void AddAppsVerbs(CLI::App& ioApp, const std::vector<std::string>& inTrailing);
 void AddBrokerVerb(CLI::App& ioApp);
 void AddPayloadVerbs(CLI::App& ioApp);
 

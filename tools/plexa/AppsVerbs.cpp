@@ -1,0 +1,191 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Failure.h"
+#include "Output.h"
+#include "PayloadText.h"
+#include "Table.h"
+#include "Verbs.h"
+#include "nuocore/StringConversion.h"
+#include "nuoplexasupport/Applications.h"
+
+namespace orvane::plexa::tool {
+
+using nuocore::UTF8String;
+using nuocore::serialization::MakeValue;
+using nuocore::serialization::VariantObject;
+using nuocore::serialization::VariantValue;
+
+namespace {
+
+struct AppsOptions {
+    std::string mId;
+    std::vector<std::string> mArguments;
+    bool mInNewProcess = false;
+    bool mIsJSON = false;
+};
+
+struct App {
+    std::string mId;
+    std::string mPath;
+    int mProcess = 0;
+};
+
+App Look(const std::string& inId) {
+    const UTF8String path = nuocore::string::UTF16to8(nuoplexasupport::GetInstalledAppPath(inId));
+    return {inId, std::string(path.begin(), path.end()), nuoplexasupport::GetProcessIdEx(inId.c_str())};
+}
+
+App LookInstalled(const std::string& inId) {
+    App app = Look(inId);
+    if (app.mPath.empty())
+        throw Failure(kExitFailure, "\"" + PlainLine(inId) +
+                                        "\" isn't installed; \"plexa apps list\" shows what is, and "
+                                        "docs/applications.md how an application gets there");
+    return app;
+}
+
+void PrintJSON(const App& inApp, Output& ioOutput) {
+    VariantObject line;
+    line["app_id"] = MakeValue(UTF8String(std::string_view(inApp.mId)));
+    line["path"] = MakeValue(UTF8String(std::string_view(inApp.mPath)));
+    line["pid"] = MakeValue(std::int64_t{inApp.mProcess});
+    ioOutput.Line(JSONLine(VariantValue(line)));
+}
+
+void List(const AppsOptions& inOptions) {
+    nuoplexasupport::TargetSpecifiers ids;
+    nuoplexasupport::GetTargetSpecifiers(ids);
+    Output output;
+    std::vector<std::vector<std::string>> rows = {{"APP ID", "PID", "PATH"}};
+    for (const std::string& id : ids) {
+        const App app = Look(id);
+        if (inOptions.mIsJSON) PrintJSON(app, output);
+        rows.push_back(
+            {PlainLine(id), app.mProcess == 0 ? "-" : std::to_string(app.mProcess), PlainLine(app.mPath)});
+    }
+    if (!inOptions.mIsJSON) PrintTable(rows, output);
+}
+
+void Path(const AppsOptions& inOptions) {
+    const App app = LookInstalled(inOptions.mId);
+    Output output;
+    if (inOptions.mIsJSON) return PrintJSON(app, output);
+    // As it is: it's for programs too.
+    output.Line(app.mPath);
+}
+
+void Pid(const AppsOptions& inOptions) {
+    const App app = LookInstalled(inOptions.mId);
+    Output output;
+    if (inOptions.mIsJSON) PrintJSON(app, output);
+    if (app.mProcess == 0)
+        throw Failure(kExitFailure,
+                      "\"" + PlainLine(app.mId) + "\" doesn't run; \"plexa apps launch\" starts it");
+    if (!inOptions.mIsJSON) output.Line(std::to_string(app.mProcess));
+}
+
+// As a shell would have to be given it.
+std::string Quoted(const std::string& inText) {
+    std::string quoted = "'";
+    for (const char character : inText) {
+        if (character == '\'') {
+            quoted += "'\\''";
+        } else {
+            quoted += character;
+        }
+    }
+    return quoted + "'";
+}
+
+void Launch(const AppsOptions& inOptions) {
+    const App app = LookInstalled(inOptions.mId);
+    const std::string id = "\"" + PlainLine(app.mId) + "\"";
+    if (!inOptions.mInNewProcess && app.mProcess != 0 && !inOptions.mArguments.empty())
+        throw Failure(kExitFailure, id + " runs already, as process " + std::to_string(app.mProcess) +
+                                        ", and can't be given arguments; --new starts another process");
+    std::string arguments;
+    for (const std::string& argument : inOptions.mArguments) arguments += Quoted(argument) + ' ';
+    if (!nuoplexasupport::LaunchAppEx(app.mId.c_str(), inOptions.mInNewProcess, arguments))
+        throw Failure(kExitFailure, id + " can't be started; NUOCORE_TRACE=PlexaControl=1 shows why");
+    const bool ranBefore = !inOptions.mInNewProcess && app.mProcess != 0;
+    const App after = Look(app.mId);
+    Output output;
+    if (inOptions.mIsJSON) return PrintJSON(after, output);
+    // Of several processes it's the oldest that is told, and none when it has ended already.
+    const bool isKnown = after.mProcess != 0 && (ranBefore || after.mProcess != app.mProcess);
+    output.Line(PlainLine(app.mId) + (ranBefore ? ": runs already" : ": started") +
+                (isKnown ? ", process " + std::to_string(after.mProcess) : ""));
+}
+
+// What stands before "--" beside the options. A word with a dash is more likely an option that there isn't.
+std::vector<std::string> WordsBeside(const CLI::App& inVerb) {
+    std::vector<std::string> words = inVerb.remaining();
+    for (const std::string& word : words)
+        if (word.starts_with('-'))
+            throw CLI::ValidationError(
+                "\"" + word + "\" is no option; arguments that begin with a dash stand behind \"--\"");
+    return words;
+}
+
+struct Verb {
+    const char* mName;
+    const char* mPurpose;
+    void (*mAction)(const AppsOptions&);
+    const char* mFooter;
+};
+
+void AddVerb(CLI::App& ioApps, const Verb& inVerb, const std::vector<std::string>& inTrailing) {
+    CLI::App* const verb = ioApps.add_subcommand(inVerb.mName, inVerb.mPurpose);
+    const auto options = std::make_shared<AppsOptions>();
+    verb->add_flag("--json", options->mIsJSON,
+                   "Print one JSON object a line: app_id, path, and pid (0: doesn't run)");
+    if (inVerb.mAction != List) verb->add_option("ID", options->mId, "App id, such as PHOTO-2.1")->required();
+    if (inVerb.mAction == Launch) {
+        verb->add_flag("--new", options->mInNewProcess, "Start another process though one runs already");
+        // Taken as they are: of what is a list to the parser, such as "[a,b]", an option would get the parts.
+        verb->allow_extras();
+    }
+    verb->callback([options, verb, inTrailing, action = inVerb.mAction] {
+        options->mArguments = WordsBeside(*verb);
+        options->mArguments.insert(options->mArguments.end(), inTrailing.begin(), inTrailing.end());
+        action(*options);
+    });
+    verb->footer(inVerb.mFooter);
+}
+
+}  // namespace
+
+void AddAppsVerbs(CLI::App& ioApp, const std::vector<std::string>& inTrailing) {
+    CLI::App* const apps =
+        ioApp.add_subcommand("apps", "List, find and start the applications of this desktop");
+    apps->require_subcommand(1);
+    const auto add = [&](const Verb& inVerb) { AddVerb(*apps, inVerb, inTrailing); };
+    add({"list", "List the applications that are installed", List,
+         "Examples:\n"
+         "  plexa apps list\n"
+         "  plexa apps list --json\n\n"
+         "Exit codes: 0 listed, 2 wrong command line."});
+    add({"path", "Print the path of an application's program", Path,
+         "Examples:\n"
+         "  plexa apps path PHOTO-2.1\n\n"
+         "Exit codes: 0 printed, 1 not installed, 2 wrong command line."});
+    add({"pid", "Print the process id of an application that runs", Pid,
+         "Of several processes the one that has run longest.\n\n"
+         "Examples:\n"
+         "  kill \"$(plexa apps pid PHOTO-2.1)\"\n\n"
+         "Exit codes: 0 printed, 1 doesn't run, or not installed, 2 wrong command line."});
+    add({"launch", "Start an application", Launch,
+         "One that runs already isn't started again, unless with --new.\n\n"
+         "Examples:\n"
+         "  plexa apps launch PHOTO-2.1\n"
+         "  plexa apps launch PHOTO-2.1 --new -- --slideshow 'my pictures'\n\n"
+         "Exit codes: 0 it runs, 1 it can't be started, or runs and can't be given arguments, 2 wrong "
+         "command line."});
+}
+
+}  // namespace orvane::plexa::tool
