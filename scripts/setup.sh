@@ -11,6 +11,7 @@ build_packages="
     libexpat1-dev libfmt-dev libglib2.0-dev libspdlog-dev libcli11-dev
     libarchive-dev libbz2-dev libcurl4-openssl-dev liblzma-dev libssl-dev libzstd-dev zlib1g-dev
     libflatbuffers-dev flatbuffers-compiler
+    libjavascriptcoregtk-4.1-dev
 "
 test_packages="
     libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev nlohmann-json3-dev locales

@@ -1,0 +1,48 @@
+#include "WorkQueue.h"
+
+#include <iterator>
+#include <utility>
+
+namespace nuoscripting::detail {
+
+WorkQueue::WorkQueue(std::function<void()> inOnWork) : mOnWork(std::move(inOnWork)) {}
+
+bool WorkQueue::Push(std::function<void()> inWork) {
+    {
+        const std::lock_guard lock(mLock);
+        if (mIsClosed) {
+            return false;
+        }
+        mWork.push_back(std::move(inWork));
+    }
+    mChanged.notify_all();
+    if (mOnWork) {
+        mOnWork();
+    }
+    return true;
+}
+
+std::deque<std::function<void()>> WorkQueue::Take() {
+    const std::lock_guard lock(mLock);
+    return std::exchange(mWork, {});
+}
+
+void WorkQueue::PutBack(std::deque<std::function<void()>> inWork) {
+    const std::lock_guard lock(mLock);
+    mWork.insert(mWork.begin(), std::make_move_iterator(inWork.begin()),
+                 std::make_move_iterator(inWork.end()));
+}
+
+bool WorkQueue::WaitFor(std::chrono::milliseconds inLimit) {
+    std::unique_lock lock(mLock);
+    return mChanged.wait_for(lock, inLimit, [this] { return !mWork.empty(); });
+}
+
+void WorkQueue::Close() {
+    std::deque<std::function<void()>> dropped;  // goes after the lock: what it holds may call back
+    const std::lock_guard lock(mLock);
+    mIsClosed = true;
+    dropped.swap(mWork);
+}
+
+}  // namespace nuoscripting::detail

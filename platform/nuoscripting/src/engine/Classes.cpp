@@ -1,0 +1,186 @@
+#include "Classes.h"
+
+#include <algorithm>
+#include <string>
+
+#include "EngineContext.h"
+#include "Exceptions.h"
+#include "Strings.h"
+
+namespace nuoscripting::engine {
+
+namespace {
+
+constexpr JSPropertyAttributes kFixed = kJSPropertyAttributeReadOnly | kJSPropertyAttributeDontDelete;
+constexpr JSPropertyAttributes kHidden = kFixed | kJSPropertyAttributeDontEnum;
+
+void Put(JSContextRef inContext, JSObjectRef inObject, std::string_view inName, JSValueRef inValue,
+         JSPropertyAttributes inAttributes) {
+    JSValueRef exception = nullptr;
+    JSObjectSetProperty(inContext, inObject, MakeString(inName).get(), inValue, inAttributes, &exception);
+    if (exception != nullptr) {
+        throw ScriptError("cannot define \"" + std::string(inName) + "\" in the script context: " +
+                          std::string(TextOf(StringOf(inContext, exception, nullptr).get())));
+    }
+}
+
+ClassInfo& ClassOf(JSObjectRef inConstructor) { return static_cast<ClassInfo&>(*CarriedBy(inConstructor)); }
+
+JSObjectRef Construct(JSContextRef inContext, JSObjectRef inConstructor, std::size_t /*inCount*/,
+                      const JSValueRef /*inArguments*/[], JSValueRef* outException) {
+    ClassInfo& info = ClassOf(inConstructor);
+    EngineContext& context = info.mContext;
+    if (context.GetLimits().HasStopped()) {
+        return inConstructor;
+    }
+    context.ReleaseBuried();
+    try {
+        RefPtr<ScriptObject> object =
+            info.mDefinition.CreateInstance(RefPtr<ScriptContext>(&context.GetOwner()));
+        return MakeInstance(inContext, info, std::move(object));
+    } catch (...) {
+        *outException = MakeError(context, std::current_exception());
+        return nullptr;
+    }
+}
+
+JSValueRef CallConstructor(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*inThis*/,
+                           std::size_t /*inCount*/, const JSValueRef /*inArguments*/[],
+                           JSValueRef* outException) {
+    const ClassInfo& info = ClassOf(inFunction);
+    const std::string path(info.mDefinition.GetPath());
+    *outException = MakeTypeError(inContext, info.mContext.GetTypeError(),
+                                  path + " is a class: use \"new " + path + "()\"");
+    return nullptr;
+}
+
+bool HasInstance(JSContextRef inContext, JSObjectRef inConstructor, JSValueRef inValue,
+                 JSValueRef* /*outException*/) {
+    const JSObjectRef object =
+        JSValueIsObject(inContext, inValue) ? JSValueToObject(inContext, inValue, nullptr) : nullptr;
+    const Carried* const carried = object != nullptr ? CarriedBy(object) : nullptr;
+    return carried != nullptr && carried->mKind == Carried::Kind::kInstance &&
+           &static_cast<const InstanceInfo*>(carried)->mClass == &ClassOf(inConstructor);
+}
+
+// The collector has found that the script can't reach the object any more. May be called on any thread.
+void Collected(JSObjectRef inObject) {
+    const std::unique_ptr<InstanceInfo> info(static_cast<InstanceInfo*>(CarriedBy(inObject)));
+    if (info) {
+        info->mClass.mContext.Bury(std::move(info->mObject));
+    }
+}
+
+JSClassRef MethodClass() {
+    static const JSClassRef sClass = [] {
+        JSClassDefinition definition = kJSClassDefinitionEmpty;
+        definition.className = "Function";
+        definition.attributes = kJSClassAttributeNoAutomaticPrototype;
+        definition.callAsFunction = &CallMethod;
+        return JSClassCreate(&definition);
+    }();
+    return sClass;
+}
+
+JSClassRef ConstructorClass() {
+    static const JSClassRef sClass = [] {
+        JSClassDefinition definition = kJSClassDefinitionEmpty;
+        definition.className = "Function";
+        definition.attributes = kJSClassAttributeNoAutomaticPrototype;
+        definition.callAsConstructor = &Construct;
+        definition.callAsFunction = &CallConstructor;
+        definition.hasInstance = &HasInstance;
+        return JSClassCreate(&definition);
+    }();
+    return sClass;
+}
+
+// An object that scripts call, with what functions have.
+JSObjectRef MakeCallable(JSContextRef inContext, JSClassRef inClass, Carried& inCarried,
+                         std::string_view inName, std::size_t inLength) {
+    const JSObjectRef callable = JSObjectMake(inContext, inClass, &inCarried);
+    const JSObjectRef sample = JSObjectMakeFunctionWithCallback(
+        inContext, nullptr,
+        [](auto inWhere, auto, auto, auto, auto, auto) { return JSValueMakeUndefined(inWhere); });
+    // Before it inherits any: setting wouldn't add properties of its own afterwards.
+    Put(inContext, callable, "name", JSValueMakeString(inContext, MakeString(inName).get()), kHidden);
+    Put(inContext, callable, "length", JSValueMakeNumber(inContext, static_cast<double>(inLength)), kHidden);
+    JSObjectSetPrototype(inContext, callable, JSObjectGetPrototype(inContext, sample));
+    return callable;
+}
+
+// The object that a path of namespaces stands for.
+JSObjectRef FindNamespace(JSContextRef inContext, const ScriptObjectDefinitionBase& inDefinition) {
+    JSObjectRef place = JSContextGetGlobalObject(inContext);
+    const JSPropertyAttributes attributes =
+        (inDefinition.GetNamespaceFlags() & kNamespaceFlag_Enumerable) != 0 ? kFixed : kHidden;
+    std::string_view rest = inDefinition.GetNamespace();
+    while (!rest.empty()) {
+        const std::string_view part = rest.substr(0, rest.find('.'));
+        rest.remove_prefix(std::min(part.size() + 1, rest.size()));
+        JSValueRef value = PropertyOf(inContext, place, std::string(part).c_str());
+        if (!JSValueIsObject(inContext, value)) {
+            value = JSObjectMake(inContext, nullptr, nullptr);
+            Put(inContext, place, part, value, attributes);
+        }
+        place = JSValueToObject(inContext, value, nullptr);
+    }
+    return place;
+}
+
+std::size_t CountRequired(const ScriptItemDefinitionBase& inItem) {
+    return static_cast<std::size_t>(
+        std::ranges::count(inItem.GetParameterTypes(), false, &ParameterType::IsOptional));
+}
+
+}  // namespace
+
+ClassInfo::ClassInfo(ScriptDefinitions::Pinned inPinned, EngineContext& inContext)
+    : Carried(Kind::kClass),
+      mPinned(std::make_shared<const ScriptDefinitions::Pinned>(std::move(inPinned))),
+      mDefinition(*mPinned->mDefinition),
+      mContext(inContext) {
+    const std::string name(mDefinition.GetName());
+    JSClassDefinition definition = kJSClassDefinitionEmpty;
+    definition.className = name.c_str();
+    definition.finalize = &Collected;
+    mInstances = JSClassCreate(&definition);
+}
+
+ClassInfo::~ClassInfo() { JSClassRelease(mInstances); }
+
+void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
+    const ScriptObjectDefinitionBase& definition = ioClass.mDefinition;
+    const JSObjectRef constructor =
+        MakeCallable(inContext, ConstructorClass(), ioClass, definition.GetName(), 0);
+    // The engine makes one prototype for all objects of a class.
+    const JSObjectRef prototype = JSValueToObject(
+        inContext, JSObjectGetPrototype(inContext, JSObjectMake(inContext, ioClass.mInstances, nullptr)),
+        nullptr);
+    Put(inContext, constructor, "prototype", prototype, kHidden);
+    const JSValueRef inherited = JSObjectGetPrototype(inContext, prototype);
+    JSObjectSetPrototype(inContext, prototype, JSValueMakeNull(inContext));
+    Put(inContext, prototype, "constructor", constructor, kHidden);
+    for (auto component = definition.ComponentsBegin(); component != definition.ComponentsEnd();
+         ++component) {
+        const ScriptItemDefinitionBase& item = **component;
+        ioClass.mItems.push_back(std::make_unique<ItemInfo>(item, ioClass, ioClass.mContext));
+        const JSObjectRef method = MakeCallable(inContext, MethodClass(), *ioClass.mItems.back(),
+                                                item.GetName(), CountRequired(item));
+        Put(inContext, prototype, item.GetName(), method,
+            (item.GetFlags() & kItemFlag_Enumerable) != 0 ? kFixed : kHidden);
+    }
+    JSObjectSetPrototype(inContext, prototype, inherited);
+    Put(inContext, FindNamespace(inContext, definition), definition.GetName(), constructor, kHidden);
+}
+
+JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<ScriptObject> inObject) {
+    auto info = std::make_unique<InstanceInfo>(inClass, std::move(inObject));
+    return JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
+}
+
+std::string NameOf(const ItemInfo& inItem) {
+    return std::string(inItem.mClass.mDefinition.GetPath()) + "." + std::string(inItem.mItem.GetName());
+}
+
+}  // namespace nuoscripting::engine

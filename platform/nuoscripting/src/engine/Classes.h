@@ -1,0 +1,78 @@
+/// The classes of a context, made of definitions.
+#pragma once
+
+#include <JavaScriptCore/JavaScript.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "nuoscripting/Registry.h"
+
+namespace nuoscripting::engine {
+
+class EngineContext;
+struct ClassInfo;
+
+/// What the engine's objects of ours carry. No other object carries anything, so what an object carries says
+/// what it is.
+struct Carried {
+    enum class Kind : std::uint8_t { kClass, kItem, kInstance, kOther };
+    explicit Carried(Kind inKind) noexcept : mKind(inKind) {}
+    const Kind mKind;
+};
+
+/// A method's function.
+struct ItemInfo : Carried {
+    ItemInfo(const ScriptItemDefinitionBase& inItem, ClassInfo& inClass, EngineContext& inContext) noexcept
+        : Carried(Kind::kItem), mItem(inItem), mClass(inClass), mContext(inContext) {}
+    const ScriptItemDefinitionBase& mItem;
+    ClassInfo& mClass;
+    EngineContext& mContext;
+};
+
+/// A class, and its constructor.
+struct ClassInfo : Carried {
+    ClassInfo(ScriptDefinitions::Pinned inPinned, EngineContext& inContext);
+    ClassInfo(const ClassInfo&) = delete;
+    ClassInfo& operator=(const ClassInfo&) = delete;
+    ~ClassInfo();
+
+    /// Keeps the definition, and its library, also for calls that outlive the context.
+    const std::shared_ptr<const ScriptDefinitions::Pinned> mPinned;
+    const ScriptObjectDefinitionBase& mDefinition;
+    EngineContext& mContext;
+    JSClassRef mInstances;
+    std::vector<std::unique_ptr<ItemInfo>> mItems;
+};
+
+/// An object.
+struct InstanceInfo : Carried {
+    InstanceInfo(ClassInfo& inClass, RefPtr<ScriptObject> inObject) noexcept
+        : Carried(Kind::kInstance), mClass(inClass), mObject(std::move(inObject)) {}
+    ClassInfo& mClass;
+    RefPtr<ScriptObject> mObject;
+};
+
+/// What an object carries; null when it is none of ours.
+inline Carried* CarriedBy(JSObjectRef inObject) {
+    return static_cast<Carried*>(JSObjectGetPrivate(inObject));
+}
+
+/// Makes the class's constructor and puts it into its namespace. Throws `ScriptError`.
+void DefineClass(JSContextRef inContext, ClassInfo& ioClass);
+
+/// The script's side of an object.
+JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<ScriptObject> inObject);
+
+/// Runs a method for a script.
+JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef inThis, std::size_t inCount,
+                      const JSValueRef inArguments[], JSValueRef* outException);
+
+/// "MobileAppLayer.Class.method", for messages.
+std::string NameOf(const ItemInfo& inItem);
+
+}  // namespace nuoscripting::engine

@@ -1,0 +1,326 @@
+#include "EngineContext.h"
+
+#include <utility>
+
+#include "Console.h"
+#include "EngineExtras.h"
+#include "Exceptions.h"
+#include "Strings.h"
+
+namespace nuoscripting::engine {
+
+namespace {
+
+// Carried by functions of the library's own that know their context.
+struct OwnFunction : Carried {
+    OwnFunction(EngineContext& ioContext, std::optional<ScriptException>& ioRejection) noexcept
+        : Carried(Kind::kOther), mContext(ioContext), mRejection(ioRejection) {}
+    EngineContext& mContext;
+    std::optional<ScriptException>& mRejection;
+};
+
+JSValueRef DrainNow(JSContextRef inContext, JSObjectRef /*inFunction*/, JSObjectRef /*inThis*/,
+                    std::size_t /*inCount*/, const JSValueRef /*inArguments*/[],
+                    JSValueRef* /*outException*/) {
+    JSLock(inContext);
+    FindDrainMicrotasks()(JSContextGetGroup(inContext));
+    JSUnlock(inContext);
+    return JSValueMakeUndefined(inContext);
+}
+
+JSValueRef OnRejection(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*inThis*/,
+                       std::size_t inCount, const JSValueRef inArguments[], JSValueRef* /*outException*/) {
+    const auto& own = static_cast<OwnFunction&>(*CarriedBy(inFunction));
+    if (!own.mRejection && inCount >= 2) {
+        own.mRejection.emplace(ReadException(own.mContext, inArguments[1]));
+    }
+    return JSValueMakeUndefined(inContext);
+}
+
+void ForgetOwnFunction(JSObjectRef inFunction) { delete static_cast<OwnFunction*>(CarriedBy(inFunction)); }
+
+JSClassRef RejectionClass() {
+    static const JSClassRef sClass = [] {
+        JSClassDefinition definition = kJSClassDefinitionEmpty;
+        definition.className = "Function";
+        definition.callAsFunction = &OnRejection;
+        definition.finalize = &ForgetOwnFunction;
+        return JSClassCreate(&definition);
+    }();
+    return sClass;
+}
+
+}  // namespace
+
+// The engine's lock is held by the outermost, so that promises do their part under the context's limits,
+// after the script.
+class EngineContext::Entry {
+  public:
+    explicit Entry(EngineContext& ioContext) : mContext(ioContext) {
+        if (mContext.mDepth > 0 && mContext.mLimits->HasStopped()) {
+            mContext.mLimits->Check();  // once stopped, native methods don't call scripts any more
+        }
+        if (mContext.mDepth++ == 0) {
+            mContext.ReleaseBuried();
+            mContext.mRejection.reset();
+            JSLock(mContext.mContext);
+            mContext.mLimits->Begin();
+        }
+    }
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
+    ~Entry() {
+        if (mContext.mDepth == 1) {
+            if (!mHasRunMicrotasks) {
+                RunMicrotasks();
+            }
+            mContext.mLimits->End();
+            JSUnlock(mContext.mContext);
+            mContext.ReleaseBuried();
+        }
+        --mContext.mDepth;
+    }
+
+    // After the work was done: what promises have to do, and whether all of it went well.
+    void Finish() {
+        if (mContext.mDepth == 1) {
+            RunMicrotasks();
+            mContext.mLimits->Check();
+            if (mContext.mRejection) {
+                throw ScriptException(*std::exchange(mContext.mRejection, std::nullopt));
+            }
+        } else if (mContext.mLimits->HasStopped()) {
+            mContext.mLimits->Check();
+        }
+    }
+
+  private:
+    void RunMicrotasks() {
+        mHasRunMicrotasks = true;
+        mContext.RunMicrotasks();
+    }
+
+    EngineContext& mContext;
+    bool mHasRunMicrotasks = false;
+};
+
+EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::WorkQueue> inQueue,
+                             std::vector<ScriptDefinitions::Pinned> inDefinitions)
+    : mOwner(ioOwner),
+      mQueue(std::move(inQueue)),
+      mLink(std::make_shared<ContextLink>()),
+      mGroup(JSContextGroupCreate()),
+      mContext(JSGlobalContextCreateInGroup(mGroup, nullptr)) {
+    mLink->mContext = this;
+    try {
+        mLimits.emplace(mContext, mOwner.GetSettings());
+        const JSObjectRef global = JSContextGetGlobalObject(mContext);
+        mTypeError = JSValueToObject(mContext, PropertyOf(mContext, global, "TypeError"), nullptr);
+        JSValueProtect(mContext, mTypeError);
+        mMicrotasks = JSObjectMakeFunctionWithCallback(mContext, nullptr, &DrainNow);
+        JSValueProtect(mContext, mMicrotasks);
+        WatchRejections();
+        if (mOwner.GetSettings().mConsole) {
+            DefineConsole(*this);
+        }
+        for (ScriptDefinitions::Pinned& definition : inDefinitions) {
+            mClasses.push_back(std::make_unique<ClassInfo>(std::move(definition), *this));
+            DefineClass(mContext, *mClasses.back());
+        }
+    } catch (...) {
+        JSGlobalContextRelease(mContext);
+        JSContextGroupRelease(mGroup);
+        throw;
+    }
+}
+
+EngineContext::~EngineContext() {
+    {
+        const std::lock_guard lock(mLink->mLock);
+        mLink->mContext = nullptr;
+        mLink->mToUnprotect.clear();
+    }
+    // Ends all that the script had.
+    JSGlobalContextRelease(mContext);
+    JSContextGroupRelease(mGroup);
+    ReleaseBuried();
+}
+
+VariantValue EngineContext::Run(std::string_view inSource, const std::string& inFile, int inFirstLine,
+                                bool inWithResult) {
+    const String source = MakeString(inSource);
+    const String file = MakeString(inFile);
+    VariantValue result;
+    Entry entry(*this);
+    JSValueRef exception = nullptr;
+    const JSValueRef value =
+        JSEvaluateScript(mContext, source.get(), nullptr, file.get(), inFirstLine, &exception);
+    if (exception == nullptr && inWithResult && !VariantFromScript(mContext, value, result, &exception) &&
+        exception == nullptr) {
+        exception = MakeTypeError(
+            mContext, mTypeError,
+            std::string("the result is ") + KindOf(mContext, value) + ", which JSON can't express");
+    }
+    if (exception != nullptr) {
+        ThrowToHost(exception);
+    }
+    entry.Finish();
+    return result;
+}
+
+RefPtr<ScriptObject> EngineContext::AddObject(const std::string& inVariable, std::string_view inClassName) {
+    for (const auto& info : mClasses) {
+        if (info->mDefinition.GetName() != inClassName) {
+            continue;
+        }
+        RefPtr<ScriptObject> object = info->mDefinition.CreateFactoryInstance(RefPtr<ScriptContext>(&mOwner));
+        JSObjectSetProperty(mContext, JSContextGetGlobalObject(mContext), MakeString(inVariable).get(),
+                            MakeInstance(mContext, *info, object), kJSPropertyAttributeNone, nullptr);
+        return object;
+    }
+    throw ScriptError("there is no class \"" + std::string(inClassName) + "\" in this context");
+}
+
+void EngineContext::Do(const std::function<void()>& inWork) {
+    Entry entry(*this);
+    inWork();
+    entry.Finish();
+}
+
+void EngineContext::CollectGarbage() {
+    JSSynchronousGarbageCollectForDebugging(mContext);
+    ReleaseBuried();
+}
+
+std::size_t EngineContext::GetMemoryUse() { return Limits::MemoryUse(mContext); }
+
+RefPtr<ScriptFunction> EngineContext::Wrap(JSObjectRef inFunction) {
+    return RefPtr<ScriptFunction>(new KeptFunction(mContext, inFunction, mLink));
+}
+
+std::shared_ptr<const KeptValue> EngineContext::Keep(JSValueRef inValue) const {
+    return std::make_shared<const KeptValue>(mContext, inValue, mLink);
+}
+
+VariantValue EngineContext::Call(JSObjectRef inFunction, const std::vector<VariantValue>& inArguments) {
+    Entry entry(*this);
+    // What lives on the heap only, the collector doesn't see.
+    std::vector<JSValueRef> arguments;
+    const JSObjectRef kept = JSObjectMakeArray(mContext, 0, nullptr, nullptr);
+    for (const VariantValue& argument : inArguments) {
+        arguments.push_back(VariantToScript(mContext, argument));
+        JSObjectSetPropertyAtIndex(mContext, kept, static_cast<unsigned>(arguments.size() - 1),
+                                   arguments.back(), nullptr);
+    }
+    JSValueProtect(mContext, kept);
+    JSValueRef exception = nullptr;
+    const JSValueRef value =
+        JSObjectCallAsFunction(mContext, inFunction, nullptr, arguments.size(), arguments.data(), &exception);
+    JSValueUnprotect(mContext, kept);
+    VariantValue result;
+    if (exception == nullptr && !VariantFromScript(mContext, value, result, &exception) &&
+        exception == nullptr) {
+        throw ScriptError(std::string("the function's result is ") + KindOf(mContext, value) +
+                          ", which JSON can't express");
+    }
+    if (exception != nullptr) {
+        ThrowToHost(exception);
+    }
+    entry.Finish();
+    return result;
+}
+
+JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException) {
+    JSObjectRef resolve = nullptr;
+    JSObjectRef reject = nullptr;
+    const JSObjectRef promise = JSObjectMakeDeferredPromise(mContext, &resolve, &reject, outException);
+    if (promise == nullptr) {
+        return nullptr;
+    }
+    struct Sides {
+        KeptValue mResolve;
+        KeptValue mReject;
+    };
+    // Copied together with the function, but kept once.
+    const auto sides =
+        std::shared_ptr<Sides>(new Sides{{mContext, resolve, mLink}, {mContext, reject, mLink}});
+    outPromise = new NativePromise(mQueue, [this, sides](ScriptValue inValue, std::exception_ptr inError) {
+        // Run by the queue, so the context is there.
+        --mOpenPromises;
+        JSValueRef value = nullptr;
+        try {
+            value = inError ? MakeError(*this, inError) : ToScript(mContext, inValue);
+        } catch (...) {
+            inError = std::current_exception();
+            value = MakeError(*this, inError);
+        }
+        JSObjectCallAsFunction(mContext, ObjectOf(mContext, inError ? sides->mReject : sides->mResolve),
+                               nullptr, 1, &value, nullptr);
+    });
+    ++mOpenPromises;
+    return promise;
+}
+
+void EngineContext::Bury(RefPtr<ScriptObject> inObject) {
+    const std::lock_guard lock(mBuriedLock);
+    mBuried.push_back(std::move(inObject));
+}
+
+void EngineContext::ReleaseBuried() {
+    std::vector<RefPtr<ScriptObject>> buried;
+    {
+        const std::lock_guard lock(mBuriedLock);
+        buried.swap(mBuried);
+    }
+    for (RefPtr<ScriptObject>& object : buried) {
+        object->Finalize();
+        object.reset();
+    }
+    std::vector<JSValueRef> unprotected;
+    {
+        const std::lock_guard lock(mLink->mLock);
+        unprotected.swap(mLink->mToUnprotect);
+    }
+    for (const JSValueRef value : unprotected) {
+        JSValueUnprotect(mContext, value);
+    }
+}
+
+void EngineContext::RunMicrotasks() {
+    if (mLimits->AreSet()) {
+        // Called by the engine they count as one piece of running; run when the lock is released, each would
+        // begin the time anew.
+        JSObjectCallAsFunction(mContext, mMicrotasks, nullptr, 0, nullptr, nullptr);
+    } else {
+        JSUnlock(mContext);
+        JSLock(mContext);
+    }
+}
+
+void EngineContext::WatchRejections() {
+    const JSObjectRef function =
+        JSObjectMake(mContext, RejectionClass(), static_cast<Carried*>(new OwnFunction(*this, mRejection)));
+    JSGlobalContextSetUnhandledRejectionCallback(mContext, function, nullptr);
+}
+
+void EngineContext::ThrowToHost(JSValueRef inException) {
+    if (mLimits->HasStopped()) {
+        mLimits->Check();
+    }
+    ScriptException exception = ReadException(*this, inException);
+    if (mLimits->HasStopped()) {  // reading runs code too
+        mLimits->Check();
+    }
+    throw ScriptException(std::move(exception));
+}
+
+}  // namespace nuoscripting::engine
+
+extern "C" NUOSCRIPTING_API nuoscripting::detail::MakeEngine nuoscripting_make_engine;
+
+std::unique_ptr<nuoscripting::detail::Engine> nuoscripting_make_engine(
+    nuoscripting::ScriptContext& ioContext, std::shared_ptr<nuoscripting::detail::WorkQueue> inQueue,
+    std::vector<nuoscripting::ScriptDefinitions::Pinned> inDefinitions) {
+    return std::make_unique<nuoscripting::engine::EngineContext>(ioContext, std::move(inQueue),
+                                                                 std::move(inDefinitions));
+}

@@ -1,0 +1,77 @@
+/// The engine's side of a context: its global object, and every way into it.
+#pragma once
+
+#include <JavaScriptCore/JavaScript.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "../Engine.h"
+#include "Classes.h"
+#include "Functions.h"
+#include "Limits.h"
+#include "Values.h"
+#include "nuoscripting/NativePromise.h"
+
+namespace nuoscripting::engine {
+
+class EngineContext final : public detail::Engine, public FunctionWrapper {
+  public:
+    EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::WorkQueue> inQueue,
+                  std::vector<ScriptDefinitions::Pinned> inDefinitions);
+    ~EngineContext() override;
+
+    VariantValue Run(std::string_view inSource, const std::string& inFile, int inFirstLine,
+                     bool inWithResult) override;
+    RefPtr<ScriptObject> AddObject(const std::string& inVariable, std::string_view inClassName) override;
+    void Do(const std::function<void()>& inWork) override;
+    [[nodiscard]] std::size_t CountOpenPromises() const override { return mOpenPromises; }
+    void CollectGarbage() override;
+    [[nodiscard]] std::size_t GetMemoryUse() override;
+
+    [[nodiscard]] JSGlobalContextRef GetContext() const noexcept { return mContext; }
+    [[nodiscard]] ScriptContext& GetOwner() const noexcept { return mOwner; }
+    [[nodiscard]] JSObjectRef GetTypeError() const noexcept { return mTypeError; }
+    [[nodiscard]] Limits& GetLimits() noexcept { return *mLimits; }
+
+    RefPtr<ScriptFunction> Wrap(JSObjectRef inFunction) override;
+    [[nodiscard]] std::shared_ptr<const KeptValue> Keep(JSValueRef inValue) const;
+    /// On the context's thread only.
+    VariantValue Call(JSObjectRef inFunction, const std::vector<VariantValue>& inArguments);
+
+    /// A promise for a script, and its native side; null with an exception.
+    JSObjectRef MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException);
+
+    /// Called by the collector: what it holds is released later.
+    void Bury(RefPtr<ScriptObject> inObject);
+    /// Releases what was buried, and what native code doesn't keep any more. Not inside the collector.
+    void ReleaseBuried();
+
+  private:
+    // One call into the context; calls within calls belong to the outermost.
+    class Entry;
+
+    void RunMicrotasks();
+    void WatchRejections();
+    [[noreturn]] void ThrowToHost(JSValueRef inException);
+
+    ScriptContext& mOwner;
+    const std::shared_ptr<detail::WorkQueue> mQueue;
+    const std::shared_ptr<ContextLink> mLink;
+    std::vector<std::unique_ptr<ClassInfo>> mClasses;
+    JSContextGroupRef mGroup;
+    JSGlobalContextRef mContext;
+    JSObjectRef mTypeError = nullptr;
+    JSObjectRef mMicrotasks = nullptr;
+    std::optional<Limits> mLimits;
+    std::optional<ScriptException> mRejection;
+    int mDepth = 0;
+    std::size_t mOpenPromises = 0;
+    std::mutex mBuriedLock;
+    std::vector<RefPtr<ScriptObject>> mBuried;
+};
+
+}  // namespace nuoscripting::engine

@@ -1,0 +1,123 @@
+#include "Limits.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "EngineExtras.h"
+#include "Strings.h"
+
+namespace nuoscripting::engine {
+
+namespace {
+
+constexpr double kBetweenLooks = 0.01;  // seconds of processor time
+constexpr int kMeasuringShare = 10;     // measuring takes at most one part in so many of the time
+
+}  // namespace
+
+Limits::Limits(JSGlobalContextRef inContext, const ScriptContextSettings& inSettings)
+    : mContext(inContext), mTimeLimit(inSettings.mTimeLimit), mMemoryLimit(inSettings.mMemoryLimit) {
+    if (AreSet() && FindDrainMicrotasks() == nullptr) {
+        throw ScriptError("this version of the script engine can't keep limits: run scripts without");
+    }
+}
+
+void Limits::Begin() {
+    if (!AreSet()) {
+        return;
+    }
+    mStopped.reset();
+    mDeadline = Clock::now() + mTimeLimit;
+    mNextMeasuring = {};
+    mIsActive = true;
+    JSContextGroupSetExecutionTimeLimit(JSContextGetGroup(mContext), kBetweenLooks, &Look, this);
+}
+
+void Limits::End() {
+    if (!AreSet()) {
+        return;
+    }
+    // Not cleared: a look that is due already would stop whatever runs then, if there were nobody to ask.
+    mIsActive = false;
+    JSContextGroupSetExecutionTimeLimit(JSContextGetGroup(mContext), std::numeric_limits<double>::infinity(),
+                                        &Look, this);
+    if (mStopped) {
+        // What is left of stopping the script must not stop the next one.
+        const String nothing = MakeString("0");
+        JSValueRef exception = nullptr;
+        do {
+            exception = nullptr;
+            JSEvaluateScript(mContext, nothing.get(), nullptr, nullptr, 1, &exception);
+        } while (exception != nullptr);
+    }
+}
+
+bool Limits::Look(JSContextRef inContext, void* inThis) {
+    auto& self = *static_cast<Limits*>(inThis);
+    if (!self.mIsActive || self.mIsMeasuring) {
+        return false;  // measuring uses the engine, which asks again
+    }
+    if (!self.mStopped) {
+        if (self.mTimeLimit.count() > 0 && Clock::now() >= self.mDeadline) {
+            self.mStopped = ScriptLimitExceeded::Limit::kTime;
+        } else if (self.IsOverMemory(inContext)) {
+            self.mStopped = ScriptLimitExceeded::Limit::kMemory;
+        }
+    }
+    // The engine asks once; and a script that is stopped inside a native method may come back from it. Not
+    // before, or the next look might come within this one.
+    JSContextGroupSetExecutionTimeLimit(JSContextGetGroup(inContext), kBetweenLooks, &Look, inThis);
+    return self.mStopped.has_value();
+}
+
+bool Limits::IsOverMemory(JSContextRef inContext) {
+    const Clock::time_point began = Clock::now();
+    if (mMemoryLimit == 0 || began < mNextMeasuring) {
+        return false;
+    }
+    mIsMeasuring = true;
+    bool isOver = MemoryUse(inContext) > mMemoryLimit;
+    if (isOver) {
+        // Some of it may be garbage.
+        JSSynchronousGarbageCollectForDebugging(inContext);
+        isOver = MemoryUse(inContext) > mMemoryLimit;
+    }
+    mIsMeasuring = false;
+    const Clock::time_point ended = Clock::now();
+    mNextMeasuring = ended + kMeasuringShare * (ended - began);
+    return isOver;
+}
+
+void Limits::Check() {
+    if (!mStopped && AreSet() && IsOverMemory(mContext)) {
+        mStopped = ScriptLimitExceeded::Limit::kMemory;
+    }
+    if (!mStopped) {
+        return;
+    }
+    if (*mStopped == ScriptLimitExceeded::Limit::kTime) {
+        throw ScriptLimitExceeded(*mStopped, "the script was stopped: it took longer than " +
+                                                 std::to_string(mTimeLimit.count()) + " ms");
+    }
+    throw ScriptLimitExceeded(*mStopped, "the script was stopped: it used more than " +
+                                             std::to_string(mMemoryLimit) + " bytes of memory");
+}
+
+void Limits::Hurry() { JSContextGroupSetExecutionTimeLimit(JSContextGetGroup(mContext), 0, &Look, this); }
+
+std::optional<std::chrono::milliseconds> Limits::TimeLeft() const {
+    if (mTimeLimit.count() == 0) {
+        return std::nullopt;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(mDeadline - Clock::now());
+    return std::max(left, std::chrono::milliseconds(0));
+}
+
+std::size_t Limits::MemoryUse(JSContextRef inContext) {
+    const JSObjectRef statistics = JSGetMemoryUsageStatistics(inContext);
+    return static_cast<std::size_t>(
+        JSValueToNumber(inContext, PropertyOf(inContext, statistics, "heapSize"), nullptr));
+}
+
+}  // namespace nuoscripting::engine

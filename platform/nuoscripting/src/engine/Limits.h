@@ -1,0 +1,55 @@
+/// Keeps scripts of one context within their time and memory.
+#pragma once
+
+#include <JavaScriptCore/JavaScript.h>
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+
+#include "nuoscripting/ScriptContext.h"
+
+namespace nuoscripting::engine {
+
+/// Looks at the script about every 10 ms of processor time, from the engine's own time limit, and stops it
+/// when it takes too much. Used on the context's thread.
+class Limits {
+  public:
+    /// Throws `ScriptError` when limits are asked for that this version of the engine can't keep.
+    Limits(JSGlobalContextRef inContext, const ScriptContextSettings& inSettings);
+    Limits(const Limits&) = delete;
+    Limits& operator=(const Limits&) = delete;
+
+    [[nodiscard]] bool AreSet() const noexcept { return mTimeLimit.count() > 0 || mMemoryLimit > 0; }
+    /// Around one call into the context.
+    void Begin();
+    void End();
+    /// Whether the running script has been stopped. Native methods that scripts call then do nothing, throw
+    /// nothing and use nothing of the engine's: the script could catch what they make of it, and go on.
+    [[nodiscard]] bool HasStopped() const noexcept { return mStopped.has_value(); }
+    /// Throws `ScriptLimitExceeded` if it has been stopped, or uses too much memory at its end.
+    void Check();
+    /// Asks for the next look at once.
+    void Hurry();
+    /// What is left of the time; nothing without a limit.
+    [[nodiscard]] std::optional<std::chrono::milliseconds> TimeLeft() const;
+
+    [[nodiscard]] static std::size_t MemoryUse(JSContextRef inContext);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    static bool Look(JSContextRef inContext, void* inThis);
+    [[nodiscard]] bool IsOverMemory(JSContextRef inContext);
+
+    JSGlobalContextRef mContext;
+    std::chrono::milliseconds mTimeLimit;
+    std::size_t mMemoryLimit;
+    Clock::time_point mDeadline;
+    Clock::time_point mNextMeasuring;
+    bool mIsActive = false;
+    bool mIsMeasuring = false;
+    std::optional<ScriptLimitExceeded::Limit> mStopped;
+};
+
+}  // namespace nuoscripting::engine

@@ -1,0 +1,169 @@
+#include <gmock/gmock.h>
+
+#include "Probe.h"
+
+namespace {
+
+using nuoscripting::RefPtr;
+using nuoscripting::ScriptContext;
+using nuoscripting::ScriptLimitExceeded;
+using probe::Console;
+using probe::Probe;
+using probe::Result;
+using Limit = ScriptLimitExceeded::Limit;
+
+constexpr std::size_t kMiB = std::size_t{1} << 20;
+
+class Limits : public testing::Test {
+  protected:
+    RefPtr<ScriptContext> MakeContext(std::chrono::milliseconds inTime, std::size_t inMemory) {
+        nuoscripting::ScriptContextSettings settings;
+        settings.mTimeLimit = inTime;
+        settings.mMemoryLimit = inMemory;
+        return mConsole.MakeContext(std::move(settings));
+    }
+    // Which limit stops a script; none when it isn't stopped. A script that isn't stopped hangs, which the
+    // patience of the test run ends.
+    static std::optional<Limit> Stops(const RefPtr<ScriptContext>& inContext, const std::string& inSource) {
+        try {
+            inContext->Run(inSource, "script.js");
+        } catch (const ScriptLimitExceeded& exceeded) {
+            return exceeded.GetLimit();
+        } catch (const nuoscripting::ScriptException& exception) {
+            ADD_FAILURE() << exception.what();
+        }
+        return std::nullopt;
+    }
+
+    Console mConsole;
+    RefPtr<ScriptContext> mHasty = MakeContext(std::chrono::milliseconds(100), 0);
+    RefPtr<ScriptContext> mSmall = MakeContext(std::chrono::seconds(100), 64 * kMiB);
+};
+
+}  // namespace
+
+TEST_F(Limits, ALoopIsStopped) {
+    EXPECT_EQ(Stops(mHasty, "for (;;);"), Limit::kTime);
+    EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
+}
+
+TEST_F(Limits, AStoppedScriptCannotCatchIt) {
+    EXPECT_EQ(
+        Stops(mHasty,
+              "var caught = 0; for (;;) { try { for (;;); } catch (e) { caught++; } finally { for (;;); } }"),
+        Limit::kTime);
+    EXPECT_EQ(Result(mHasty, "caught"), "0");
+}
+
+TEST_F(Limits, PromisesThatNeverEndAreStopped) {
+    EXPECT_EQ(Stops(mHasty, "(async () => { for (;;) await 0; })()"), Limit::kTime);
+    EXPECT_EQ(Stops(mHasty, "function f() { Promise.resolve().then(f); } f()"), Limit::kTime);
+    EXPECT_EQ(Stops(mHasty, "var p = Promise.resolve(); (async () => { for (;;) await p; })()"),
+              Limit::kTime);
+    EXPECT_EQ(Stops(mHasty, "(async () => { await 0; for (;;); })()"), Limit::kTime);
+    EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
+}
+
+TEST_F(Limits, PromisesThatNeverEndAreStoppedAfterAnExceptionToo) {
+    try {
+        mHasty->Run("(async () => { for (;;) await 0; })(); throw new Error('first')", "script.js");
+        FAIL();
+    } catch (const nuoscripting::ScriptException& exception) {
+        EXPECT_STREQ(exception.what(), "Error: first");
+    }
+    EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
+}
+
+TEST_F(Limits, AScriptIsStoppedInsideANativeMethod) {
+    const std::string probe = "var p = new test.probes.Probe(); ";
+    EXPECT_EQ(Stops(mHasty, probe + "p.takeVariant({get a() { for (;;); }})"), Limit::kTime);
+    EXPECT_EQ(Stops(mHasty, probe + "for (;;) try { p.takeVariant({get a() { for (;;); }}) } catch (e) {}"),
+              Limit::kTime);
+    EXPECT_EQ(
+        Stops(mHasty, probe + "for (;;) try { p.takeLooseText({toString() { for (;;); }}) } catch (e) {}"),
+        Limit::kTime);
+    EXPECT_EQ(Stops(mHasty, probe + "for (;;) try { p.callBack(() => { for (;;); }) } catch (e) {}"),
+              Limit::kTime);
+    EXPECT_EQ(
+        Stops(
+            mHasty,
+            "for (;;) try { console.log({toString() { for (;;); }, get stack() { for (;;); }}) } catch (e) {}"),
+        Limit::kTime);
+    EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
+}
+
+TEST_F(Limits, AResultThatIsNeverReadyIsStopped) {
+    EXPECT_THROW(mHasty->Evaluate("({get a() { for (;;); }})", "script.js"), ScriptLimitExceeded);
+    EXPECT_EQ(Stops(mHasty, "throw {toString() { for (;;); }}"), Limit::kTime);
+}
+
+TEST_F(Limits, AFunctionThatTheHostCallsIsStopped) {
+    mHasty->Run("new test.probes.Probe().keep(() => { for (;;); })", "script.js");
+    EXPECT_THROW(Probe::sKept.at(0)->Call({}), ScriptLimitExceeded);
+    Probe::sKept.clear();
+}
+
+TEST_F(Limits, WorkThatIsRunLaterIsStopped) {
+    mHasty->Run("new test.probes.Probe().promisedHook('x').then(() => { for (;;); })", "script.js");
+    ASSERT_TRUE(mHasty->WaitForPending(std::chrono::seconds(30)));
+    EXPECT_THROW(mHasty->RunPending(), ScriptLimitExceeded);
+}
+
+TEST_F(Limits, EachCallHasTheWholeTime) {
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(Stops(mHasty, "{ const end = Date.now() + 40; while (Date.now() < end); }"), std::nullopt);
+    }
+}
+
+TEST_F(Limits, AScriptThatKeepsObjectsIsStopped) {
+    EXPECT_EQ(Stops(mSmall, "var a = []; for (;;) a.push({x: 1})"), Limit::kMemory);
+}
+
+TEST_F(Limits, AScriptThatKeepsTextsIsStopped) {
+    EXPECT_EQ(Stops(mSmall, "var a = []; for (;;) a.push('x'.repeat(1e5) + a.length)"), Limit::kMemory);
+}
+
+TEST_F(Limits, AScriptThatKeepsBuffersIsStopped) {
+    EXPECT_EQ(Stops(mSmall, "var a = []; for (;;) a.push(new Uint8Array(1e5))"), Limit::kMemory);
+}
+
+TEST_F(Limits, AScriptThatKeepsEntriesIsStopped) {
+    EXPECT_EQ(Stops(mSmall, "var m = new Map(); for (let i = 0;; i++) m.set(i, i)"), Limit::kMemory);
+}
+
+TEST_F(Limits, AScriptThatIsOverTheMemoryAtItsEndIsTold) {
+    mSmall->Run("var kept = new Uint8Array(2e8)", "script.js");
+    mSmall->CollectGarbage();
+    EXPECT_EQ(Stops(mSmall, "1"), Limit::kMemory);
+    EXPECT_EQ(Stops(mSmall, "kept = null; 1"), std::nullopt);
+}
+
+TEST_F(Limits, GarbageIsNotHeldAgainstAScript) {
+    EXPECT_EQ(Stops(mSmall, "for (let i = 0; i < 20000; i++) new Uint8Array(1e5)"), std::nullopt);
+    EXPECT_EQ(Stops(mSmall, "for (let i = 0; i < 3e6; i++) ({x: [i]})"), std::nullopt);
+}
+
+TEST_F(Limits, ATextThatNoMemoryHoldsIsAnException) {
+    EXPECT_EQ(
+        Result(mSmall,
+               "(() => { try { 'x'.repeat(2 ** 31) } catch (e) { return e instanceof RangeError } })()"),
+        "true");
+    EXPECT_EQ(Result(mSmall,
+                     "(() => { try { let s = 'ab'; for (;;) s += s + 'c' } catch (e) { return e instanceof "
+                     "RangeError } })()"),
+              "true");
+    EXPECT_EQ(
+        Result(mSmall,
+               "(() => { try { new ArrayBuffer(1e15) } catch (e) { return e instanceof RangeError } })()"),
+        "true");
+}
+
+TEST_F(Limits, MemoryUseIsToldAndFalls) {
+    const auto context = MakeContext(std::chrono::milliseconds(0), 0);
+    context->Run("var a = new Uint8Array(5e7)", "script.js");
+    context->CollectGarbage();
+    EXPECT_GE(context->GetMemoryUse(), 50'000'000U);
+    context->Run("a = null", "script.js");
+    context->CollectGarbage();
+    EXPECT_LT(context->GetMemoryUse(), 50'000'000U);
+}
