@@ -2,7 +2,7 @@
 # "dev" what their builds need. Programs install themselves, where they are defined.
 include(CMakePackageConfigHelpers)
 
-set(packaged_targets nuocore PlexaMessage5 PlexaControl nuoplexasupport)
+set(packaged_targets nuocore PlexaMessage5 PlexaControl nuoscripting nuoscripting_engine nuoplexasupport)
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/nuoplexasupport")
 
 install(TARGETS ${packaged_targets} EXPORT nuoplexasupportTargets
@@ -10,7 +10,7 @@ install(TARGETS ${packaged_targets} EXPORT nuoplexasupportTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT dev
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev)
 foreach(folder include/nuoplexasupport platform/nuocore/include/nuocore platform/message5/include/PlexaMessage5
-    platform/control/include/PlexaControl)
+    platform/control/include/PlexaControl platform/nuoscripting/include/nuoscripting)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev
     FILES_MATCHING PATTERN "*.h")
 endforeach()
