@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -129,6 +130,33 @@ TEST_F(Packaging, TheBrokerServesOnTheSocketThatItsUnitsName) {
     const Finished status = support::Run({{tool, "broker", "status", "--json"}, environment});
     EXPECT_THAT(status.mOutput, HasSubstr("\"pid\":" + std::to_string(broker.Id()))) << status.mErrors;
     ::close(listening);
+}
+
+TEST_F(Packaging, TheModuleServiceServesAsItsUnitStartsIt) {
+    Install({"--component", "runtime"});
+    const std::string units = Prefix() + "/lib/systemd/user/";
+    const std::string unit = units + "zarnd.service";
+    std::vector<std::string> start = Words(Setting(unit, "ExecStart", ""));
+    ASSERT_FALSE(start.empty());
+    EXPECT_EQ(start.front(), UNIT_PROGRAM_FOLDER "/zarnd");
+    start.front() = Prefix() + "/" PROGRAM_FOLDER "/zarnd";
+    // The bus it needs is one that is there.
+    for (const char* const setting : {"Wants", "After"}) {
+        const std::vector<std::string> others = Words(Setting(unit, setting, ""));
+        EXPECT_FALSE(others.empty()) << setting;
+        for (const std::string& other : others) EXPECT_TRUE(std::filesystem::exists(units + other)) << other;
+    }
+    EXPECT_THAT(Words(Setting(unit, "RestrictAddressFamilies", "")),
+                testing::IsSupersetOf({"AF_UNIX", "AF_INET", "AF_INET6", "AF_NETLINK"}));
+    auto environment = mBus.Environment(Prefix() + "/" LIBRARY_FOLDER);
+    environment["XDG_DATA_HOME"] = (mBus.Folder() / "data").string();
+    support::ChildProcess service(Command{start, environment});
+    EXPECT_TRUE(service.AwaitErrors("serving as zarnd-")) << service.Errors();
+    const std::string tool = Prefix() + "/" PROGRAM_FOLDER "/plexa";
+    const Finished list = support::Run({{tool, "module", "list"}, environment});
+    EXPECT_EQ(list.mExitCode, 0) << list.mErrors;
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0) << service.Errors();
 }
 
 TEST_F(Packaging, AHostIsBuiltThroughTheCMakePackage) {
