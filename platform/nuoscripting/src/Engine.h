@@ -32,8 +32,8 @@ class NUOSCRIPTING_API Engine {
 };
 
 /// What the binding exports, under the name of `kEngineEntry`.
-using MakeEngine = std::unique_ptr<Engine>(ScriptContext& ioContext, std::shared_ptr<WorkQueue> inQueue,
-                                           std::vector<ScriptDefinitions::Pinned> inDefinitions);
+using MakeEngine = Engine*(ScriptContext& ioContext, std::shared_ptr<WorkQueue> inQueue,
+                           std::vector<ScriptDefinitions::Pinned> inDefinitions);
 inline constexpr const char* kEngineEntry = "nuoscripting_make_engine";
 
 /// The binding's entry; loads it. Throws `ScriptError`.

@@ -9,9 +9,19 @@ namespace nuoscripting::detail {
 
 namespace {
 
+// The binding stands beside this library. Its name alone would be looked for where whoever stands between
+// this call and the system's, as a sanitizer does, says.
+std::string EngineFile() {
+    Dl_info own{};
+    std::string file;
+    if (::dladdr(reinterpret_cast<const void*>(&LoadEngine), &own) != 0 && own.dli_fname != nullptr)
+        file = own.dli_fname;
+    return file.substr(0, file.rfind('/') + 1) + NUOSCRIPTING_ENGINE_FILE;
+}
+
 MakeEngine* Load() {
-    // Found beside this library. Never unloaded: the engine's threads run until the process ends.
-    void* const library = ::dlopen(NUOSCRIPTING_ENGINE_FILE, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    // Never unloaded: the engine's threads run until the process ends.
+    void* const library = ::dlopen(EngineFile().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     void* const entry = library == nullptr ? nullptr : ::dlsym(library, kEngineEntry);
     if (entry == nullptr) {
         throw ScriptError(std::string("cannot load the script engine: ") + ::dlerror() +

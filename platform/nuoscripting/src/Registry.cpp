@@ -36,9 +36,8 @@ void ScriptDefinitions::Unregister(const void* inOwner) {
     std::vector<Entry> taken;  // goes after the lock: ends definitions
     const std::lock_guard lock(mLock);
     std::erase_if(mRegistrations, [&](const Registration& inOne) { return inOne.mOwner == inOwner; });
-    const auto first = std::ranges::stable_partition(mEntries, [&](const Entry& inOne) {
-                           return inOne.mOwner != inOwner;
-                       }).begin();
+    const auto first = std::stable_partition(mEntries.begin(), mEntries.end(),
+                                             [&](const Entry& inOne) { return inOne.mOwner != inOwner; });
     taken.assign(std::make_move_iterator(first), std::make_move_iterator(mEntries.end()));
     mEntries.erase(first, mEntries.end());
 }

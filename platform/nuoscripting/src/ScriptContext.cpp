@@ -12,8 +12,8 @@ detail::Engine::~Engine() = default;
 RefPtr<ScriptContext> ScriptContext::Create(ScriptContextSettings inSettings) {
     detail::MakeEngine* const makeEngine = detail::LoadEngine();
     RefPtr<ScriptContext> context(new ScriptContext(std::move(inSettings)));
-    context->mEngine =
-        makeEngine(*context, context->mWork, ScriptDefinitions::GetInstance().PinObjectDefinitions());
+    context->mEngine.reset(
+        makeEngine(*context, context->mWork, ScriptDefinitions::GetInstance().PinObjectDefinitions()));
     return context;
 }
 

@@ -316,11 +316,13 @@ void EngineContext::ThrowToHost(JSValueRef inException) {
 
 }  // namespace nuoscripting::engine
 
+// The caller owns what it gets: a function with this linkage can't give a smart pointer in every compiler.
 extern "C" NUOSCRIPTING_API nuoscripting::detail::MakeEngine nuoscripting_make_engine;
 
-std::unique_ptr<nuoscripting::detail::Engine> nuoscripting_make_engine(
+nuoscripting::detail::Engine* nuoscripting_make_engine(
     nuoscripting::ScriptContext& ioContext, std::shared_ptr<nuoscripting::detail::WorkQueue> inQueue,
     std::vector<nuoscripting::ScriptDefinitions::Pinned> inDefinitions) {
     return std::make_unique<nuoscripting::engine::EngineContext>(ioContext, std::move(inQueue),
-                                                                 std::move(inDefinitions));
+                                                                 std::move(inDefinitions))
+        .release();
 }
