@@ -430,7 +430,8 @@ class RandomDeploying : public Deploying {
 
 TEST_F(RandomDeploying, OwesEachRequestExactlyOneEnd) {
     const std::vector<std::vector<std::string>> plans = {
-        {"D"}, {"D", "B<D"}, {"D", "C<D"}, {"D", "B<D", "C<D", "A<B,C"}, {"E"}, {"D", "E", "F<D,E"}};
+        {"D"}, {"D", "B<D"},        {"D", "C<D"},        {"D", "B<D", "C<D", "A<B,C"},
+        {"E"}, {"D", "E", "F<D,E"}, {"D", "B<D", "H<B"}, {"D", "B<D", "H<B", "G<H"}};
     std::mt19937 random(11);
     const auto pick = [&](std::size_t inCount) { return static_cast<std::size_t>(random()) % inCount; };
     for (int round = 0; round != 20'000; ++round) {

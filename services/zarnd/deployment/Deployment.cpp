@@ -61,12 +61,17 @@ void Deployment::Prepare(const std::string& inProduct, const ModuleSpec& inSpec)
 }
 
 bool Deployment::DependsOn(const ModuleKey& inKey, const ModuleKey& inOther) const {
-    const auto found = mJobs.find(inKey);
-    if (found == mJobs.end()) return false;
-    const std::set<ModuleKey>& needs = found->second.mNeeds;
-    return needs.contains(inOther) || std::any_of(needs.begin(), needs.end(), [&](const ModuleKey& inNeeded) {
-               return DependsOn(inNeeded, inOther);
-           });
+    std::set<ModuleKey> seen;
+    std::vector<ModuleKey> rest{inKey};
+    while (!rest.empty()) {
+        const ModuleKey key = std::move(rest.back());
+        rest.pop_back();
+        const auto found = mJobs.find(key);
+        if (found == mJobs.end() || !seen.insert(key).second) continue;
+        if (found->second.mNeeds.contains(inOther)) return true;
+        rest.insert(rest.end(), found->second.mNeeds.begin(), found->second.mNeeds.end());
+    }
+    return false;
 }
 
 void Deployment::OnRequest(const InstallRequest& inRequest, const Plan& inPlan, Time inNow) {
@@ -91,6 +96,12 @@ void Deployment::OnRequest(const InstallRequest& inRequest, const Plan& inPlan, 
         ++mRequests;
     }
     request.mVersion = version;
+    // Of what was planned a job that goes on may need nothing: it has seen to that.
+    for (auto planned = inPlan.rbegin(); planned != inPlan.rend(); ++planned) {
+        const ModuleKey needed{key.mProduct, planned->mSpec.mId};
+        const auto found = mJobs.find(needed);
+        if (found != mJobs.end() && !found->second.IsWanted()) Abandon(needed);
+    }
     if (const auto told = job.mMeter.Told()) {
         TellProgress(key, job, told);
     } else {
@@ -225,7 +236,9 @@ void Deployment::Fail(const ModuleKey& inKey, const Error& inError) {
 void Deployment::WorkAgain(const ModuleKey& inKey) {
     Job& job = mJobs.at(inKey);
     if (!job.IsWanted()) {
+        const std::set<ModuleKey> needs = std::exchange(job.mNeeds, {});
         Remove(inKey);
+        ReleaseNeeds(inKey, needs);
         return;
     }
     job.mState = Job::State::kWaiting;

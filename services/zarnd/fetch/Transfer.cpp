@@ -32,10 +32,10 @@ Transfer::Transfer(const std::string& inAddress, std::uint64_t inSize, const Fet
       mReceived(ioReceived),
       mStop(inStop),
       mOffset(ioReceived.mValidator.empty() ? 0 : ioReceived.mBytes),
+      mErrorText(CURL_ERROR_SIZE, '\0'),
       mEasy(::curl_easy_init(), &::curl_easy_cleanup),
       mMulti(::curl_multi_init(), &::curl_multi_cleanup),
       mHeaders(nullptr, &::curl_slist_free_all),
-      mErrorText(CURL_ERROR_SIZE, '\0'),
       mPace(inSettings.mPace, Clock::now()) {
     if (!mEasy || !mMulti) throw std::bad_alloc();
     SetUp(inAddress);
@@ -55,6 +55,8 @@ void Transfer::SetUp(const std::string& inAddress) {
     Set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(mSettings.mConnectLimit.count()));
     Set(easy, CURLOPT_FAILONERROR, 1L);
     Set(easy, CURLOPT_NOSIGNAL, 1L);
+    // Giving up doesn't wait for a name that is being looked up.
+    Set(easy, CURLOPT_QUICK_EXIT, 1L);
     Set(easy, CURLOPT_BUFFERSIZE, kBufferBytes);
     Set(easy, CURLOPT_USERAGENT, "zarnd");
     if (!mSettings.mAuthorities.empty()) Set(easy, CURLOPT_CAINFO, mSettings.mAuthorities.c_str());

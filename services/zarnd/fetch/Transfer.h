@@ -57,10 +57,10 @@ class Transfer {
     Received& mReceived;
     std::stop_token mStop;
     std::uint64_t mOffset = 0;  // where this attempt asks to begin
+    std::string mErrorText;     // the handle writes into it until it goes
     std::unique_ptr<CURL, decltype(&::curl_easy_cleanup)> mEasy;
     std::unique_ptr<CURLM, decltype(&::curl_multi_cleanup)> mMulti;
     std::unique_ptr<curl_slist, decltype(&::curl_slist_free_all)> mHeaders;
-    std::string mErrorText;
     ResponseHead mHead;
     bool mHasBody = false;
     Pace mPace;

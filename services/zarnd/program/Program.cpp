@@ -44,7 +44,7 @@ class EndWatch {
 class Stay {
   public:
     Stay(BusHost& ioHost, Outbox& ioOutbox, Service& ioService, Inputs& ioInputs)
-        : mHost(ioHost), mOutbox(ioOutbox) {
+        : mHost(ioHost), mOutbox(ioOutbox), mInputs(ioInputs) {
         std::vector<const char*> types(kQuestionTypes.begin(), kQuestionTypes.end());
         types.insert(types.end(), kNotificationTypes.begin(), kNotificationTypes.end());
         mHost.Join(
@@ -56,6 +56,8 @@ class Stay {
     Stay(const Stay&) = delete;
     Stay& operator=(const Stay&) = delete;
     ~Stay() {
+        // The delivery thread, for which leaving waits, may wait itself until something is taken.
+        mInputs.Close();
         mOutbox.Finish();
         mHost.Leave();
     }
@@ -63,6 +65,7 @@ class Stay {
   private:
     BusHost& mHost;
     Outbox& mOutbox;
+    Inputs& mInputs;
 };
 
 void Serve(const Options& inOptions) {

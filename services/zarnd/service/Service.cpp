@@ -76,8 +76,10 @@ void Service::RefuseForEnd(const Message& inMessage) {
     try {
         const PayloadTexts texts = ReadPayload(inMessage.mPayload);
         if (inMessage.mType == kInstallType) {
-            mDeployment.Refuse({inMessage.mFrom, ModuleOf(texts), TextAt(texts, "product-vardo-version")},
-                               ending);
+            const ModuleKey key = ModuleOf(texts);
+            // Nobody could tell whom an event without a module is for.
+            if (!key.mModule.empty())
+                mDeployment.Refuse({inMessage.mFrom, key, TextAt(texts, "product-vardo-version")}, ending);
         } else if (const auto id = RequestIdOf(texts)) {
             Answer(inMessage, WriteRefusal(*id, ending.mCode, ending.mMetadata));
         }
@@ -88,7 +90,7 @@ void Service::RefuseForEnd(const Message& inMessage) {
 std::optional<Service::Clock::time_point> Service::NextTime() const {
     std::optional<Clock::time_point> next = mDeployment.NextTime();
     if (const auto save = mNotifications.NextTime(); save && (!next || *save < *next)) next = save;
-    if (mSettings.mIdleExit.count() > 0 && !mNotifications.IsNeeded()) {
+    if (mSettings.mIdleExit.count() > 0 && !IsBusy()) {
         const Clock::time_point end = mLastInput + mSettings.mIdleExit;
         if (!next || end < *next) next = end;
     }
@@ -102,8 +104,11 @@ bool Service::IsOccasionToStay(const Input& inInput) const {
 }
 
 bool Service::HasBeenIdle() const {
-    return mSettings.mIdleExit.count() > 0 && mDeployment.IsIdle() && mAnswersDue == 0 &&
-           !mNotifications.IsNeeded() && Clock::now() >= mLastInput + mSettings.mIdleExit;
+    return mSettings.mIdleExit.count() > 0 && !IsBusy() && Clock::now() >= mLastInput + mSettings.mIdleExit;
+}
+
+bool Service::IsBusy() const {
+    return !mDeployment.IsIdle() || mAnswersDue != 0 || mNotifications.IsNeeded();
 }
 
 void Service::StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) {

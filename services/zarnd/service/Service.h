@@ -77,6 +77,8 @@ class Service final : private IDeploymentActions {
     [[nodiscard]] std::optional<Clock::time_point> NextTime() const;
     [[nodiscard]] bool IsOccasionToStay(const Input& inInput) const;
     [[nodiscard]] bool HasBeenIdle() const;
+    /// Whether something is done, or to be told, for somebody.
+    [[nodiscard]] bool IsBusy() const;
 
     ServiceSettings mSettings;
     IPort& mPort;
