@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <utility>
 
 #include "PlexaControl/Controller.h"
 #include "control/PlexaControllerRetainRef.h"
@@ -16,6 +17,19 @@ using orvane::plexa::api5::kPlexaControlErrorCode_None;
 namespace {
 
 constexpr std::int32_t kPathTraceLevel = 6;
+
+/// Does something at the end of a scope, however it is left.
+template <typename Action>
+class ScopeExit {
+  public:
+    explicit ScopeExit(Action inAction) : mAction(std::move(inAction)) {}
+    ScopeExit(const ScopeExit&) = delete;
+    ScopeExit& operator=(const ScopeExit&) = delete;
+    ~ScopeExit() { mAction(); }
+
+  private:
+    Action mAction;
+};
 
 /// A reference to the controller for the duration of one call.
 class ControllerRef {
@@ -50,8 +64,7 @@ UTF16String GetInstalledAppPath(const std::string& inAppId) {
         found = controller->GetAppPath(inAppId.c_str(), &path, nullptr);
     }
     if (!found || path == nullptr) return {};
-    const auto giveBack = [controller](const char* inPath) { controller->ReleaseAppPath(inPath); };
-    const std::unique_ptr<const char, decltype(giveBack)> owner(path, giveBack);
+    const ScopeExit giveBack([&] { controller->ReleaseAppPath(path); });
     return nuocore::string::StdToUTF16String(path);
 }
 
@@ -68,8 +81,8 @@ void GetTargetSpecifiers(TargetSpecifiers& outSpecifiers) {
     const char** list = nullptr;
     std::size_t count = 0;
     if (controller == nullptr || !controller->GetTargetSpecifierList(&list, &count, nullptr)) return;
-    const auto giveBack = [&](const char** inList) { controller->ReleaseTargetSpecifierList(inList, count); };
-    const std::unique_ptr<const char*, decltype(giveBack)> owner(list, giveBack);
+    // An empty one too, which may be null.
+    const ScopeExit giveBack([&] { controller->ReleaseTargetSpecifierList(list, count); });
     for (std::size_t i = 0; i != count; ++i) outSpecifiers.emplace_back(list[i]);
 }
 

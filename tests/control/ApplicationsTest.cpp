@@ -65,7 +65,6 @@ TEST_F(Applications, GetTargetSpecifiersTakesTheListInItsOrderAndGivesItBack) {
 
 TEST_F(Applications, GetTargetSpecifiersGivesAnEmptyListBackToo) {
     TargetSpecifiers specifiers;
-    mControl.mSpecifiers.reserve(1);
     GetTargetSpecifiers(specifiers);
     EXPECT_THAT(Calls(), ElementsAre("GetInstance", "GetTargetSpecifierList ", "ReleaseTargetSpecifierList 0",
                                      "ReleaseInstance"));

@@ -88,6 +88,14 @@ TEST_F(LaunchedApplication, StartsWhereItsEntrySays) {
     EXPECT_EQ(Report(), "/usr\n");
 }
 
+TEST_F(LaunchedApplication, MayStandBehindVariablesThatAreSetForIt) {
+    const Application reporter = Reporter("echo \"$LAUNCH_TEST\"");
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry(
+        "a", "A-1", "env LAUNCH_TEST=set " + reporter.mProgram, "Path=" + mDesktop.Folder().string() + "\n"));
+    ASSERT_TRUE(Launch(application, {}));
+    EXPECT_EQ(Report(), "set\n");
+}
+
 TEST_F(LaunchedApplication, InheritsTheEnvironment) {
     ::setenv("LAUNCH_TEST", "a value", 1);
     ASSERT_TRUE(Launch(Reporter("echo \"$LAUNCH_TEST\""), {}));

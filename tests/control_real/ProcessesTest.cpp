@@ -65,7 +65,6 @@ TEST_F(ApplicationProcesses, OfAScriptAreKnownByTheInterpretersWords) {
     fs::create_symlink(script, mDesktop.Folder() / "link");
     const Application application =
         PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", (mDesktop.Folder() / "link").string()));
-    ChildProcess other({{"/bin/sleep", "1000", script.string()}});
     ChildProcess direct({{script.string()}, {}, {}});
     // It ends at once, as its input does.
     direct.Wait();
@@ -100,6 +99,24 @@ TEST_F(ApplicationProcesses, OfOtherUsersDoNotCount) {
     EXPECT_EQ(FindProcess(application), 0);
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
+}
+
+TEST_F(ApplicationProcesses, OfAScriptAreNotThoseThatLookIntoIt) {
+    const fs::path script = mDesktop.MakeScript("app", "#!/bin/sh\nread line\n");
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", script.string()));
+    ChildProcess reader({{"/usr/bin/tail", "-f", script.string()}});
+    ASSERT_TRUE(reader.AwaitOutput("read line"));
+    EXPECT_EQ(FindProcess(application), 0);
+}
+
+TEST_F(ApplicationProcesses, HaveTheWordsThatTheCommandAlwaysGives) {
+    const std::string program = mDesktop.MakeSleeper("runner").string();
+    const Application application =
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program + " --verbose 1000 %F"));
+    ChildProcess other({{program, "1001"}});
+    EXPECT_EQ(FindProcess(application), 0);
+    ChildProcess process({{program, "1000"}});
+    EXPECT_EQ(FindProcess(application), process.Id());
 }
 
 TEST_F(ApplicationProcesses, TheWordsOfAnotherProgramDoNotCount) {

@@ -15,6 +15,16 @@ struct Application {
     std::string mPath;     ///< the file behind it, links resolved; UTF-8
 };
 
+/// A program that may be executed.
+struct Program {
+    std::string mName;  ///< absolute
+    std::string mPath;  ///< the file behind it, links resolved
+};
+
+/// Looks for a program, in the search path unless the name is a path. Both empty when there is none. Any
+/// thread.
+Program FindProgram(const std::string& inName);
+
 /// Looks for the program that an entry starts: nothing when it, or the one that must be there too, is gone.
 /// Any thread.
 std::optional<Application> FindApplication(const DesktopEntry& inEntry, const std::string& inEntryFile);

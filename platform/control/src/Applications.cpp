@@ -95,7 +95,7 @@ void Applications::Rebuild() {
             claims[described->mAppId].push_back(&kept);
     }
     mAreFoldersSettled = std::all_of(listing.mFolders.begin(), listing.mFolders.end(),
-                                     [](const auto& inFolder) { return IsSettled(inFolder.mState); });
+                                     [](const auto& inFolder) { return inFolder.mIsSettled; });
     mFolders = std::move(listing.mFolders);
     mEntries = std::move(entries);
     mClaims = std::move(claims);

@@ -28,7 +28,7 @@ class Lister {
         if (mListing.mFolders.size() == kMostFolders) return;
         const FileState state = StateOf(inFolder);
         // Before it is read, so that what changes meanwhile shows.
-        mListing.mFolders.push_back({inFolder, state});
+        mListing.mFolders.push_back({inFolder, state, IsSettled(state)});
         if (!S_ISDIR(state.mMode) || !mSeen.emplace(state.mDevice, state.mNode).second) return;
         std::vector<std::string> names;
         std::error_code error;
@@ -68,6 +68,9 @@ std::vector<std::string> DataFolders() {
     std::vector<std::string> folders{g_get_user_data_dir()};
     for (const char* const* folder = g_get_system_data_dirs(); *folder != nullptr; ++folder)
         folders.emplace_back(*folder);
+    // Other launchers name entries without what may stand at the end here.
+    for (std::string& folder : folders)
+        while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
     return folders;
 }
 

@@ -18,6 +18,7 @@ struct EntryListing {
     struct Folder {
         std::string mPath;
         FileState mState;
+        bool mIsSettled = false;  ///< as of before it was read
     };
     std::vector<Folder> mFolders;   ///< those that aren't there too
     std::vector<EntryFile> mFiles;  ///< the most important first

@@ -85,7 +85,8 @@ bool Launch(const Application& inApplication, const Words& inArguments) {
     GError* error = nullptr;
     // Without a flag that says otherwise there is a process between, whose end makes the new one nobody's
     // child.
-    const auto flags = static_cast<GSpawnFlags>(G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
+    const auto flags = static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL |
+                                                G_SPAWN_STDERR_TO_DEV_NULL);
     if (g_spawn_async(folder.empty() ? nullptr : folder.c_str(), words.data(), variables.data(), flags,
                       PrepareProcess, idPlace, nullptr, &error) != FALSE)
         return true;

@@ -2,6 +2,7 @@
 /// launchers of this desktop set too.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 

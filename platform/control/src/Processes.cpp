@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <system_error>
 
 #include "LaunchMark.h"
@@ -73,27 +74,34 @@ class Process {
     std::string mFolder;
 };
 
-bool IsFile(const std::string& inWord) {
-    std::error_code error;
-    return inWord.starts_with('/') && fs::is_regular_file(inWord, error);
+// The program that runs a script, links resolved; empty for what is no script.
+std::string InterpreterOf(const std::string& inPath) {
+    constexpr std::size_t kLongest = 256;
+    const std::string beginning = ReadBeginning(inPath, kLongest);
+    if (!beginning.starts_with("#!")) return {};
+    const std::optional<Words> words = SplitWords(beginning.substr(2, beginning.find('\n') - 2));
+    return words && !words->empty() ? FindProgram((*words)[ProgramWord(*words)]).mPath : "";
 }
 
 class Matcher {
   public:
     explicit Matcher(const Application& inApplication)
-        : mApplication(inApplication), mMark(LaunchMark(inApplication.mEntryFile)) {
+        : mApplication(inApplication),
+          mInterpreter(InterpreterOf(inApplication.mPath)),
+          mMark(LaunchMark(inApplication.mEntryFile)) {
         const Words& command = inApplication.mEntry.mCommand;
-        const auto script = std::find_if(
-            command.begin() + static_cast<std::ptrdiff_t>(ProgramWord(command)) + 1, command.end(), IsFile);
-        if (script != command.end()) mScript = *script;
+        for (std::size_t i = ProgramWord(command) + 1; i < command.size(); ++i)
+            if (!command[i].starts_with('-') && command[i].find('%') == std::string::npos)
+                mWords.push_back(command[i]);
     }
 
     [[nodiscard]] bool Matches(const Process& inProcess) const {
         const std::string executable = inProcess.Executable();
         if (executable.empty()) return false;
-        return IsProgram(executable) ? mScript.empty() || HasWord(inProcess.CommandLine(), mScript)
-                                     : RunsAsScript(inProcess.CommandLine()) ||
-                                           HoldsLaunchMark(inProcess.Environment(), mMark, inProcess.Id());
+        if (IsProgram(executable) && (mWords.empty() || HasWords(inProcess.CommandLine()))) return true;
+        if (!mInterpreter.empty() && executable == mInterpreter && RunsAsScript(inProcess.CommandLine()))
+            return true;
+        return HoldsLaunchMark(inProcess.Environment(), mMark, inProcess.Id());
     }
 
   private:
@@ -101,8 +109,11 @@ class Matcher {
         return inExecutable == mApplication.mPath ||
                inExecutable == mApplication.mPath + std::string(kDeleted);
     }
-    static bool HasWord(const Words& inWords, const std::string& inWord) {
-        return std::find(inWords.begin(), inWords.end(), inWord) != inWords.end();
+    // Behind the program, all that the command always gives it, in whatever order.
+    [[nodiscard]] bool HasWords(const Words& inWords) const {
+        return std::all_of(mWords.begin(), mWords.end(), [&](const std::string& inWord) {
+            return !inWords.empty() && std::find(inWords.begin() + 1, inWords.end(), inWord) != inWords.end();
+        });
     }
     // The system puts a script's path behind its interpreter, with at most one word between.
     [[nodiscard]] bool RunsAsScript(const Words& inWords) const {
@@ -116,8 +127,9 @@ class Matcher {
     }
 
     const Application& mApplication;
+    std::string mInterpreter;
     std::string mMark;
-    std::string mScript;  // the first file among the command's words, if any
+    Words mWords;  // that every process of it has
 };
 
 }  // namespace

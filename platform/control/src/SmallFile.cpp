@@ -53,4 +53,12 @@ std::optional<std::string> ReadSmallFile(const std::string& inPath, std::size_t 
     }
 }
 
+std::string ReadBeginning(const std::string& inPath, std::size_t inCount) {
+    const OpenFile file(inPath);
+    std::string bytes(inCount, '\0');
+    const ssize_t count = file.IsRegular() ? file.Read(bytes.data(), bytes.size()) : 0;
+    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return bytes;
+}
+
 }  // namespace orvane::plexa::control
