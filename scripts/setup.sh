@@ -15,7 +15,7 @@ build_packages="
 "
 test_packages="
     libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev nlohmann-json3-dev locales
-    openssl curl
+    openssl curl zsh fish
     clang clang-format clang-tidy ccache
 "
 

@@ -6,14 +6,17 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "BrokerBeside.h"
+#include "Completion.h"
 #include "Failure.h"
 #include "Output.h"
 #include "Verbs.h"
+#include "nuoplexasupport/Applications.h"
 
 namespace orvane::plexa::tool {
 
@@ -52,6 +55,18 @@ std::vector<std::string> TakeTrailing(std::vector<std::string>& ioWords) {
     return trailing;
 }
 
+std::vector<std::string> InstalledApps() {
+    nuoplexasupport::TargetSpecifiers ids;
+    nuoplexasupport::GetTargetSpecifiers(ids);
+    return {ids.begin(), ids.end()};
+}
+
+// Answers a shell, a candidate a line.
+void Complete(const CLI::App& inTool, std::span<const std::string> inWords) {
+    Output output;
+    for (const std::string& candidate : Candidates(inTool, inWords, InstalledApps)) output.Line(candidate);
+}
+
 }  // namespace
 
 int Run(int inCount, const char* const* inArguments) {
@@ -76,8 +91,13 @@ int Run(int inCount, const char* const* inArguments) {
     AddAppsVerbs(app, trailing);
     AddBrokerVerb(app);
     AddPayloadVerbs(app);
+    AddCompletionVerb(app);
 
     try {
+        if (!words.empty() && words.front() == kCompleteWord) {
+            Complete(app, std::span(words).subspan(1));
+            return kExitSuccess;
+        }
         // It takes them from the back.
         std::reverse(words.begin(), words.end());
         app.parse(std::move(words));

@@ -1,0 +1,123 @@
+// What shells offer while a command line is typed: as the tool tells it, and as the shells themselves show
+// it.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "ToolRun.h"
+
+namespace tool_test {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Not;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<std::string> Lines(const std::string& inText) {
+    std::istringstream stream(inText);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+class Completion : public OnBus {
+  protected:
+    Completion() {
+        const fs::path entries = mBus.Folder() / "data/applications";
+        fs::create_directories(entries);
+        for (const char* const id : {"PHOTO-2.1", "PHOTO BOOK-1", "MAIL-3"})
+            std::ofstream(entries / (std::string(id) + ".desktop"))
+                << "[Desktop Entry]\nType=Application\nName=Test\nExec=sh\nX-Plexa-AppId=" << id << '\n';
+        fs::create_directory(mBus.Folder() / "home");
+    }
+
+    [[nodiscard]] std::map<std::string, std::optional<std::string>> Environment() const {
+        auto environment = Command({}).mEnvironment;
+        environment["XDG_DATA_HOME"] = (mBus.Folder() / "data").string();
+        environment["XDG_DATA_DIRS"] = "/nowhere";
+        environment["HOME"] = (mBus.Folder() / "home").string();
+        environment["PATH"] = fs::path(PLEXA_PROGRAM).parent_path().string() + ":/usr/bin:/bin";
+        return environment;
+    }
+    [[nodiscard]] std::vector<std::string> Offered(std::vector<std::string> inWords) const {
+        inWords.insert(inWords.begin(), "__complete");
+        support::Command command = Command(std::move(inWords));
+        command.mEnvironment = Environment();
+        return Lines(support::Run(command).mOutput);
+    }
+    // What a shell prints of a script, told of the completion before it.
+    [[nodiscard]] std::vector<std::string> In(const std::string& inShell, const std::string& inScript,
+                                              const std::string& inBefore = {}) const {
+        const std::string told = inBefore + '\n' + support::Run(Command({"completion", inShell})).mOutput;
+        const auto run =
+            support::Run({{"/usr/bin/env", inShell, "-c", told + '\n' + inScript}, Environment()});
+        EXPECT_EQ(run.mExitCode, 0) << run.mErrors;
+        EXPECT_THAT(run.mErrors, IsEmpty());
+        return Lines(run.mOutput);
+    }
+};
+
+}  // namespace
+
+TEST_F(Completion, OffersVerbsAndTheirVerbs) {
+    EXPECT_THAT(Offered({""}), IsSupersetOf({"send", "apps", "broker", "completion"}));
+    EXPECT_THAT(Offered({"se"}), ElementsAre("send"));
+    EXPECT_THAT(Offered({"apps", ""}), ElementsAre("launch", "list", "path", "pid"));
+    EXPECT_THAT(Offered({"apps", "l"}), ElementsAre("launch", "list"));
+    EXPECT_THAT(Offered({"nothing", "like", "this"}), IsEmpty());
+}
+
+TEST_F(Completion, OffersOptions) {
+    EXPECT_THAT(Offered({"send", "--j"}), ElementsAre("--json"));
+    EXPECT_THAT(Offered({"apps", "launch", "PHOTO-2.1", "--"}), ElementsAre("--help", "--json", "--new"));
+    EXPECT_THAT(Offered({"--"}), ElementsAre("--help", "--version"));
+}
+
+TEST_F(Completion, OffersAppIdsWhereOneIsAskedFor) {
+    for (const char* const verb : {"path", "pid", "launch"})
+        EXPECT_THAT(Offered({"apps", verb, ""}), ElementsAre("MAIL-3", "PHOTO BOOK-1", "PHOTO-2.1")) << verb;
+    EXPECT_THAT(Offered({"apps", "launch", "--new", "M"}), ElementsAre("MAIL-3"));
+    EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", ""}), IsEmpty());
+    EXPECT_THAT(Offered({"apps", "list", ""}), IsEmpty());
+}
+
+TEST_F(Completion, OffersNothingWhereAnythingMayStand) {
+    EXPECT_THAT(Offered({"send", "--to", ""}), IsEmpty());
+    EXPECT_THAT(Offered({"send", "--to", "x", "--j"}), ElementsAre("--json"));
+    EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", "--", "--n"}), IsEmpty());
+    EXPECT_THAT(Offered({}), IsEmpty());
+}
+
+TEST_F(Completion, IsNoVerbOfItsOwn) { EXPECT_THAT(Run({"--help"}).mOutput, Not(HasSubstr("__complete"))); }
+
+TEST_F(Completion, WorksInBash) {
+    EXPECT_THAT(
+        In("bash",
+           "COMP_WORDS=(plexa apps path PHO); COMP_CWORD=3; _plexa; printf '%s\\n' \"${COMPREPLY[@]}\""),
+        ElementsAre("PHOTO\\ BOOK-1", "PHOTO-2.1"));
+    EXPECT_THAT(In("bash", "COMP_WORDS=(plexa se); COMP_CWORD=1; _plexa; printf '%s\\n' \"${COMPREPLY[@]}\""),
+                ElementsAre("send"));
+}
+
+// The shell's own part of it needs a terminal: here it shows what it is given.
+TEST_F(Completion, WorksInZsh) {
+    const std::string shell =
+        "compdef() { :; }; compadd() { print -rl -- \"${(@P)2}\"; }; _files() { print files; }";
+    EXPECT_THAT(In("zsh", "words=(plexa apps path PHO); CURRENT=4; _plexa", shell),
+                ElementsAre("PHOTO BOOK-1", "PHOTO-2.1"));
+    EXPECT_THAT(In("zsh", "words=(plexa send t x); CURRENT=4; _plexa", shell), ElementsAre("files"));
+}
+
+TEST_F(Completion, WorksInFish) {
+    EXPECT_THAT(In("fish", "complete -C 'plexa apps path PHO'"),
+                IsSupersetOf({"PHOTO BOOK-1", "PHOTO-2.1"}));
+    EXPECT_THAT(In("fish", "complete -C 'plexa se'"), Contains("send"));
+}
+
+}  // namespace tool_test
