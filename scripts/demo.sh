@@ -18,7 +18,7 @@ cmake --build build/release -j "$(nproc)" \
 folder=$(mktemp -d)
 export PATH="$PWD/build/release/bin:$PATH"
 export PLEXA_RUNTIME_DIR="$folder/bus" XDG_CONFIG_HOME="$folder/config" XDG_CONFIG_DIRS="$folder/etc"
-export ZARND_CATALOGUE_DIR="$folder/catalogues" XDG_DATA_HOME="$folder/data"
+export ZARND_CATALOGUE_DIR="$folder/catalogues" XDG_DATA_HOME="$folder/data" XDG_DATA_DIRS="$folder/share"
 export CommonProgramFiles="$PWD/build/release/lib"
 unset NUOCORE_SAP_CODE NUOCORE_CLIENT_VERSION NUOCORE_LOG NUOCORE_TRACE
 children=()
@@ -166,9 +166,30 @@ show plexa module install KQ7L --product QRTX --product-version 20.0
 expect "KQ7L: 100 %"
 expect "KQ7L: installed"
 
+title "the same host as an application of the desktop, known by its app id"
+mkdir -p "$folder/data/applications"
+cat >"$folder/data/applications/words.desktop" <<END
+[Desktop Entry]
+Type=Application
+Name=Words
+Exec=answering_host
+X-Plexa-AppId=WORDS-1.0
+END
+show plexa apps list
+expect "WORDS-1.0  $(plexa apps pid WORDS-1.0)"
+
 title "a clean end"
 echo "\$ kill %1    (answering_host)"
 kill "${children[0]}"
 wait "${children[0]}"
 said answering
 expect 'answered: "to be or not to be" has 6 words'
+
+title "started by its app id, and addressed by it"
+show plexa apps launch WORDS-1.0
+expect "WORDS-1.0: started"
+on_bus WORDS-1.0
+show plexa send org.example.note "for you alone" --to WORDS-1.0
+show plexa request org.example.words.question --response org.example.words.answer text="still there"
+expect '"words":2'
+kill "$(plexa apps pid WORDS-1.0)"
