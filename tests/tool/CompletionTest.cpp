@@ -115,8 +115,7 @@ TEST_F(Completion, WorksInZsh) {
 }
 
 TEST_F(Completion, WorksInFish) {
-    EXPECT_THAT(In("fish", "complete -C 'plexa apps path PHO'"),
-                IsSupersetOf({"PHOTO BOOK-1", "PHOTO-2.1"}));
+    EXPECT_THAT(In("fish", "complete -C 'plexa apps path PHO'"), IsSupersetOf({"PHOTO BOOK-1", "PHOTO-2.1"}));
     EXPECT_THAT(In("fish", "complete -C 'plexa se'"), Contains("send"));
 }
 
