@@ -283,6 +283,24 @@ TEST_F(Deploying, ForgetsWhatIsNeededByWorkThatDoesNotBeginAnew) {
     EXPECT_TRUE(mDeployment.IsIdle());
 }
 
+TEST_F(Deploying, LetsGoOfWhatWorkThatGoesOnDoesNotNeedAnyMore) {
+    Request(kAnna, {"D", "B<D", "A<B"});
+    Done("D");
+    Done("B");
+    Request(kBert, {"D", "B<D"});
+    Done("D");
+    EXPECT_TRUE(Cancel(kBert, "B"));
+    // Asked for while B is being stopped, for which nobody waits: A, which goes on, has had it.
+    Request({"CARL-1", 3, 30}, {"D", "B<D", "A<B", "C<A"});
+    EXPECT_THAT(mWorking, ElementsAre("A", "B"));
+    Done("B", CancelledByAsker{});
+    EXPECT_THAT(mWorking, ElementsAre("A"));
+    Done("A");
+    EXPECT_THAT(mWorking, ElementsAre("C"));
+    Done("C");
+    EXPECT_TRUE(mDeployment.IsIdle());
+}
+
 TEST_F(Deploying, FailsWhoWaitsForStoppedWorkWhenWhatItNeedsFails) {
     Request(kAnna, {"A"});
     Cancel(kAnna, "A");
