@@ -3,14 +3,10 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <locale>
-#include <sstream>
 
 #include "Failure.h"
 #include "PayloadText.h"
@@ -55,29 +51,7 @@ void NoteAssertions() {
     });
 }
 
-// Texts of the message library: a size query, then a copy.
-template <typename T>
-std::string Fetch(const T& inFrom, std::size_t (T::*inSize)() const, void (T::*inCopy)(char*) const) {
-    std::string text((inFrom.*inSize)() + 1, '\0');
-    (inFrom.*inCopy)(text.data());
-    text.resize(text.find('\0'));
-    return text;
-}
-
 }  // namespace
-
-std::string AppIdOf(const api5::EndPoint& inEndPoint) {
-    return Fetch(inEndPoint, &api5::EndPoint::GetAppIdSize, &api5::EndPoint::GetAppId);
-}
-
-std::string TypeOf(const api5::PlexaMessage& inMessage) {
-    std::istringstream envelope(
-        Fetch(inMessage, &api5::PlexaMessage::GetMessageTextSize, &api5::PlexaMessage::GetMessageText));
-    envelope.imbue(std::locale::classic());
-    boost::property_tree::ptree tree;
-    boost::property_tree::read_xml(envelope, tree);
-    return tree.get<std::string>("message.type", std::string());
-}
 
 UTF8String PayloadOf(const api5::SuiteMessage& inMessage) {
     UTF8String payload(inMessage.GetPayloadSize(), '\0');
@@ -171,9 +145,9 @@ void BusConnection::Receive(const api5::PlexaMessage& inMessage) {
     if (const auto* const message = dynamic_cast<const api5::SuiteMessage*>(&inMessage)) {
         if (mOnMessage) mOnMessage(*message);
     } else if (const auto* const error = dynamic_cast<const api5::ErrorMessage*>(&inMessage)) {
-        TellFailure(Fetch(*error, &api5::ErrorMessage::GetErrorSize, &api5::ErrorMessage::GetError) + ": \"" +
-                    TypeOf(*error) + "\" to " +
-                    Fetch(*error, &api5::ErrorMessage::GetFaultSize, &api5::ErrorMessage::GetFault));
+        TellFailure(api5::TextOf(*error, &api5::ErrorMessage::GetErrorSize, &api5::ErrorMessage::GetError) +
+                    ": \"" + TypeOf(*error) + "\" to " +
+                    api5::TextOf(*error, &api5::ErrorMessage::GetFaultSize, &api5::ErrorMessage::GetFault));
     }
 }
 

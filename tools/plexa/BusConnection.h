@@ -10,6 +10,7 @@
 #include "ConnectionOptions.h"
 #include "Interruption.h"
 #include "PlexaMessage5/PlexaMessage5.h"
+#include "PlexaMessage5/Texts.h"
 #include "nuocore/Strings.h"
 
 namespace orvane::plexa::tool {
@@ -61,10 +62,6 @@ class BusConnection final : private api5::IPlexaMessageListener {
     double mWait;
 };
 
-/// The app id of an end point.
-std::string AppIdOf(const api5::EndPoint& inEndPoint);
-/// The type of a received message.
-std::string TypeOf(const api5::PlexaMessage& inMessage);
 /// The payload of a received message.
 nuocore::UTF8String PayloadOf(const api5::SuiteMessage& inMessage);
 

@@ -1,15 +1,12 @@
 #include "bus/BusHost.h"
 
 #include <algorithm>
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
 #include <iterator>
-#include <locale>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "PlexaMessage5/Interest.h"
+#include "PlexaMessage5/Texts.h"
 #include "nuocore/Config.h"
 #include "nuoplexasupport/Messaging.h"
 #include "service/Notes.h"
@@ -18,27 +15,8 @@ namespace orvane::plexa::zarnd {
 
 namespace {
 
-// Texts of the message library: a size query, then a copy.
-template <typename T>
-std::string Fetch(const T& inFrom, std::size_t (T::*inSize)() const, void (T::*inCopy)(char*) const) {
-    std::string text((inFrom.*inSize)() + 1, '\0');
-    (inFrom.*inCopy)(text.data());
-    text.resize(text.find('\0'));
-    return text;
-}
-
-std::string TypeOf(const api5::PlexaMessage& inMessage) {
-    std::istringstream envelope(
-        Fetch(inMessage, &api5::PlexaMessage::GetMessageTextSize, &api5::PlexaMessage::GetMessageText));
-    envelope.imbue(std::locale::classic());
-    boost::property_tree::ptree tree;
-    boost::property_tree::read_xml(envelope, tree);
-    return tree.get<std::string>("message.type", std::string());
-}
-
 Asker AskerOf(const api5::EndPoint& inEndPoint) {
-    return {Fetch(inEndPoint, &api5::EndPoint::GetAppIdSize, &api5::EndPoint::GetAppId),
-            inEndPoint.GetInstance(), inEndPoint.GetProcessId()};
+    return {api5::AppIdOf(inEndPoint), inEndPoint.GetInstance(), inEndPoint.GetProcessId()};
 }
 
 }  // namespace
@@ -96,7 +74,7 @@ std::vector<Asker> BusHost::EndPoints() const {
 void BusHost::Receive(const api5::PlexaMessage& inMessage) {
     const auto* const message = dynamic_cast<const api5::SuiteMessage*>(&inMessage);
     if (message == nullptr) return;  // that somebody has gone, who then isn't told anything any more
-    std::string type = TypeOf(*message);
+    std::string type = api5::TypeOf(*message);
     if (!mTypes.contains(type)) return;
     if (message->GetPayloadSize() > kMaxQuestionBytes) {
         NoteProvoked("a message of " + AskerOf(message->GetSource()).mAppId +

@@ -134,7 +134,7 @@ bool Transfer::BeginBody() {
     }
     if (!continues) {
         mOffset = 0;
-        mReceived = {0, mHead.Validator(), true};
+        mReceived = {0, mHead.Validator()};
         mSink.Begin();
     }
     CheckLength();

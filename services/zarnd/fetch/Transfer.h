@@ -21,7 +21,6 @@ namespace orvane::plexa::zarnd {
 struct Received {
     std::uint64_t mBytes = 0;  ///< that the sink has
     std::string mValidator;    ///< of the content that they are of
-    bool mHasBegun = false;    ///< the sink has been told to begin
 };
 
 /// One attempt; one thread. `Run` throws a `Failure` for what another attempt doesn't cure.
