@@ -77,6 +77,7 @@ TEST_F(Completion, OffersOptions) {
     EXPECT_THAT(Offered({"send", "--j"}), ElementsAre("--json"));
     EXPECT_THAT(Offered({"apps", "launch", "PHOTO-2.1", "--"}), ElementsAre("--help", "--json", "--new"));
     EXPECT_THAT(Offered({"--"}), ElementsAre("--help", "--version"));
+    EXPECT_THAT(Offered({"script", "run", "hello.js", "--e"}), ElementsAre("--eval"));
 }
 
 TEST_F(Completion, OffersAppIdsWhereOneIsAskedFor) {
@@ -91,6 +92,7 @@ TEST_F(Completion, OffersNothingWhereAnythingMayStand) {
     EXPECT_THAT(Offered({"send", "--to", ""}), IsEmpty());
     EXPECT_THAT(Offered({"send", "--to", "x", "--j"}), ElementsAre("--json"));
     EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", "--", "--n"}), IsEmpty());
+    EXPECT_THAT(Offered({"script", "run", ""}), IsEmpty());
     EXPECT_THAT(Offered({}), IsEmpty());
 }
 

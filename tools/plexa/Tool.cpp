@@ -34,7 +34,8 @@ constexpr const char* kFooter =
     "  plexa observe mail new                        print push notifications of a kind\n"
     "  plexa notify mail new from=Ada                have one told to everybody who observes\n"
     "  plexa apps launch PHOTO-2.1                   start an application\n"
-    "  plexa payload decode < payload.xml            look into a payload\n\n"
+    "  plexa payload decode < payload.xml            look into a payload\n"
+    "  plexa script run hello.js                     run a script\n\n"
     "Exit codes: 0 done; 1 failed, or a payload can't be decoded; 2 wrong command line;\n"
     "3 nothing, or not enough, came in time; 4 no broker or no desktop service can be reached.\n\n"
     "\"plexa VERB --help\" tells more about a verb.";
@@ -91,6 +92,7 @@ int Run(int inCount, const char* const* inArguments) {
     AddAppsVerbs(app, trailing);
     AddBrokerVerb(app);
     AddPayloadVerbs(app);
+    AddScriptVerbs(app);
     AddCompletionVerb(app);
 
     try {

@@ -24,5 +24,6 @@ void AddEndpointsVerb(CLI::App& ioApp);
 void AddAppsVerbs(CLI::App& ioApp, const std::vector<std::string>& inTrailing);
 void AddBrokerVerb(CLI::App& ioApp);
 void AddPayloadVerbs(CLI::App& ioApp);
+void AddScriptVerbs(CLI::App& ioApp);
 
 }  // namespace orvane::plexa::tool

@@ -1,0 +1,186 @@
+// Running scripts with the tool: what they print, how they end. Without a broker.
+#include <gmock/gmock.h>
+
+#include <fstream>
+
+#include "ToolRun.h"
+
+namespace tool_test {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+class ScriptVerbs : public OnBus {
+  protected:
+    [[nodiscard]] std::string File(const std::string& inName, const std::string& inSource) const {
+        const std::string path = (mBus.Folder() / inName).string();
+        std::ofstream(path) << inSource;
+        return path;
+    }
+    [[nodiscard]] support::Finished RunScript(std::vector<std::string> inArguments,
+                                              std::string inInput = {}) const {
+        inArguments.insert(inArguments.begin(), {"script", "run"});
+        return Run(std::move(inArguments), std::move(inInput));
+    }
+};
+
+}  // namespace
+
+TEST_F(ScriptVerbs, RunsAFile) {
+    const auto run =
+        RunScript({File("hello.js", "#!/usr/bin/env -S plexa script run\nconsole.log('hello')")});
+    EXPECT_EQ(run.mExitCode, 0);
+    EXPECT_EQ(run.mOutput, "hello\n");
+    EXPECT_THAT(run.mErrors, IsEmpty());
+}
+
+TEST_F(ScriptVerbs, RunsTheStandardInput) {
+    const auto run = RunScript({"-"},
+                               "\xEF\xBB\xBF"
+                               "console.log('hello'); throw new Error('here')");
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_EQ(run.mOutput, "hello\n");
+    EXPECT_THAT(run.mErrors, StartsWith("plexa: standard input:1:"));
+}
+
+TEST_F(ScriptVerbs, PrintsTheResultOfEvalAsJSON) {
+    EXPECT_EQ(RunScript({"--eval", "[1, 'two', {three: null}]"}).mOutput, "[1,\"two\",{\"three\":null}]\n");
+    EXPECT_EQ(RunScript({"--eval", "undefined"}).mOutput, "");
+    EXPECT_EQ(RunScript({"--eval", ""}).mExitCode, 0);
+    EXPECT_EQ(RunScript({"--eval", "'\\u001b[31m'"}).mOutput, "\"\\u001b[31m\"\n");
+}
+
+TEST_F(ScriptVerbs, EvalSeesWhatTheFileDefines) {
+    const std::string file =
+        File("library.js", "const base = 40; function main(n) { return base + n; } main(1)");
+    const auto run = RunScript({file, "--eval", "main(2)"});
+    EXPECT_EQ(run.mExitCode, 0);
+    EXPECT_EQ(run.mOutput, "42\n");
+}
+
+TEST_F(ScriptVerbs, HandsNotificationsToTheNativeSide) {
+    const auto run = RunScript(
+        {"--eval", "new MobileAppLayer.PushNotificationProject().pushNotificationReceived('{\"a\":1}')"});
+    EXPECT_EQ(run.mExitCode, 0);
+    EXPECT_EQ(run.mOutput, "true\n");
+    const auto wrong =
+        RunScript({"--eval", "new MobileAppLayer.PushNotificationProject().pushNotificationReceived(5)"});
+    EXPECT_EQ(wrong.mExitCode, 1);
+    EXPECT_THAT(wrong.mErrors, HasSubstr("parameter 1 \"notificationJSON\" must be a string, not a number"));
+}
+
+TEST_F(ScriptVerbs, WarningsAndErrorsGoToTheErrorOutput) {
+    const auto run = RunScript({"--eval",
+                                "console.log('a', {b: 1}); console.warn('c'); console.info('d'); "
+                                "console.error('e'); console.debug('two\\nlines')"});
+    EXPECT_EQ(run.mOutput, "a {\"b\":1}\nd\ntwo\nlines\n");
+    EXPECT_EQ(run.mErrors, "c\ne\n");
+}
+
+TEST_F(ScriptVerbs, UncaughtExceptionsTellPlaceAndStack) {
+    const std::string file = File("broken.js", "function f(x) {\n  return x.a.b;\n}\nf({});\n");
+    const auto run = RunScript({file});
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_THAT(run.mOutput, IsEmpty());
+    EXPECT_THAT(run.mErrors, StartsWith("plexa: " + file + ":2:"));
+    EXPECT_THAT(
+        run.mErrors,
+        HasSubstr(": TypeError: undefined is not an object (evaluating 'x.a.b')\n    f@" + file + ":2:"));
+    EXPECT_THAT(run.mErrors, HasSubstr("\n    global code@" + file + ":4:"));
+}
+
+TEST_F(ScriptVerbs, ThrownValuesAndSyntaxErrorsAreToldToo) {
+    EXPECT_EQ(RunScript({"--eval", "throw 'plain words'"}).mErrors, "plexa: plain words\n");
+    EXPECT_EQ(RunScript({"--eval", "1;\nlet x = ;"}).mErrors,
+              "plexa: --eval:2: SyntaxError: Unexpected token ';'\n");
+    const auto rejected = RunScript({"--eval", "Promise.reject(new Error('late'))"});
+    EXPECT_EQ(rejected.mExitCode, 1);
+    EXPECT_THAT(rejected.mErrors, HasSubstr("Error: late"));
+}
+
+TEST_F(ScriptVerbs, AnEndlessStackIsShownInPart) {
+    const auto run = RunScript({"--eval", "(function f() { f(); })()"});
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_THAT(run.mErrors, HasSubstr("RangeError: Maximum call stack size exceeded"));
+    EXPECT_THAT(run.mErrors, EndsWith(" more)\n"));
+    EXPECT_EQ(std::count(run.mErrors.begin(), run.mErrors.end(), '\n'), 22);
+}
+
+TEST_F(ScriptVerbs, JSONTellsEverythingOnTheStandardOutput) {
+    const auto run = RunScript({"--json", "--eval", "console.warn('careful'); ({a: 1})"});
+    EXPECT_EQ(run.mOutput, "{\"level\":\"warn\",\"text\":\"careful\"}\n{\"result\":{\"a\":1}}\n");
+    EXPECT_THAT(run.mErrors, IsEmpty());
+
+    const auto thrown = RunScript({"--json", "--eval", "\nthrow new RangeError('no')"});
+    EXPECT_EQ(thrown.mExitCode, 1);
+    EXPECT_THAT(thrown.mOutput, StartsWith("{\"exception\":{\"column\":"));
+    EXPECT_THAT(thrown.mOutput,
+                HasSubstr("\"file\":\"--eval\",\"line\":2,\"stack\":\"global code@--eval:2:"));
+    EXPECT_THAT(thrown.mOutput, EndsWith("\"text\":\"RangeError: no\"}}\n"));
+    EXPECT_THAT(thrown.mErrors, StartsWith("plexa: --eval:2:"));
+}
+
+TEST_F(ScriptVerbs, IsStoppedWhenItTakesTooLong) {
+    const auto run =
+        RunScript({"--eval", "try { for (;;); } finally { console.log('gone on') }", "--time-limit", "0.2"});
+    EXPECT_EQ(run.mExitCode, 3);
+    EXPECT_EQ(run.mErrors, "plexa: the script was stopped: it took longer than 200 ms\n");
+    EXPECT_THAT(run.mOutput, IsEmpty());
+}
+
+TEST_F(ScriptVerbs, IsStoppedWhenItKeepsTooMuch) {
+    const auto run =
+        RunScript({"--eval", "const a = []; for (;;) a.push([a.length])", "--memory-limit", "32"});
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_EQ(run.mErrors, "plexa: the script was stopped: it used more than 33554432 bytes of memory\n");
+}
+
+TEST_F(ScriptVerbs, AnOutputThatCannotBeWrittenEndsTheScript) {
+    const auto in = [this](const std::string& inShell) {
+        support::Command command =
+            Command({"script", "run", "--eval", "for (;;) try { console.log('x') } catch (e) {}"});
+        const std::vector<std::string> shell = {"/bin/bash", "-c", inShell, "bash"};
+        command.mArguments.insert(command.mArguments.begin(), shell.begin(), shell.end());
+        return support::Run(command);
+    };
+    const auto full = in("\"$@\" >/dev/full");
+    EXPECT_EQ(full.mExitCode, 1);
+    EXPECT_EQ(full.mErrors, "plexa: cannot write the output: No space left on device\n");
+    const auto gone = in("\"$@\" | head -n 1; exit ${PIPESTATUS[0]}");
+    EXPECT_EQ(gone.mExitCode, 0);
+    EXPECT_EQ(gone.mOutput, "x\n");
+}
+
+TEST_F(ScriptVerbs, FilesThatCannotBeReadAreNamed) {
+    const auto missing = RunScript({"/nowhere/at\nall.js"});
+    EXPECT_EQ(missing.mExitCode, 1);
+    EXPECT_EQ(missing.mErrors, "plexa: cannot read \"/nowhere/at\\nall.js\": No such file or directory\n");
+    EXPECT_THAT(RunScript({mBus.Folder().string()}).mErrors, EndsWith("\": Is a directory\n"));
+    const std::string large = File("large.js", "");
+    std::filesystem::resize_file(large, (std::uintmax_t{64} << 20U) + 1);
+    EXPECT_THAT(RunScript({large}).mErrors, EndsWith("\": it is larger than 64 MiB\n"));
+}
+
+TEST_F(ScriptVerbs, TextsThatAreNoUTF8AreRefused) {
+    const std::string latin = File("latin.js", "console.log('\xE9')");
+    EXPECT_EQ(RunScript({latin}).mErrors, "plexa: cannot run \"" + latin + "\": it is no UTF-8 text\n");
+    EXPECT_EQ(RunScript({"-"}, "'\xE9'").mErrors,
+              "plexa: cannot run the standard input: it is no UTF-8 text\n");
+    EXPECT_EQ(RunScript({"--eval", "'\xE9'"}).mErrors, "plexa: cannot run --eval: it is no UTF-8 text\n");
+}
+
+TEST_F(ScriptVerbs, WrongCommandLinesAreRefused) {
+    EXPECT_EQ(RunScript({}).mExitCode, 2);
+    EXPECT_EQ(RunScript({"a.js", "b.js"}).mExitCode, 2);
+    EXPECT_EQ(RunScript({"--eval", "1", "--time-limit", "0"}).mExitCode, 2);
+    EXPECT_EQ(RunScript({"--eval", "1", "--memory-limit", "-1"}).mExitCode, 2);
+    EXPECT_EQ(Run({"script"}).mExitCode, 2);
+    EXPECT_THAT(Run({"--help"}).mOutput, HasSubstr("Run scripts"));
+}
+
+}  // namespace tool_test

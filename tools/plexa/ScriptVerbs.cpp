@@ -1,0 +1,217 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include <nuoscripting/nuoscripting.h>
+
+#include "Failure.h"
+#include "Input.h"
+#include "Output.h"
+#include "PayloadText.h"
+#include "Verbs.h"
+#include "nuocore/StringConversion.h"
+
+namespace orvane::plexa::tool {
+
+using nuocore::UTF8String;
+using nuocore::serialization::MakeValue;
+using nuocore::serialization::VariantObject;
+using nuocore::serialization::VariantValue;
+using nuoscripting::ConsoleLevel;
+using nuoscripting::ScriptContext;
+using nuoscripting::ScriptContextSettings;
+using nuoscripting::ScriptException;
+using nuoscripting::ScriptLimitExceeded;
+
+namespace {
+
+constexpr int kMaxFrames = 20;  // shown; --json has all
+constexpr double kMaxSeconds = 1e6;
+constexpr std::size_t kMaxMebibytes = std::size_t{1} << 20;
+
+struct RunOptions {
+    std::string mFile;
+    std::string mEval;
+    double mTimeLimit = 0;            // seconds
+    std::size_t mMemoryLimit = 1024;  // MiB
+    bool mIsJSON = false;
+    bool mHasEval = false;
+};
+
+VariantValue Text(std::string_view inText) { return UTF8String(inText); }
+
+// What a script says and gives, for people or, as JSON, for programs.
+class Report {
+  public:
+    explicit Report(bool inAsJSON) : mAsJSON(inAsJSON) {}
+
+    void Say(ConsoleLevel inLevel, std::string_view inText) {
+        if (mAsJSON) {
+            PrintObject({{"level", Text(NameOf(inLevel))}, {"text", Text(inText)}});
+        } else if (inLevel == ConsoleLevel::kWarn || inLevel == ConsoleLevel::kError) {
+            std::cerr << inText << std::endl;
+        } else {
+            mOutput.Line(inText);
+        }
+    }
+    void Give(const VariantValue& inResult) {
+        if (inResult.empty()) return;  // undefined
+        if (mAsJSON) return PrintObject({{"result", inResult}});
+        mOutput.Line(JSONLine(inResult));
+    }
+    void Describe(const ScriptException& inException) {
+        if (!mAsJSON) return;
+        VariantObject exception = ObjectOf({{"text", Text(inException.what())},
+                                            {"file", Text(inException.GetFile())},
+                                            {"line", std::int64_t{inException.GetLine()}},
+                                            {"column", std::int64_t{inException.GetColumn()}},
+                                            {"stack", Text(inException.GetStack())}});
+        PrintObject({{"exception", std::move(exception)}});
+    }
+
+  private:
+    using Members = std::initializer_list<std::pair<const char*, VariantValue>>;
+
+    static const char* NameOf(ConsoleLevel inLevel) {
+        switch (inLevel) {
+            case ConsoleLevel::kLog:
+                return "log";
+            case ConsoleLevel::kInfo:
+                return "info";
+            case ConsoleLevel::kDebug:
+                return "debug";
+            case ConsoleLevel::kWarn:
+                return "warn";
+            case ConsoleLevel::kError:
+                return "error";
+        }
+        return "";
+    }
+    static VariantObject ObjectOf(Members inMembers) {
+        VariantObject object;
+        for (const auto& [name, value] : inMembers) object[name] = MakeValue(value);
+        return object;
+    }
+    void PrintObject(Members inMembers) { mOutput.Line(JSONLine(VariantValue(ObjectOf(inMembers)))); }
+
+    Output mOutput;
+    bool mAsJSON;
+};
+
+// Scripts can catch whatever comes out of the console; an output that can't be written must end them.
+void SayOrEnd(Report& ioReport, ConsoleLevel inLevel, std::string_view inText) {
+    try {
+        ioReport.Say(inLevel, inText);
+    } catch (const ReaderGone&) {
+        std::_Exit(kExitSuccess);
+    } catch (const std::exception& error) {
+        std::cerr << "plexa: " << error.what() << std::endl;
+        std::_Exit(kExitFailure);
+    }
+}
+
+// Where it was thrown, what, and by which way it was come there.
+std::string TextOf(const ScriptException& inException) {
+    std::string text = inException.GetFile();
+    if (!text.empty() && inException.GetLine() > 0) {
+        text += ':' + std::to_string(inException.GetLine());
+        if (inException.GetColumn() > 0) text += ':' + std::to_string(inException.GetColumn());
+    }
+    if (!text.empty()) text += ": ";
+    text += inException.what();
+    std::istringstream frames(inException.GetStack());
+    int count = 0;
+    for (std::string frame; std::getline(frames, frame); ++count)
+        if (count < kMaxFrames) text += "\n    " + frame;
+    if (count > kMaxFrames) text += "\n    (and " + std::to_string(count - kMaxFrames) + " more)";
+    return text;
+}
+
+// The engine would take replacement characters for what is broken, and say nothing.
+std::string_view Source(std::string_view inText, const std::string& inWhat) {
+    if (!nuocore::string::IsValidUTF8(inText))
+        throw Failure(kExitFailure, "cannot run " + inWhat + ": it is no UTF-8 text");
+    return inText;
+}
+
+void RunScripts(const RunOptions& inOptions, ScriptContext& ioContext, Report& ioReport) {
+    if (inOptions.mFile == "-") {
+        ioContext.Run(Source(ReadInput(), "the standard input"), "standard input");
+    } else if (!inOptions.mFile.empty()) {
+        ioContext.Run(Source(ReadFile(inOptions.mFile), '"' + PlainLine(inOptions.mFile) + '"'),
+                      inOptions.mFile);
+    }
+    if (inOptions.mHasEval) ioReport.Give(ioContext.Evaluate(Source(inOptions.mEval, "--eval"), "--eval"));
+}
+
+void RunVerb(const RunOptions& inOptions) {
+    if (inOptions.mFile.empty() && !inOptions.mHasEval)
+        throw Failure(kExitUsage,
+                      "name a script file (\"-\" for the standard input), or give a script with --eval");
+    Report report(inOptions.mIsJSON);
+    ScriptContextSettings settings;
+    settings.mTimeLimit = std::chrono::milliseconds(std::llround(std::ceil(inOptions.mTimeLimit * 1000)));
+    settings.mMemoryLimit = inOptions.mMemoryLimit << 20U;
+    settings.mConsole = [&report](ConsoleLevel inLevel, std::string_view inText) {
+        SayOrEnd(report, inLevel, inText);
+    };
+    const auto context = ScriptContext::Create(settings);
+    try {
+        RunScripts(inOptions, *context, report);
+    } catch (const ScriptException& exception) {
+        report.Describe(exception);
+        throw Failure(kExitFailure, TextOf(exception));
+    } catch (const ScriptLimitExceeded& exceeded) {
+        throw Failure(exceeded.GetLimit() == ScriptLimitExceeded::Limit::kTime ? kExitTimeout : kExitFailure,
+                      exceeded.what());
+    }
+}
+
+}  // namespace
+
+void AddScriptVerbs(CLI::App& ioApp) {
+    CLI::App* const script = ioApp.add_subcommand("script", "Run scripts (JavaScript)");
+    script->require_subcommand(1);
+
+    CLI::App* const run = script->add_subcommand(
+        "run",
+        "Run a script file, then the script of --eval with what the file has defined, and print what they say. "
+        "console.log, info and debug go to the standard output, warn and error to the error output.");
+    const auto options = std::make_shared<RunOptions>();
+    run->add_option("file", options->mFile, "Script file; \"-\" for the standard input")->type_name("FILE");
+    CLI::Option* const eval =
+        run->add_option("--eval", options->mEval, "Script to run; its result is printed as JSON")
+            ->type_name("TEXT");
+    run->add_option("--time-limit", options->mTimeLimit,
+                    "Stop the file, or the script of --eval, when it takes longer (default: never)")
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""))
+        ->type_name("SECONDS");
+    run->add_option("--memory-limit", options->mMemoryLimit,
+                    "Stop when the script keeps more in use; 0: never (default: 1024)")
+        ->check(CLI::Range(std::size_t{0}, kMaxMebibytes).description(""))
+        ->type_name("MIB");
+    run->add_flag(
+        "--json", options->mIsJSON,
+        "Print one JSON object a line, all on the standard output: level and text of what the console "
+        "is told; result; exception, with text, file, line, column and stack");
+    run->callback([options, eval] {
+        options->mHasEval = eval->count() > 0;
+        RunVerb(*options);
+    });
+    run->footer(
+        "Scripts find the classes of this library: new MobileAppLayer.PushNotificationProject().\n\n"
+        "Examples:\n"
+        "  plexa script run hello.js\n"
+        "  plexa script run --eval '[1, 2, 3].map(n => n * n)'\n"
+        "  plexa script run library.js --eval 'main(\"first\", 2)' --time-limit 5\n"
+        "  plexa script run - < hello.js\n\n"
+        "Exit codes: 0 run; 1 the script threw, used too much memory, or can't be read; 2 wrong command line;\n"
+        "3 it took longer than --time-limit.");
+}
+
+}  // namespace orvane::plexa::tool
