@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the whole thing at work: builds it, starts a private bus, lets hosts and the tool talk over it, has the desktop service
-# install a module and tell a notification. The exit code tells whether everything went as it should. Nothing of the user's own bus or settings is touched.
+# install a module and tell a notification, runs scripts. The exit code tells whether everything went as it should. Nothing of the user's own bus or settings is touched.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,7 +10,7 @@ if [ ! -f build/release/CMakeCache.txt ]; then
     cmake --preset release -DNUOPLEXA_BUILD_TESTS=OFF -DNUOPLEXA_BUILD_BENCHMARKS=OFF >/dev/null
 fi
 cmake --build build/release -j "$(nproc)" \
-    --target plexa OrvaneIPCBroker zarnd answering_host asking_host module_host >build/release/demo.log || {
+    --target plexa OrvaneIPCBroker zarnd answering_host asking_host module_host script_host >build/release/demo.log || {
     cat build/release/demo.log >&2
     exit 1
 }
@@ -193,3 +193,35 @@ show plexa send org.example.note "for you alone" --to WORDS-1.0
 show plexa request org.example.words.question --response org.example.words.answer text="still there"
 expect '"words":2'
 kill "$(plexa apps pid WORDS-1.0)"
+
+title "a script hands a notification to the native side"
+cat >"$folder/push.js" <<'END'
+const project = new MobileAppLayer.PushNotificationProject();
+console.log("received:", project.pushNotificationReceived('{"subject": "it works"}'));
+END
+show cat "$folder/push.js"
+show plexa script run "$folder/push.js"
+expect "received: true"
+show plexa script run --eval 'for (;;);' --time-limit 0.5 || true
+expect "it took longer than 500 ms"
+
+title "a host whose scripts talk on the bus"
+cat >"$folder/greeter.js" <<'END'
+const bus = new example.Bus();
+bus.listen("org.example.hello", message => {
+    bus.send("org.example.greeting", {text: "hello, " + message.name});
+    bus.stop();
+});
+console.log("listening");
+END
+show cat "$folder/greeter.js"
+begin greeter script_host "$folder/greeter.js"
+await greeter listening
+on_bus SCRIPT-1.0
+begin greeted plexa subscribe org.example.greeting --count 1 --timeout 60
+await greeted "plexa: listening"
+show plexa send org.example.hello --json name=Ada
+wait "${children[-1]}"
+said greeted
+expect '{"text":"hello, Ada"}'
+wait "${children[-2]}"

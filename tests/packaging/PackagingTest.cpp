@@ -168,7 +168,7 @@ TEST_F(Packaging, AHostIsBuiltThroughTheCMakePackage) {
 
 TEST_F(Packaging, TheExamplesAreProjectsOfTheirOwn) {
     Install();
-    for (const char* const example : {"answering_host", "asking_host", "module_host"}) {
+    for (const char* const example : {"answering_host", "asking_host", "module_host", "script_host"}) {
         Configure(std::filesystem::path(SOURCE_FOLDER) / "examples" / example,
                   {"-DCMAKE_PREFIX_PATH=" + Prefix()});
         MakeProgram();
