@@ -1,37 +1,18 @@
-// Memory that runs out inside the six functions. A program of its own, because every allocation passes here.
+// Memory that runs out inside the six functions.
 #include <gmock/gmock.h>
 
 #include <array>
-#include <cstdlib>
-#include <functional>
-#include <new>
 #include <string>
-#include <utility>
 
 #include "PlexaControl/Controller.h"
 #include "doubles/NuocoreWatch.h"
 #include "nuoplexasupport/Applications.h"
-
-namespace {
-
-/// So many allocations of this thread succeed, then one fails; none does while it is negative.
-thread_local int sCountdown = -1;
-
-void* Allocate(std::size_t inBytes) {
-    void* memory = sCountdown >= 0 && sCountdown-- == 0 ? nullptr : std::malloc(inBytes);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-
-}  // namespace
-
-// Not inlined: the compiler would see one half of a pair and take it for a mistake.
-[[gnu::noinline]] void* operator new(std::size_t inBytes) { return Allocate(inBytes + 1); }
-[[gnu::noinline]] void operator delete(void* inMemory) noexcept { std::free(inMemory); }
-[[gnu::noinline]] void operator delete(void* inMemory, std::size_t) noexcept { std::free(inMemory); }
+#include "support/FailingMemory.h"
 
 namespace nuoplexasupport {
 namespace {
+
+using support::FailEverywhere;
 
 /// A control library that needs no memory and counts what is out.
 class Control final : public orvane::plexa::api5::IPlexaController {
@@ -65,24 +46,6 @@ class Control final : public orvane::plexa::api5::IPlexaController {
         "an app id that is longer than any string keeps without memory of its own",
         "another app id that is longer than any string keeps without memory"};
 } sControl;
-
-// How often inCall threw, while ever later allocations fail.
-int FailEverywhere(const std::function<void()>& inCall) {
-    int thrown = 0;
-    for (int successes = 0;; ++successes) {
-        sCountdown = successes;
-        bool threw = false;
-        try {
-            inCall();
-        } catch (const std::bad_alloc&) {
-            threw = true;
-        }
-        const bool ranOut = std::exchange(sCountdown, -1) < 0;
-        if (threw) ++thrown;
-        // The timer's own failures aren't told.
-        if (!ranOut) return thrown;
-    }
-}
 
 TEST(Memory, EverythingIsGivenBackWhicheverAllocationFails) {
     TargetSpecifiers specifiers;

@@ -2,7 +2,12 @@
 #include "Applications.h"
 
 #include <gmock/gmock.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -15,9 +20,12 @@ namespace orvane::plexa::control {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 class InstalledApplications : public testing::Test {
   protected:
@@ -195,6 +203,66 @@ TEST_F(InstalledApplications, AreNotDisturbedByEntriesThatNobodyCanRead) {
     WriteFile(mDesktop.EntryPath("c\xFF"), "\xFF\xFE");
     fs::create_symlink("nowhere", mDesktop.EntryPath("d"));
     EXPECT_EQ(PathOf("A-1"), program);
+}
+
+TEST_F(InstalledApplications, AreFoundAgainOnceTheirFolderCanBeRead) {
+    const std::string program = Program("app");
+    mDesktop.WriteEntry("a", "A-1", program);
+    Settle();
+    const doubles::TraceWatch watch("PlexaControl=1");
+    {
+        const NoDescriptors none;
+        EXPECT_EQ(PathOf("A-1"), "");
+    }
+    EXPECT_THAT(watch.Lines(), Contains(HasSubstr("user/applications\" can't be read now: ")));
+    EXPECT_EQ(PathOf("A-1"), program);
+}
+
+TEST_F(InstalledApplications, WhoseEntryCannotBeReadNowAreTriedAgain) {
+    // A regular file whose first byte is never to be had.
+    fs::create_symlink("/proc/self/mem", mDesktop.EntryPath("a"));
+    ASSERT_TRUE(Await([&] { return IsSettled(StateOf(mDesktop.EntryPath("a").string())); }));
+    const doubles::TraceWatch watch("PlexaControl=1");
+    for (int i = 0; i != 3; ++i) EXPECT_THAT(mApplications.AppIds(), IsEmpty());
+    EXPECT_THAT(watch.Lines(), SizeIs(3));
+    EXPECT_THAT(watch.Lines(), Each(HasSubstr("user/applications/a.desktop\" can't be read now: ")));
+}
+
+TEST_F(InstalledApplications, AreSeenInAFolderThatALinkLeadsToLater) {
+    const std::string program = Program("app");
+    const fs::path folder = mDesktop.Folder() / "elsewhere";
+    fs::create_directory(folder);
+    fs::rename(mDesktop.WriteEntry("a", "A-1", program), folder / "a.desktop");
+    fs::create_directory_symlink(mDesktop.Folder() / "later", mDesktop.Folder() / "user/applications/link");
+    Settle();
+    EXPECT_EQ(PathOf("A-1"), "");
+    fs::rename(folder, mDesktop.Folder() / "later");
+    EXPECT_EQ(PathOf("A-1"), program);
+}
+
+TEST_F(InstalledApplications, AreNotLookedForInPipes) {
+    const std::string program = Program("app");
+    mDesktop.WriteEntry("b", "A-1", program);
+    const std::string pipe = mDesktop.EntryPath("a").string();
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(::inotify_add_watch(watch, pipe.c_str(), IN_OPEN), 0);
+    EXPECT_EQ(PathOf("A-1"), program);
+    // It isn't even opened, which a writer would see.
+    std::array<char, 512> events{};
+    EXPECT_EQ(::read(watch, events.data(), events.size()), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    ::close(watch);
+}
+
+TEST_F(InstalledApplications, AreNotHeldUpByDevicesAndFoldersNamedLikeEntries) {
+    const std::string program = Program("app");
+    mDesktop.WriteEntry("z", "A-1", program);
+    mDesktop.WriteEntry("masked", "B-1", program, {}, true);
+    fs::create_symlink("/dev/zero", mDesktop.EntryPath("a"));
+    fs::create_symlink("/dev/null", mDesktop.EntryPath("masked"));
+    fs::create_directory(mDesktop.EntryPath("folder"));
+    EXPECT_THAT(mApplications.AppIds(), ElementsAre("A-1"));
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -112,6 +114,43 @@ TEST_F(Controller, StartsWhatDoesNotRunAndKeepsWhatDoes) {
     EXPECT_TRUE(Await([&] { return find() != 0 && find() != second; }));
     ::kill(find(), SIGKILL);
     EXPECT_TRUE(Await([&] { return find() == 0; }));
+    fs::remove(Desktop().EntryPath("x"));
+}
+
+TEST_F(Controller, TellsTheProcessesOfSeveralApplicationsAtOnce) {
+    const std::string program = Desktop().MakeSleeper("several").string();
+    Desktop().WriteEntry("x", "B-1", program + " 1000");
+    ASSERT_TRUE(mController->LaunchApp("B-1", false, "", nullptr));
+    const int id = mController->GetProcessId("B-1", nullptr);
+    const std::array<const char*, 4> ids{"none", "B-1", nullptr, "B-1"};
+    std::array<int, 4> processes{1, 1, 1, 1};
+    EXPECT_EQ(IPlexaController::GetProcessIds(ids.data(), ids.size(), processes.data()),
+              api5::kPlexaControlErrorCode_None);
+    EXPECT_THAT(processes, ElementsAre(0, id, 0, id));
+    EXPECT_EQ(IPlexaController::GetProcessIds(nullptr, 1, processes.data()),
+              api5::kPlexaControlErrorCode_InvalidParameter);
+    EXPECT_EQ(IPlexaController::GetProcessIds(ids.data(), 1, nullptr),
+              api5::kPlexaControlErrorCode_InvalidParameter);
+    {
+        const NoDescriptors none;
+        EXPECT_EQ(IPlexaController::GetProcessIds(ids.data(), ids.size(), processes.data()),
+                  api5::kPlexaControlErrorCode_Unknown);
+    }
+    EXPECT_THAT(processes, ElementsAre(0, id, 0, id));
+    ::kill(id, SIGKILL);
+    EXPECT_TRUE(Await([&] { return mController->GetProcessId("B-1", nullptr) == 0; }));
+    fs::remove(Desktop().EntryPath("x"));
+}
+
+TEST_F(Controller, StartsNothingWhenItCannotSeeWhatRuns) {
+    const std::string program = Desktop().MakeSleeper("unseen").string();
+    Desktop().WriteEntry("x", "B-1", program + " 1000");
+    ASSERT_TRUE(mController->CheckAppInstalled("B-1", nullptr));
+    {
+        const NoDescriptors none;
+        EXPECT_FALSE(mController->LaunchApp("B-1", false, "", nullptr));
+    }
+    EXPECT_EQ(mController->GetProcessId("B-1", nullptr), 0);
     fs::remove(Desktop().EntryPath("x"));
 }
 

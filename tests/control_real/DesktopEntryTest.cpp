@@ -66,6 +66,9 @@ TEST(DesktopEntry, ThatIsBrokenSaysWhy) {
     EXPECT_EQ(ReasonOf(Without("Type=Application\n")), "its type isn't \"Application\"");
     EXPECT_EQ(ReasonOf(Without("Exec=app -x\n")), "it has no command that can be read");
     EXPECT_EQ(ReasonOf(Without("Exec=app -x\n") + "Exec=app 'x\n"), "it has no command that can be read");
+    for (const char* const command : {"%F", "app%f", "'100%%' %F", "env A=%f %i"})
+        EXPECT_EQ(ReasonOf(Without("Exec=app -x\n") + "Exec=" + command + "\n"),
+                  "its command names a program with a \"%\"");
     EXPECT_EQ(ReasonOf(Without("X-Plexa-AppId=A-1\n") + "X-Plexa-AppId=\n"),
               "its app id isn't 1 to 255 bytes of UTF-8 without control characters");
     EXPECT_EQ(ReasonOf(Without("X-Plexa-AppId=A-1\n") + "X-Plexa-AppId=a\\tb\n"),

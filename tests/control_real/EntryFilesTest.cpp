@@ -2,11 +2,14 @@
 #include "EntryFiles.h"
 
 #include <gmock/gmock.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "PrivateDesktop.h"
@@ -90,6 +93,32 @@ TEST_F(EntryFiles, ThatAreNoRegularFilesAreNotRead) {
     EXPECT_EQ(ReadSmallFile(pipe, 100), std::nullopt);
     EXPECT_EQ(ReadSmallFile(mDesktop.Folder().string(), 100), std::nullopt);
     EXPECT_EQ(ReadSmallFile((mDesktop.Folder() / "none").string(), 100), std::nullopt);
+}
+
+TEST_F(EntryFiles, AreNotTakenForMissingWhenTheyCannotBeReadNow) {
+    const std::string file = mDesktop.WriteEntry("a", "A-1", "app").string();
+    const NoDescriptors none;
+    EXPECT_THROW((void)ReadSmallFile(file, 1000), std::system_error);
+    EXPECT_THROW((void)ReadBeginning(file, 10), std::system_error);
+}
+
+TEST_F(EntryFiles, InFoldersThatCannotBeReadNowAreNotDoneWith) {
+    Touch("user/applications/a.desktop");
+    ASSERT_TRUE(Await([&] { return ListEntries(mDesktop.DataFolders()).mFolders.front().mIsSettled; }));
+    const NoDescriptors none;
+    EXPECT_FALSE(ListEntries(mDesktop.DataFolders()).mFolders.front().mIsSettled);
+}
+
+TEST_F(EntryFiles, InFoldersOfOthersAreDoneWith) {
+    Touch("user/applications/a.desktop");
+    fs::permissions(mDesktop.Folder(), fs::perms{0711});
+    fs::permissions(mDesktop.Folder() / "user/applications", fs::perms::none);
+    // The superuser may read everything, so it becomes somebody else here.
+    ::setfsuid(65534);
+    EXPECT_TRUE(Await([&] { return ListEntries(mDesktop.DataFolders()).mFolders.front().mIsSettled; }));
+    EXPECT_THAT(List(), testing::IsEmpty());
+    ::setfsuid(::geteuid());
+    fs::permissions(mDesktop.Folder() / "user/applications", fs::perms::owner_all);
 }
 
 TEST_F(EntryFiles, ThatAreTooLargeAreNotRead) {

@@ -1,6 +1,7 @@
 // Starting applications.
 #include "Launch.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,6 +39,12 @@ class LaunchedApplication : public testing::Test {
         return ReadFile(mReport);
     }
 
+    // Not even one that has ended.
+    static void ExpectNoChild() {
+        EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+        EXPECT_EQ(errno, ECHILD);
+    }
+
     PrivateDesktop mDesktop;
     fs::path mReport = mDesktop.Folder() / "report";
 };
@@ -58,8 +65,40 @@ TEST_F(LaunchedApplication, IsNobodysChildAndLeadsASessionOfItsOwn) {
     ASSERT_EQ(std::sscanf(Report().c_str(), "%d %d %d", &id, &parent, &session), 3);
     EXPECT_NE(parent, ::getpid());
     EXPECT_EQ(session, id);
-    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
-    EXPECT_EQ(errno, ECHILD);
+    ExpectNoChild();
+}
+
+TEST_F(LaunchedApplication, LeavesNoChildBehindWhenItCannotBeStarted) {
+    const fs::path broken = mDesktop.MakeScript("broken", "#!/no/such/interpreter\n");
+    EXPECT_FALSE(Launch(PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", broken.string())), {}));
+    ExpectNoChild();
+}
+
+TEST_F(LaunchedApplication, IsStartedThoughItsHostWantsToKnowOfNoChild) {
+    const auto before = ::signal(SIGCHLD, SIG_IGN);
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program + " 1000"));
+    EXPECT_TRUE(Launch(application, {}));
+    const int id = FindProcess(application);
+    EXPECT_NE(id, 0);
+    // What it starts itself it must be able to wait for.
+    EXPECT_THAT(ReadFile("/proc/" + std::to_string(id) + "/status"),
+                HasSubstr("SigIgn:\t0000000000000000\n"));
+    const fs::path broken = mDesktop.MakeScript("broken", "#!/no/such/interpreter\n");
+    EXPECT_FALSE(Launch(PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", broken.string())), {}));
+    ::signal(SIGCHLD, before);
+}
+
+TEST_F(LaunchedApplication, InheritsNothingThatItsHostHasOpen) {
+    // One that isn't closed by itself when a program is started.
+    const int leaking = ::open("/dev/zero", O_RDONLY);
+    const int high = ::dup2(leaking, 200);
+    ASSERT_EQ(high, 200);
+    ASSERT_TRUE(Launch(Reporter("for i in /proc/$$/fd/*; do readlink $i; done"), {}));
+    EXPECT_THAT(Report(), testing::Not(HasSubstr("/dev/zero")));
+    EXPECT_THAT(Report(), HasSubstr("/dev/null"));
+    ::close(high);
+    ::close(leaking);
 }
 
 TEST_F(LaunchedApplication, HasNoInputAndNoOutput) {

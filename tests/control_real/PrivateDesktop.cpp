@@ -88,6 +88,15 @@ Application PrivateDesktop::Read(const fs::path& inEntry) {
     return FindApplication(entry, inEntry.string()).value();
 }
 
+NoDescriptors::NoDescriptors() {
+    ::getrlimit(RLIMIT_NOFILE, &mBefore);
+    rlimit none = mBefore;
+    none.rlim_cur = 0;
+    if (::setrlimit(RLIMIT_NOFILE, &none) != 0) throw std::runtime_error("cannot set the limit");
+}
+
+NoDescriptors::~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &mBefore); }
+
 void WriteFile(const fs::path& inPath, std::string_view inText) {
     std::ofstream file(inPath, std::ios::binary | std::ios::trunc);
     file << inText;

@@ -1,6 +1,8 @@
 /// A desktop of a test's own: folders with desktop entries, and programs that the entries start.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -40,6 +42,18 @@ class PrivateDesktop {
 
   private:
     std::filesystem::path mFolder;
+};
+
+/// As long as it lives this process can open nothing.
+class NoDescriptors {
+  public:
+    NoDescriptors();
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+    ~NoDescriptors();
+
+  private:
+    rlimit mBefore{};
 };
 
 void WriteFile(const std::filesystem::path& inPath, std::string_view inText);

@@ -8,6 +8,8 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <system_error>
+#include <vector>
 
 #include "LaunchMark.h"
 #include "PrivateDesktop.h"
@@ -126,15 +128,32 @@ TEST_F(ApplicationProcesses, TheWordsOfAnotherProgramDoNotCount) {
     EXPECT_EQ(FindProcess(application), 0);
 }
 
+TEST_F(ApplicationProcesses, OfSeveralApplicationsAreFoundAtOnce) {
+    const auto application = [&](const std::string& inName) {
+        return PrivateDesktop::Read(
+            mDesktop.WriteEntry(inName, inName + "-1", mDesktop.MakeSleeper(inName).string()));
+    };
+    const std::vector<Application> applications{application("a"), application("b"), application("c")};
+    ChildProcess first({{applications[0].mPath, "1000"}});
+    ChildProcess third({{applications[2].mPath, "1000"}});
+    EXPECT_THAT(FindProcesses(applications), testing::ElementsAre(first.Id(), 0, third.Id()));
+    EXPECT_THAT(FindProcesses({}), testing::IsEmpty());
+}
+
+TEST_F(ApplicationProcesses, AreNotSaidToBeNoneWhenTheyCannotBeLookedAt) {
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", "/bin/true"));
+    const NoDescriptors none;
+    EXPECT_THROW((void)FindProcess(application), std::system_error);
+}
+
 TEST(LaunchMark, CountsOnlyWithTheProcessItself) {
     const std::string mark = LaunchMark("/a.desktop");
     using std::string_literals::operator""s;
-    EXPECT_TRUE(HoldsLaunchMark("A=b\0"s + mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 12));
-    EXPECT_FALSE(HoldsLaunchMark(mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 123));
-    EXPECT_FALSE(HoldsLaunchMark(mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=123\0"s, mark, 12));
-    EXPECT_FALSE(HoldsLaunchMark(mark + "x\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 12));
-    EXPECT_FALSE(HoldsLaunchMark("GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, mark, 12));
-    EXPECT_FALSE(HoldsLaunchMark("", mark, 12));
+    EXPECT_EQ(LaunchedEntryFile("A=b\0"s + mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, 12), "/a.desktop");
+    EXPECT_EQ(LaunchedEntryFile(mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, 123), "");
+    EXPECT_EQ(LaunchedEntryFile(mark + "\0GIO_LAUNCHED_DESKTOP_FILE_PID=123\0"s, 12), "");
+    EXPECT_EQ(LaunchedEntryFile("GIO_LAUNCHED_DESKTOP_FILE_PID=12\0"s, 12), "");
+    EXPECT_EQ(LaunchedEntryFile("", 12), "");
 }
 
 }  // namespace

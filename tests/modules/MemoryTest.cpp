@@ -1,8 +1,6 @@
-// Memory that runs out while a module is asked for. A program of its own, because every allocation passes
-// here.
+// Memory that runs out while a module is asked for.
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <future>
 #include <memory>
 #include <new>
@@ -11,26 +9,7 @@
 #include <utility>
 
 #include "modules/ModulesFixture.h"
-
-namespace {
-
-/// So many allocations of this thread succeed, then one fails; none does while it is negative.
-thread_local int sCountdown = -1;
-
-void* Allocate(std::size_t inBytes) {
-    void* memory = sCountdown >= 0 && sCountdown-- == 0 ? nullptr : std::malloc(inBytes);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-}  // namespace
-
-// Not inlined: the compiler would see one half of a pair and take it for a mistake.
-[[gnu::noinline]] void* operator new(std::size_t inBytes) { return Allocate(inBytes + 1); }
-[[gnu::noinline]] void operator delete(void* inMemory) noexcept { std::free(inMemory); }
-[[gnu::noinline]] void operator delete(void* inMemory, std::size_t) noexcept { std::free(inMemory); }
+#include "support/FailingMemory.h"
 
 namespace nuoplexasupport {
 namespace {
@@ -58,10 +37,10 @@ void Observe(const RecursiveMutex& inMutex, const char* inAcquirer, std::uint32_
     if (acquirer.ends_with("GetModuleDownloadClient")) {
         sSlot = const_cast<RecursiveMutex*>(&inMutex);
     } else if (acquirer == "nuoplexasupport::UnsubscribeFromMessage") {
-        const int countdown = std::exchange(sCountdown, -1);
+        const int left = support::StopFailing();
         ++sDestroyed;
         sDestroyedUnderTheLock += IsFree(*sSlot) ? 0 : 1;
-        sCountdown = countdown;
+        support::FailAllocations(left);
     }
 }
 
@@ -69,18 +48,19 @@ TEST_F(Modules, AreAskedForOrNotWhicheverAllocationFails) {
     const ImmutableString id("KQ7L");
     const auto before = nuocore::thread::SetLockObserver(&Observe);
     int thrown = 0;
-    for (int successes = 0; sCountdown < 0; ++successes) {
+    int left = -1;
+    for (int successes = 0; left < 0; ++successes) {
         const auto captured = std::make_shared<int>(0);
         std::function<void(const ImmutableString&, float)> callback = [captured](const ImmutableString&,
                                                                                  float) {};
         Future<void> future;
-        sCountdown = successes;
+        support::FailAllocations(successes);
         try {
             future = RequestModuleDownload(id, std::move(callback), true);
         } catch (const std::bad_alloc&) {
             ++thrown;
         }
-        const int left = std::exchange(sCountdown, -1);
+        left = support::StopFailing();
         if (future.IsValid() && !future.IsReady()) {
             Event("completed");
             EXPECT_TRUE(Succeeded(future)) << successes;
@@ -91,9 +71,7 @@ TEST_F(Modules, AreAskedForOrNotWhicheverAllocationFails) {
         for (const StrongClient& client : EventClients()) {
             EXPECT_EQ(client, nullptr) << successes;
         }
-        sCountdown = left;
     }
-    sCountdown = -1;
     nuocore::thread::SetLockObserver(before);
     EXPECT_GT(thrown, 10);
     EXPECT_GT(sDestroyed, 10);

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "support/Slots.h"
 #include "transport/TransportFixture.h"
 
 namespace nuoplexasupport {
@@ -11,13 +12,10 @@ namespace api = orvane::plexa::api5;
 using doubles::Message5Double;
 using testing::ElementsAre;
 
-// Calls an operation by its place in the table, as a library built by another compiler does.
 template <typename Result, typename... Arguments>
 Result CallSlot(std::size_t inSlot, Arguments... inArguments) {
-    api::IPlexaMessageDispatcher* const dispatcher = &Message5Double::Get();
-    void** const table = *reinterpret_cast<void***>(dispatcher);
-    return reinterpret_cast<Result (*)(api::IPlexaMessageDispatcher*, Arguments...)>(table[inSlot])(
-        dispatcher, inArguments...);
+    api::IPlexaMessageDispatcher& dispatcher = Message5Double::Get();
+    return support::CallSlot<Result>(dispatcher, inSlot, inArguments...);
 }
 
 void Refreshed(void* /*inContext*/) {}

@@ -1,6 +1,9 @@
 #include "Applications.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 #include "SmallFile.h"
@@ -10,9 +13,11 @@ namespace orvane::plexa::control {
 
 namespace {
 
-// What is no regular file, can't be read or is too large is none of ours.
-ParsedEntry ReadEntry(const std::string& inPath) {
-    const std::optional<std::string> text = ReadSmallFile(inPath, kLargestEntry);
+// What is no regular file, isn't ours to read or is too large is none of ours. Pipes and devices aren't even
+// opened: some do things then.
+ParsedEntry ReadEntry(const EntryFile& inFile) {
+    const std::optional<std::string> text =
+        S_ISREG(inFile.mState.mMode) ? ReadSmallFile(inFile.mPath, kLargestEntry) : std::nullopt;
     return text ? ParseEntry(*text) : OtherEntry();
 }
 
@@ -76,21 +81,28 @@ bool Applications::AreClaimsUnchanged(std::string_view inAppId) const {
                                                   [](const auto* inEntry) { return IsUnchanged(*inEntry); });
 }
 
+Applications::Entry Applications::Look(const EntryFile& inFile) {
+    Entry entry{inFile.mState, IsSettled(inFile.mState), OtherEntry()};
+    try {
+        entry.mParsed = ReadEntry(inFile);
+        if (const auto* const broken = std::get_if<BrokenEntry>(&entry.mParsed))
+            TraceTrouble("\"" + inFile.mPath + "\" is left out: " + broken->mReason);
+    } catch (const std::system_error& error) {
+        TraceTrouble(error.what());
+        entry.mIsSettled = false;
+    }
+    return entry;
+}
+
 void Applications::Rebuild() {
     EntryListing listing = ListEntries(mDataFolders);
     Entries entries;
     Claims claims;
     for (const EntryFile& file : listing.mFiles) {
         const auto known = mEntries.find(file.mPath);
-        Entry entry;
-        if (known != mEntries.end() && known->second.mIsSettled && known->second.mState == file.mState) {
-            entry = known->second;
-        } else {
-            entry = {file.mState, IsSettled(file.mState), ReadEntry(file.mPath)};
-            if (const auto* const broken = std::get_if<BrokenEntry>(&entry.mParsed))
-                TraceTrouble("\"" + file.mPath + "\" is left out: " + broken->mReason);
-        }
-        const auto& kept = *entries.emplace(file.mPath, std::move(entry)).first;
+        const bool isKnown =
+            known != mEntries.end() && known->second.mIsSettled && known->second.mState == file.mState;
+        const auto& kept = *entries.emplace(file.mPath, isKnown ? known->second : Look(file)).first;
         if (const auto* const described = std::get_if<DesktopEntry>(&kept.second.mParsed))
             claims[described->mAppId].push_back(&kept);
     }

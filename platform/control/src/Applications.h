@@ -32,7 +32,7 @@ class Applications {
 
     struct Entry {
         FileState mState;
-        bool mIsSettled = false;
+        bool mIsSettled = false;  // false also when it couldn't be read
         ParsedEntry mParsed;
     };
     using Entries = std::map<std::string, Entry>;  // by path
@@ -45,6 +45,7 @@ class Applications {
     void Refresh(std::string_view inAppId);
     void RefreshAll();
     void Rebuild();
+    static Entry Look(const EntryFile& inFile);
     std::optional<Application> FindKnown(std::string_view inAppId) const;
     [[nodiscard]] bool AreFoldersUnchanged() const;
     [[nodiscard]] bool AreEntriesUnchanged() const;

@@ -1,11 +1,13 @@
 #include "PlexaControl/Controller.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,10 +36,10 @@ Result Guarded(Result inFailure, const Operation& inOperation) noexcept {
     return inFailure;
 }
 
-char* Copy(const std::string& inText) {
+std::unique_ptr<char[]> Copy(const std::string& inText) {
     auto copy = std::make_unique<char[]>(inText.size() + 1);
     std::memcpy(copy.get(), inText.c_str(), inText.size() + 1);
-    return copy.release();
+    return copy;
 }
 
 class Controller final : public IPlexaController {
@@ -76,7 +78,7 @@ class Controller final : public IPlexaController {
     bool GetAppPath(const char* inAppId, const char** outPath, void* /*inReserved*/) override {
         return Guarded(false, [&] {
             const std::optional<Application> application = outPath != nullptr ? Find(inAppId) : std::nullopt;
-            if (application) *outPath = Copy(application->mPath);
+            if (application) *outPath = Copy(application->mPath).release();
             return application.has_value();
         });
     }
@@ -90,7 +92,7 @@ class Controller final : public IPlexaController {
             const std::vector<std::string> ids = AppIds();
             auto list = std::make_unique<const char*[]>(ids.size());
             std::vector<std::unique_ptr<char[]>> texts;
-            for (const std::string& id : ids) texts.emplace_back(Copy(id));
+            for (const std::string& id : ids) texts.push_back(Copy(id));
             for (std::size_t i = 0; i != ids.size(); ++i) list[i] = texts[i].release();
             *outSpecifiers = list.release();
             *outCount = ids.size();
@@ -102,6 +104,22 @@ class Controller final : public IPlexaController {
         if (inSpecifiers == nullptr) return;
         for (std::size_t i = 0; i != inCount; ++i) delete[] inSpecifiers[i];
         delete[] inSpecifiers;
+    }
+
+    // Of each, in order.
+    std::vector<int> ProcessIds(std::span<const char* const> inAppIds) {
+        std::vector<Application> installed;
+        std::vector<std::size_t> places;
+        for (std::size_t i = 0; i != inAppIds.size(); ++i) {
+            std::optional<Application> application = Find(inAppIds[i]);
+            if (!application) continue;
+            installed.push_back(*std::move(application));
+            places.push_back(i);
+        }
+        const std::vector<int> found = control::FindProcesses(installed);
+        std::vector<int> ids(inAppIds.size(), 0);
+        for (std::size_t i = 0; i != found.size(); ++i) ids[places[i]] = found[i];
+        return ids;
     }
 
   private:
@@ -152,6 +170,21 @@ void IPlexaController::ReleaseInstance() noexcept {
     std::unique_ptr<Controller> last;
     const std::scoped_lock lock(instance.mLock);
     if (instance.mReferences != 0 && --instance.mReferences == 0) last = std::move(instance.mController);
+}
+
+PlexaControlErrorCode IPlexaController::GetProcessIds(const char* const* inAppIds, std::size_t inCount,
+                                                      int* outProcessIds) noexcept {
+    if (inAppIds == nullptr || outProcessIds == nullptr) return kPlexaControlErrorCode_InvalidParameter;
+    IPlexaController* controller = nullptr;
+    const PlexaControlErrorCode code = GetInstance(&controller);
+    if (code != kPlexaControlErrorCode_None) return code;
+    const auto result = Guarded(kPlexaControlErrorCode_Unknown, [&] {
+        const auto ids = static_cast<Controller*>(controller)->ProcessIds({inAppIds, inCount});
+        std::copy(ids.begin(), ids.end(), outProcessIds);
+        return kPlexaControlErrorCode_None;
+    });
+    ReleaseInstance();
+    return result;
 }
 
 }  // namespace orvane::plexa::api5

@@ -69,6 +69,9 @@ ParsedEntry ParseEntry(std::string_view inText) {
     std::optional<Words> command = SplitWords(group.Text(G_KEY_FILE_DESKTOP_KEY_EXEC));
     if (!command || command->empty()) return BrokenEntry{"it has no command that can be read"};
     entry.mCommand = *std::move(command);
+    // Codes stand for arguments only; which program is started can't depend on them.
+    if (entry.mCommand[ProgramWord(entry.mCommand)].find('%') != std::string::npos)
+        return BrokenEntry{"its command names a program with a \"%\""};
     entry.mTry = group.Text(G_KEY_FILE_DESKTOP_KEY_TRY_EXEC);
     entry.mName = group.LocalText(G_KEY_FILE_DESKTOP_KEY_NAME);
     entry.mIcon = group.LocalText(G_KEY_FILE_DESKTOP_KEY_ICON);

@@ -3,15 +3,14 @@
 #include <glib.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <set>
 #include <system_error>
 #include <utility>
 
-namespace orvane::plexa::control {
+#include "FolderNames.h"
+#include "Trouble.h"
 
-namespace fs = std::filesystem;
+namespace orvane::plexa::control {
 
 namespace {
 
@@ -28,26 +27,29 @@ class Lister {
         if (mListing.mFolders.size() == kMostFolders) return;
         const FileState state = StateOf(inFolder);
         // Before it is read, so that what changes meanwhile shows.
+        const std::size_t place = mListing.mFolders.size();
         mListing.mFolders.push_back({inFolder, state, IsSettled(state)});
         if (!S_ISDIR(state.mMode) || !mSeen.emplace(state.mDevice, state.mNode).second) return;
         std::vector<std::string> names;
-        std::error_code error;
-        for (fs::directory_iterator entry(inFolder, error), end; !error && entry != end;
-             entry.increment(error))
-            names.push_back(entry->path().filename().string());
-        // So that the order doesn't depend on the file system's.
-        std::sort(names.begin(), names.end());
+        try {
+            names = NamesIn(inFolder);
+        } catch (const std::system_error& error) {
+            TraceTrouble(error.what());
+            mListing.mFolders[place].mIsSettled = false;
+        }
         for (const std::string& name : names) Add(inFolder + '/' + name, inPrefix + name, inDepth);
     }
 
   private:
     void Add(const std::string& inPath, const std::string& inId, int inDepth) {
         const FileState state = StateOf(inPath);
-        if (S_ISDIR(state.mMode)) {
-            if (inDepth != kDeepest) Visit(inPath, inId + '-', inDepth + 1);
-        } else if (inId.ends_with(kSuffix) && mListing.mFiles.size() != kMostFiles &&
-                   mIds.insert(inId).second) {
-            mListing.mFiles.push_back({inPath, state});
+        const bool isFolder = S_ISDIR(state.mMode);
+        if (!isFolder && inId.ends_with(kSuffix)) {
+            if (mListing.mFiles.size() != kMostFiles && mIds.insert(inId).second)
+                mListing.mFiles.push_back({inPath, state});
+        } else if (inDepth != kDeepest && (isFolder || state == FileState())) {
+            // What can't be looked at, such as a link to nowhere, may turn out to be a folder.
+            Visit(inPath, inId + '-', inDepth + 1);
         }
     }
 

@@ -18,7 +18,7 @@ struct EntryListing {
     struct Folder {
         std::string mPath;
         FileState mState;
-        bool mIsSettled = false;  ///< as of before it was read
+        bool mIsSettled = false;  ///< as of before it was read; false when it couldn't be
     };
     std::vector<Folder> mFolders;   ///< those that aren't there too
     std::vector<EntryFile> mFiles;  ///< the most important first

@@ -2,7 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <ctime>
+#include <system_error>
 
 namespace orvane::plexa::control {
 
@@ -30,6 +34,13 @@ bool IsSettled(const FileState& inState) noexcept {
     const std::int64_t step = inState.mChanged % kSecond == 0 ? kSecond : kStep;
     // A clock that was set back makes a state of the future, which never settles.
     return inState.mChanged + step < Nanoseconds(now);
+}
+
+void ThrowUnlessLasting(int inError, const std::string& inPath) {
+    constexpr std::array kLasting{0,     EACCES,       EPERM, ENOENT, ENOTDIR,
+                                  ELOOP, ENAMETOOLONG, ENXIO, ENODEV, ESRCH};
+    if (std::find(kLasting.begin(), kLasting.end(), inError) == kLasting.end())
+        throw std::system_error(inError, std::generic_category(), "\"" + inPath + "\" can't be read now");
 }
 
 }  // namespace orvane::plexa::control

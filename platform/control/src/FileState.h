@@ -24,4 +24,9 @@ FileState StateOf(const std::string& inPath) noexcept;
 /// was changed a moment ago can be changed once more without a trace.
 bool IsSettled(const FileState& inState) noexcept;
 
+/// Throws `std::system_error`, with a text that names the file or folder, when an error of the system is one
+/// of the moment, such as that no descriptor is free. Others say something of the file or folder itself,
+/// which holds until that changes: it isn't there, or isn't ours to read.
+void ThrowUnlessLasting(int inError, const std::string& inPath);
+
 }  // namespace orvane::plexa::control

@@ -16,19 +16,21 @@ inline std::string LaunchMark(const std::string& inEntryFile) {
     return std::string(kLaunchFileVariable) + '=' + inEntryFile;
 }
 
-/// Whether an environment, entries that each end with a zero, says that this very process was started so.
-/// What it has started itself inherits the variables, but has another process id.
-inline bool HoldsLaunchMark(std::string_view inEnvironment, std::string_view inMark, int inProcessId) {
+/// The entry file that this very process was started by, as its environment says, which is entries that each
+/// end with a zero; empty when it wasn't. What such a process has started itself inherits the variables, but
+/// has another process id.
+inline std::string_view LaunchedEntryFile(std::string_view inEnvironment, int inProcessId) {
     const std::string process = std::string(kLaunchProcessVariable) + '=' + std::to_string(inProcessId);
-    bool holdsMark = false;
+    const std::string mark = LaunchMark({});
+    std::string_view file;
     bool holdsProcess = false;
     while (!inEnvironment.empty()) {
         const std::string_view entry = inEnvironment.substr(0, inEnvironment.find('\0'));
-        holdsMark = holdsMark || entry == inMark;
+        if (entry.starts_with(mark)) file = entry.substr(mark.size());
         holdsProcess = holdsProcess || entry == process;
         inEnvironment.remove_prefix(std::min(inEnvironment.size(), entry.size() + 1));
     }
-    return holdsMark && holdsProcess;
+    return holdsProcess ? file : std::string_view();
 }
 
 }  // namespace orvane::plexa::control

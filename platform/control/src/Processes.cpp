@@ -11,6 +11,7 @@
 #include <optional>
 #include <system_error>
 
+#include "FolderNames.h"
 #include "LaunchMark.h"
 #include "SmallFile.h"
 
@@ -35,7 +36,21 @@ Words SplitZeros(std::string_view inText) {
     return words;
 }
 
-// Files of one process; empty when it has ended, or isn't ours to look at.
+// Looks when it is first asked.
+template <typename Value>
+class Lazy {
+  public:
+    template <typename Look>
+    const Value& Get(const Look& inLook) {
+        if (!mValue) mValue = inLook();
+        return *mValue;
+    }
+
+  private:
+    std::optional<Value> mValue;
+};
+
+// Files of one process, each read once at most; empty when it has ended, or isn't ours to look at.
 class Process {
   public:
     explicit Process(int inId) : mId(inId), mFolder("/proc/" + std::to_string(inId)) {}
@@ -45,14 +60,26 @@ class Process {
         return ::stat(mFolder.c_str(), &status) == 0 && status.st_uid == inUser;
     }
     [[nodiscard]] int Id() const { return mId; }
-    [[nodiscard]] std::string Executable() const {
-        std::error_code error;
-        return fs::read_symlink(mFolder + "/exe", error).string();
+    const std::string& Executable() {
+        return mExecutable.Get([this] {
+            std::error_code error;
+            return fs::read_symlink(mFolder + "/exe", error).string();
+        });
     }
-    [[nodiscard]] Words CommandLine() const { return SplitZeros(Read("/cmdline")); }
-    [[nodiscard]] std::string Environment() const { return Read("/environ"); }
+    const Words& CommandLine() {
+        return mCommandLine.Get([this] { return SplitZeros(Read("/cmdline")); });
+    }
+    // The entry file that it was started by.
+    const std::string& Entry() {
+        return mEntry.Get([this] { return std::string(LaunchedEntryFile(Read("/environ"), mId)); });
+    }
     // In ticks since the system's start.
-    [[nodiscard]] std::uint64_t Start() const {
+    std::uint64_t Start() {
+        return mStart.Get([this] { return ReadStart(); });
+    }
+
+  private:
+    [[nodiscard]] std::uint64_t ReadStart() const {
         constexpr int kFieldsBetween = 19;
         const std::string status = Read("/stat");
         // The name before it may hold anything.
@@ -64,14 +91,16 @@ class Process {
             std::from_chars(status.data() + place + 1, status.data() + status.size(), start);
         return start;
     }
-
-  private:
     [[nodiscard]] std::string Read(const char* inName) const {
         return ReadSmallFile(mFolder + inName, kLargestFile).value_or("");
     }
 
     int mId;
     std::string mFolder;
+    Lazy<std::string> mExecutable;
+    Lazy<Words> mCommandLine;
+    Lazy<std::string> mEntry;
+    Lazy<std::uint64_t> mStart;
 };
 
 // The program that runs a script, links resolved; empty for what is no script.
@@ -83,28 +112,34 @@ std::string InterpreterOf(const std::string& inPath) {
     return words && !words->empty() ? FindProgram((*words)[ProgramWord(*words)]).mPath : "";
 }
 
+// Looks for the processes of one application among all.
 class Matcher {
   public:
     explicit Matcher(const Application& inApplication)
-        : mApplication(inApplication),
-          mInterpreter(InterpreterOf(inApplication.mPath)),
-          mMark(LaunchMark(inApplication.mEntryFile)) {
+        : mApplication(inApplication), mInterpreter(InterpreterOf(inApplication.mPath)) {
         const Words& command = inApplication.mEntry.mCommand;
         for (std::size_t i = ProgramWord(command) + 1; i < command.size(); ++i)
             if (!command[i].starts_with('-') && command[i].find('%') == std::string::npos)
                 mWords.push_back(command[i]);
     }
 
-    [[nodiscard]] bool Matches(const Process& inProcess) const {
-        const std::string executable = inProcess.Executable();
-        if (executable.empty()) return false;
-        if (IsProgram(executable) && (mWords.empty() || HasWords(inProcess.CommandLine()))) return true;
-        if (!mInterpreter.empty() && executable == mInterpreter && RunsAsScript(inProcess.CommandLine()))
-            return true;
-        return HoldsLaunchMark(inProcess.Environment(), mMark, inProcess.Id());
+    void Look(Process& ioProcess) {
+        if (!Matches(ioProcess) || (mFound != 0 && ioProcess.Start() >= mSince)) return;
+        mFound = ioProcess.Id();
+        mSince = ioProcess.Start();
     }
+    // The oldest.
+    [[nodiscard]] int Found() const { return mFound; }
 
   private:
+    [[nodiscard]] bool Matches(Process& ioProcess) const {
+        const std::string& executable = ioProcess.Executable();
+        if (executable.empty()) return false;
+        if (IsProgram(executable) && (mWords.empty() || HasWords(ioProcess.CommandLine()))) return true;
+        if (!mInterpreter.empty() && executable == mInterpreter && RunsAsScript(ioProcess.CommandLine()))
+            return true;
+        return ioProcess.Entry() == mApplication.mEntryFile;
+    }
     [[nodiscard]] bool IsProgram(const std::string& inExecutable) const {
         return inExecutable == mApplication.mPath ||
                inExecutable == mApplication.mPath + std::string(kDeleted);
@@ -128,32 +163,38 @@ class Matcher {
 
     const Application& mApplication;
     std::string mInterpreter;
-    std::string mMark;
     Words mWords;  // that every process of it has
+    int mFound = 0;
+    std::uint64_t mSince = 0;
 };
+
+std::vector<int> ProcessIds() {
+    std::vector<int> ids;
+    for (const std::string& name : NamesIn("/proc")) {
+        int id = 0;
+        if (std::from_chars(name.data(), name.data() + name.size(), id).ptr == name.data() + name.size())
+            ids.push_back(id);
+    }
+    return ids;
+}
 
 }  // namespace
 
-int FindProcess(const Application& inApplication) {
-    const Matcher matcher(inApplication);
+std::vector<int> FindProcesses(std::span<const Application> inApplications) {
+    std::vector<Matcher> matchers(inApplications.begin(), inApplications.end());
     const uid_t user = ::geteuid();
-    int found = 0;
-    std::uint64_t since = 0;
-    std::error_code error;
-    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        int id = 0;
-        if (std::from_chars(name.data(), name.data() + name.size(), id).ptr != name.data() + name.size())
-            continue;
-        const Process process(id);
-        if (!process.IsOf(user) || !matcher.Matches(process)) continue;
-        const std::uint64_t start = process.Start();
-        if (found == 0 || start < since) {
-            found = id;
-            since = start;
-        }
+    for (const int id : ProcessIds()) {
+        Process process(id);
+        if (!process.IsOf(user)) continue;
+        for (Matcher& matcher : matchers) matcher.Look(process);
     }
+    std::vector<int> found;
+    for (const Matcher& matcher : matchers) found.push_back(matcher.Found());
     return found;
+}
+
+int FindProcess(const Application& inApplication) {
+    return FindProcesses(std::span(&inApplication, 1)).front();
 }
 
 }  // namespace orvane::plexa::control

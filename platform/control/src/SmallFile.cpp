@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 
+#include "FileState.h"
+
 namespace orvane::plexa::control {
 
 namespace {
@@ -14,7 +16,9 @@ namespace {
 class OpenFile {
   public:
     explicit OpenFile(const std::string& inPath)
-        : mDescriptor(::open(inPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+        : mPath(inPath), mDescriptor(::open(inPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
+        if (mDescriptor < 0) ThrowUnlessLasting(errno, mPath);
+    }
     OpenFile(const OpenFile&) = delete;
     OpenFile& operator=(const OpenFile&) = delete;
     ~OpenFile() {
@@ -28,11 +32,16 @@ class OpenFile {
     [[nodiscard]] ssize_t Read(char* outBytes, std::size_t inSize) const {
         for (;;) {
             const ssize_t count = ::read(mDescriptor, outBytes, inSize);
-            if (count >= 0 || errno != EINTR) return count;
+            if (count >= 0) return count;
+            if (errno != EINTR) {
+                ThrowUnlessLasting(errno, mPath);
+                return -1;
+            }
         }
     }
 
   private:
+    const std::string& mPath;
     int mDescriptor;
 };
 

@@ -27,6 +27,12 @@ class PLEXA_CONTROL_API IPlexaController {
     /// Without a reference it does nothing.
     static void ReleaseInstance() noexcept;
 
+    /// The processes of inCount applications, as `GetProcessId` gives them, found in one look at all
+    /// processes instead of one for each. Takes a reference of its own. Errors, with outProcessIds left
+    /// alone: `InvalidParameter` for a null address, `Unknown` when the processes can't be looked at.
+    static PlexaControlErrorCode GetProcessIds(const char* const* inAppIds, std::size_t inCount,
+                                               int* outProcessIds) noexcept;
+
     virtual void Reserved0() = 0;
     virtual void Reserved1() = 0;
 
