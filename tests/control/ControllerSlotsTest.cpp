@@ -39,7 +39,7 @@ TEST(ControllerSlots, HoldTheControllersOperations) {
     EXPECT_THAT(control.Calls(),
                 ElementsAre("Reserved0", "Reserved1", "LaunchApp A-1 true text", "Reserved3",
                             "GetProcessId A-1", "CheckAppInstalled A-1", "GetAppPath A-1", "ReleaseAppPath",
-                            "GetTargetSpecifierList", "Reserved9", "ReleaseTargetSpecifierList 0"));
+                            "GetTargetSpecifierList ", "Reserved9", "ReleaseTargetSpecifierList 0"));
 }
 
 }  // namespace
