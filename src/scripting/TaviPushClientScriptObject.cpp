@@ -6,6 +6,15 @@
 
 #include "nuoplexasupport/PushHooks.h"
 
+template <>
+void nuoscripting::ScriptObjectDefinition<nuoplexasupport::scripting::TaviPushClientScriptObject>::
+    DefineObject(ScriptDefinitionContext& /*ioContext*/) {
+    AddOrModifyNamespace("MobileAppLayer", 0x10000);
+    AddMethod("pushNotificationReceived", {ParameterType::UTF8Text("notificationJSON")}, PropertyType::Bool(),
+              &nuoplexasupport::scripting::TaviPushClientScriptObject::PushNotificationReceived, true,
+              0x80000, "Called when push notification is received", 0);
+}
+
 namespace nuoplexasupport::scripting {
 
 namespace {
@@ -35,12 +44,3 @@ bool TaviPushClientScriptObject::PushNotificationReceived(
 }
 
 }  // namespace nuoplexasupport::scripting
-
-template <>
-void nuoscripting::ScriptObjectDefinition<nuoplexasupport::scripting::TaviPushClientScriptObject>::
-    DefineObject(ScriptDefinitionContext& /*ioContext*/) {
-    AddOrModifyNamespace("MobileAppLayer", 0x10000);
-    AddMethod("pushNotificationReceived", {ParameterType::UTF8Text("notificationJSON")}, PropertyType::Bool(),
-              &nuoplexasupport::scripting::TaviPushClientScriptObject::PushNotificationReceived, true,
-              0x80000, "Called when push notification is received", 0);
-}

@@ -81,6 +81,20 @@ TEST_F(Classes, AHostGivesItsScriptsAnObject) {
     EXPECT_THROW(mContext->AddObject("other", "NoSuchClass"), nuoscripting::ScriptError);
 }
 
+TEST_F(Classes, AHostsObjectReplacesWhatScriptsHaveThere) {
+    mContext->Run(
+        "Object.defineProperty(globalThis, 'shared', {set() { throw 1; }, configurable: true}); "
+        "Object.prototype.get = () => 1; Object.defineProperty = () => 5",
+        "script.js");
+    mContext->AddObject("shared", "Probe");
+    EXPECT_EQ(Eval("shared.takeText('x')"), "\"x\"");
+    EXPECT_EQ(Eval("shared = 5; shared"), "5");
+    mContext->Run("delete Object.prototype.get; Reflect.defineProperty(globalThis, 'fixed', {value: 1})",
+                  "script.js");
+    EXPECT_THROW(mContext->AddObject("fixed", "Probe"), nuoscripting::ScriptException);
+    EXPECT_EQ(Eval("fixed"), "1");
+}
+
 TEST_F(Classes, AnObjectKnowsTheContextThatMadeIt) {
     probe::Probe::sHook = [&](probe::Probe& ioProbe) { EXPECT_EQ(ioProbe.GetContext(), mContext); };
     EXPECT_EQ(Eval("new test.probes.Probe().hook('x')"), "\"x\"");

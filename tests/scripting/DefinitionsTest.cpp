@@ -18,6 +18,17 @@ class Plain final : public ScriptObject {
 std::function<void(ScriptObjectDefinition<Plain>&)> sDefine;
 int sDefined = 0;
 
+}  // namespace
+
+template <>
+void nuoscripting::ScriptObjectDefinition<Plain>::DefineObject(ScriptDefinitionContext& ioContext) {
+    ++sDefined;
+    EXPECT_EQ(&ioContext.GetDefinition(), this);
+    if (sDefine) sDefine(*this);
+}
+
+namespace {
+
 class Initiator final : public ScriptObjectDefinitionInitiatorBase {
   public:
     explicit Initiator(std::string inName) : mName(std::move(inName)) {}
@@ -28,6 +39,23 @@ class Initiator final : public ScriptObjectDefinitionInitiatorBase {
 
   private:
     const std::string mName;
+};
+
+class Barren final : public ScriptObjectDefinition<Plain> {
+  public:
+    using ScriptObjectDefinition::ScriptObjectDefinition;
+    RefPtr<ScriptObject> CreateInstance(const RefPtr<ScriptContext>& /*inContext*/) const override {
+        return nullptr;
+    }
+    RefPtr<ScriptObject> CreateFactoryInstance(const RefPtr<ScriptContext>& /*inContext*/) const override {
+        return nullptr;
+    }
+};
+
+class BarrenInitiator final : public ScriptObjectDefinitionInitiatorBase {
+    void Initiate(ScriptDefinitions& ioDefinitions) override {
+        ioDefinitions.AddObjectDefinition("Barren", std::make_shared<Barren>("Barren", ""));
+    }
 };
 
 std::unique_ptr<ScriptObjectDefinitionRegistrar> Register(const std::string& inName) {
@@ -41,13 +69,6 @@ ScriptDefinitions::DefinitionPtr Find(std::string_view inName) {
 void Define(std::function<void(ScriptObjectDefinition<Plain>&)> inDefine) { sDefine = std::move(inDefine); }
 
 }  // namespace
-
-template <>
-void nuoscripting::ScriptObjectDefinition<Plain>::DefineObject(ScriptDefinitionContext& ioContext) {
-    ++sDefined;
-    EXPECT_EQ(&ioContext.GetDefinition(), this);
-    if (sDefine) sDefine(*this);
-}
 
 TEST(Definitions, AreMadeWhenTheyAreFirstAskedForAndOnce) {
     const auto registrar = Register("Plain");
@@ -157,6 +178,16 @@ TEST(Definitions, RefuseNamesThatAreEmpty) {
     EXPECT_THROW(definition.AddMethod("", {ParameterType::UTF8Text("text")}, PropertyType::Bool(), &Plain::Do,
                                       true, 0, "", 0),
                  ScriptError);
+}
+
+TEST(Definitions, ThatGiveNoObjectAreAnException) {
+    Define(nullptr);
+    const ScriptObjectDefinitionRegistrar registrar(std::make_unique<BarrenInitiator>());
+    const auto context = ScriptContext::Create();
+    EXPECT_EQ(probe::Result(context, "new Barren()"),
+              "Error: cannot make a \"Barren\": its definition gave no object");
+    EXPECT_THROW(context->AddObject("shared", "Barren"), ScriptError);
+    EXPECT_EQ(probe::Result(context, "typeof shared"), "\"undefined\"");
 }
 
 TEST(Definitions, ContextsKeepTheirClassesWhenARegistrarGoes) {

@@ -4,9 +4,12 @@
 
 #include <dlfcn.h>
 
-#include <nuoscripting/nuoscripting.h>
+#include <atomic>
 #include <fstream>
 #include <sstream>
+#include <thread>
+
+#include <nuoscripting/nuoscripting.h>
 
 namespace {
 
@@ -32,6 +35,30 @@ void* Load() {
 
 constexpr const char* kScript =
     "if (new MobileAppLayer.PushNotificationProject().pushNotificationReceived('{}') !== true) throw 'not true'";
+
+class Own final : public nuoscripting::ScriptObject {
+  public:
+    Own() : ScriptObject("Own") {}
+};
+
+}  // namespace
+
+template <>
+void nuoscripting::ScriptObjectDefinition<Own>::DefineObject(ScriptDefinitionContext& /*ioContext*/) {}
+
+namespace {
+
+class OwnInitiator final : public nuoscripting::ScriptObjectDefinitionInitiatorBase {
+  public:
+    explicit OwnInitiator(std::string inName) : mName(std::move(inName)) {}
+    void Initiate(ScriptDefinitions& ioDefinitions) override {
+        ioDefinitions.AddObjectDefinition(mName, std::make_shared<nuoscripting::ScriptObjectDefinition<Own>>(
+                                                     nuocore::UTF8String(mName), ""));
+    }
+
+  private:
+    const std::string mName;
+};
 
 }  // namespace
 
@@ -67,6 +94,32 @@ TEST(Library, StaysWhileAContextHasItsClass) {
     EXPECT_FALSE(IsMapped("libnuoplexasupport.so"));
     EXPECT_FALSE(IsDefined());
     EXPECT_THROW(ScriptContext::Create()->Run(kScript, "test.js"), nuoscripting::ScriptException);
+}
+
+// Whoever loads a library holds the loader's lock while the library registers its class, and whoever makes a
+// context asks the loader about each class. Where the two wait for each other, the patience of the test run
+// ends it.
+TEST(Library, MayComeAndGoWhileContextsAreMade) {
+    std::vector<std::unique_ptr<nuoscripting::ScriptObjectDefinitionRegistrar>> registrars;
+    for (int i = 0; i < 50; ++i) {
+        registrars.push_back(std::make_unique<nuoscripting::ScriptObjectDefinitionRegistrar>(
+            std::make_unique<OwnInitiator>("Own" + std::to_string(i))));
+    }
+    std::atomic<bool> isDone = false;
+    std::atomic<int> seen = 0;
+    std::thread comesAndGoes([&] {
+        for (int i = 0; i < 500 || seen == 0; ++i) ::dlclose(Load());
+        isDone = true;
+    });
+    while (!isDone) {
+        for (const auto& pinned : ScriptDefinitions::GetInstance().PinObjectDefinitions()) {
+            if (pinned.mDefinition->GetName() != "PushNotificationProject") continue;
+            EXPECT_NE(pinned.mLibrary, nullptr);
+            ++seen;
+        }
+    }
+    comesAndGoes.join();
+    EXPECT_FALSE(IsMapped("libnuoplexasupport.so"));
 }
 
 TEST(Library, ServesAContextThatWasMadeAfterItWasLoadedAgain) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "Probe.h"
+#include "doubles/NuocoreWatch.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ class Lifetime : public testing::Test {
   protected:
     ~Lifetime() override {
         Probe::sHook = nullptr;
+        Probe::sAtEnd = nullptr;
         Probe::sKept.clear();
     }
     std::string Eval(const std::string& inSource) { return Result(mContext, inSource); }
@@ -125,6 +127,45 @@ TEST_F(Lifetime, AContextMayBeReleasedInsideItsOwnScript) {
     mContext->Run("new test.probes.Probe().hook('x'); new test.probes.Probe()", "script.js");
     EXPECT_EQ(mContext, nullptr);
     EXPECT_EQ(Probe::sAlive, 0);
+}
+
+TEST_F(Lifetime, AContextMayBeReleasedInsideAFunctionThatTheHostCalls) {
+    Probe::sHook = [&](Probe& /*ioProbe*/) { mContext.reset(); };
+    mContext->Run("let p = new test.probes.Probe(); p.keep(() => { p.hook('x'); return 5; })", "script.js");
+    const nuoscripting::VariantValue result = Probe::sKept.at(0)->Call({});
+    EXPECT_EQ(boost::any_cast<std::int64_t>(result), 5);
+    EXPECT_EQ(mContext, nullptr);
+    EXPECT_EQ(Probe::sAlive, 0);
+    EXPECT_THROW(Probe::sKept.at(0)->Call({}), ScriptError);
+}
+
+TEST_F(Lifetime, AContextMayBeReleasedByTheEndOfAnObject) {
+    mContext->Run("for (let i = 0; i < 100; i++) new test.probes.Probe()", "script.js");
+    Probe::sAtEnd = [&] { mContext.reset(); };
+    mContext->CollectGarbage();
+    EXPECT_EQ(mContext, nullptr);
+    EXPECT_EQ(Probe::sAlive, 0);
+}
+
+TEST_F(Lifetime, WhatTheEndOfAnObjectThrowsGoesToTheLog) {
+    Probe::sAtEnd = [] { throw std::runtime_error("no good end"); };
+    const doubles::LogWatch log;
+    // Objects end while others are made, before a script runs, and with their context.
+    mContext->Run("for (let i = 0; i < 300000; i++) new test.probes.Probe()", "script.js");
+    EXPECT_GT(Probe::sFinalized, 0);
+    mContext->Run("1", "script.js");
+    mContext->CollectGarbage();
+    mContext.reset();
+    EXPECT_EQ(Probe::sAlive, 0);
+    ASSERT_FALSE(log.Records().empty());
+    EXPECT_EQ(log.Records()[0].mMessage, "The end of a script's object threw");
+    EXPECT_EQ(boost::any_cast<nuoscripting::UTF8String>(log.Records()[0].mFields.at(0).second),
+              "no good end");
+}
+
+TEST_F(Lifetime, WhatTheEndOfAnObjectThrowsGoesToTheHostThatEndsIt) {
+    Probe::sAtEnd = [] { throw std::runtime_error("no good end"); };
+    EXPECT_THROW(mContext->AddObject("shared", "Probe")->Finalize(), std::runtime_error);
 }
 
 TEST_F(Lifetime, ManyContextsComeAndGo) {

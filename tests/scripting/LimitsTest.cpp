@@ -109,6 +109,14 @@ TEST_F(Limits, WorkThatIsRunLaterIsStopped) {
     EXPECT_THROW(mHasty->RunPending(), ScriptLimitExceeded);
 }
 
+TEST_F(Limits, WhatEscapesThemIsTakenAway) {
+    EXPECT_EQ(Result(mHasty,
+                     "[typeof WebAssembly, typeof FinalizationRegistry, typeof Atomics.wait, typeof "
+                     "Atomics.waitAsync, typeof SharedArrayBuffer]"),
+              R"(["undefined","undefined","undefined","undefined","undefined"])");
+    EXPECT_EQ(Result(mHasty, "[typeof Atomics.add, typeof WeakRef]"), R"(["function","function"])");
+}
+
 TEST_F(Limits, EachCallHasTheWholeTime) {
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(Stops(mHasty, "{ const end = Date.now() + 40; while (Date.now() < end); }"), std::nullopt);

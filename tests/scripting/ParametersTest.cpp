@@ -174,6 +174,26 @@ TEST_F(Parameters, AFunctionsExceptionGoesThroughTheNativeMethod) {
               "Error: the function's result is a symbol, which JSON can't express");
 }
 
+TEST_F(Parameters, NoScriptSeesHowArgumentsArePassed) {
+    EXPECT_EQ(Eval("var seen = 0; Object.defineProperty(Array.prototype, 0, {set() { seen++; }}); "
+                   "[p.callBack(x => x.a, {a: 5}), seen]"),
+              "[5,0]");
+}
+
+TEST_F(Parameters, WhatIsTooDeepDoesNotTravel) {
+    EXPECT_THROW(mContext->Evaluate("let d = []; for (let i = 0; i < 300; i++) d = [d]; d", "test.js"),
+                 nuoscripting::ScriptError);
+    mContext->Run("p = new test.probes.Probe(); p.keep(x => 1)", "test.js");
+    nuocore::serialization::VariantArray deep;
+    for (int i = 0; i < 600; ++i) {
+        nuocore::serialization::VariantArray outer;
+        outer.push_back(nuocore::serialization::MakeValue(std::move(deep)));
+        deep = std::move(outer);
+    }
+    EXPECT_THROW(Probe::sKept.at(0)->Call({nuoscripting::VariantValue(deep)}), nuoscripting::ScriptError);
+    Probe::sKept.clear();
+}
+
 TEST_F(Parameters, NothingAScriptRedefinesMatters) {
     EXPECT_EQ(
         Eval("TypeError = 5; JSON.stringify = JSON.parse = () => 7; Array.prototype.push = 5; "

@@ -5,6 +5,43 @@
 #include "nuocore/Exception.h"
 #include "nuocore/JSON.h"
 
+namespace nuoscripting {
+
+template <>
+void ScriptObjectDefinition<probe::Probe>::DefineObject(ScriptDefinitionContext& /*ioContext*/) {
+    using probe::Probe;
+    using P = ParameterType;
+    using R = PropertyType;
+    AddOrModifyNamespace("test.probes", kNamespaceFlag_Enumerable);
+    AddMethod("nothing", {}, R::Void(), &Probe::Nothing, true, kItemFlag_Enumerable, "", 0);
+    AddMethod("takeBool", {P::Bool("flag")}, R::Bool(), &Probe::TakeBool, true, 0, "", 0);
+    AddMethod("takeInt32", {P::Int32("number")}, R::Int32(), &Probe::TakeInt32, true, 0, "", 0);
+    AddMethod("takeInt64", {P::Int64("number")}, R::Int64(), &Probe::TakeInt64, true, 0, "", 0);
+    AddMethod("takeDouble", {P::Double("number")}, R::Double(), &Probe::TakeDouble, true, 0, "", 0);
+    AddMethod("takeText", {P::UTF8Text("text")}, R::UTF8Text(), &Probe::TakeText, true, 0, "", 0);
+    AddMethod("takeVariant", {P::Variant("value")}, R::Variant(), &Probe::TakeVariant, true, 0, "", 0);
+    AddMethod("callBack", {P::Function("function"), P::Variant("argument").AsOptional()}, R::Variant(),
+              &Probe::CallBack, true, 0, "", 0);
+    AddMethod("keep", {P::Function("function")}, R::Void(), &Probe::Keep, true, 0, "", 0);
+    AddMethod("takeTwo", {P::UTF8Text("first"), P::Int32("second").AsOptional()}, R::UTF8Text(),
+              &Probe::TakeTwo, true, 0, "", 0);
+    AddMethod("takeLooseText", {P::UTF8Text("text")}, R::UTF8Text(), &Probe::TakeText, false, 0, "", 0);
+    AddMethod("takeLooseInt32", {P::Int32("number")}, R::Int32(), &Probe::TakeInt32, false, 0, "", 0);
+    AddMethod("throw", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, 0, "", 0);
+    AddMethod("hook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, 0, "", 0);
+    AddMethod("promisedHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, kItemFlag_Promise,
+              "", 0);
+    AddMethod("promisedThrow", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, kItemFlag_Promise, "",
+              0);
+    AddMethod("uiHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, kItemFlag_UIThread, "",
+              200);
+    AddMethod("uiThrow", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, kItemFlag_UIThread, "", 0);
+    AddMethod("promisedUIHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true,
+              kItemFlag_PromiseOnUIThread, "", 0);
+}
+
+}  // namespace nuoscripting
+
 namespace probe {
 
 using namespace nuoscripting;
@@ -14,11 +51,15 @@ std::atomic<int> Probe::sFinalized = 0;
 std::vector<std::string> Probe::sTexts;
 std::thread::id Probe::sThread;
 std::function<void(Probe&)> Probe::sHook;
+std::function<void()> Probe::sAtEnd;
 std::vector<RefPtr<ScriptFunction>> Probe::sKept;
 
 Probe::Probe() : ScriptObject("Probe") { ++sAlive; }
 Probe::~Probe() { --sAlive; }
-void Probe::OnFinalize() { ++sFinalized; }
+void Probe::OnFinalize() {
+    ++sFinalized;
+    if (sAtEnd) sAtEnd();
+}
 
 void Probe::Nothing() {}
 bool Probe::TakeBool(bool inValue) { return inValue; }
@@ -95,40 +136,3 @@ const ScriptObjectDefinitionRegistrar sRegistrar(std::make_unique<Initiator>());
 }  // namespace
 
 }  // namespace probe
-
-namespace nuoscripting {
-
-template <>
-void ScriptObjectDefinition<probe::Probe>::DefineObject(ScriptDefinitionContext& /*ioContext*/) {
-    using probe::Probe;
-    using P = ParameterType;
-    using R = PropertyType;
-    AddOrModifyNamespace("test.probes", kNamespaceFlag_Enumerable);
-    AddMethod("nothing", {}, R::Void(), &Probe::Nothing, true, kItemFlag_Enumerable, "", 0);
-    AddMethod("takeBool", {P::Bool("flag")}, R::Bool(), &Probe::TakeBool, true, 0, "", 0);
-    AddMethod("takeInt32", {P::Int32("number")}, R::Int32(), &Probe::TakeInt32, true, 0, "", 0);
-    AddMethod("takeInt64", {P::Int64("number")}, R::Int64(), &Probe::TakeInt64, true, 0, "", 0);
-    AddMethod("takeDouble", {P::Double("number")}, R::Double(), &Probe::TakeDouble, true, 0, "", 0);
-    AddMethod("takeText", {P::UTF8Text("text")}, R::UTF8Text(), &Probe::TakeText, true, 0, "", 0);
-    AddMethod("takeVariant", {P::Variant("value")}, R::Variant(), &Probe::TakeVariant, true, 0, "", 0);
-    AddMethod("callBack", {P::Function("function"), P::Variant("argument").AsOptional()}, R::Variant(),
-              &Probe::CallBack, true, 0, "", 0);
-    AddMethod("keep", {P::Function("function")}, R::Void(), &Probe::Keep, true, 0, "", 0);
-    AddMethod("takeTwo", {P::UTF8Text("first"), P::Int32("second").AsOptional()}, R::UTF8Text(),
-              &Probe::TakeTwo, true, 0, "", 0);
-    AddMethod("takeLooseText", {P::UTF8Text("text")}, R::UTF8Text(), &Probe::TakeText, false, 0, "", 0);
-    AddMethod("takeLooseInt32", {P::Int32("number")}, R::Int32(), &Probe::TakeInt32, false, 0, "", 0);
-    AddMethod("throw", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, 0, "", 0);
-    AddMethod("hook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, 0, "", 0);
-    AddMethod("promisedHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, kItemFlag_Promise,
-              "", 0);
-    AddMethod("promisedThrow", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, kItemFlag_Promise, "",
-              0);
-    AddMethod("uiHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, kItemFlag_UIThread, "",
-              200);
-    AddMethod("uiThrow", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, kItemFlag_UIThread, "", 0);
-    AddMethod("promisedUIHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true,
-              kItemFlag_PromiseOnUIThread, "", 0);
-}
-
-}  // namespace nuoscripting

@@ -3,6 +3,7 @@
 #include <future>
 
 #include "Probe.h"
+#include "doubles/NuocoreWatch.h"
 
 namespace {
 
@@ -78,6 +79,45 @@ TEST_F(Promises, TheHostIsToldThatThereIsSomethingToRun) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (told == 0 && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
     EXPECT_EQ(told, 1);
+}
+
+TEST_F(Promises, TheHostIsNotToldAnyMoreWhenTheContextHasGone) {
+    std::promise<void> begun;
+    std::atomic<bool> isDone = false;
+    ScriptContextSettings settings;
+    settings.mOnPendingWork = [&] {
+        begun.set_value();
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(50));  // for a release that doesn't wait to be seen
+        isDone = true;
+    };
+    mContext = mConsole.MakeContext(std::move(settings));
+    mContext->Run("new test.probes.Probe().promisedHook('x')", "script.js");
+    begun.get_future().wait();
+    mContext.reset();
+    EXPECT_TRUE(isDone);
+}
+
+TEST_F(Promises, TheHostMayReleaseTheContextWhenItIsTold) {
+    ScriptContextSettings settings;
+    settings.mOnPendingWork = [&] { mContext.reset(); };
+    mContext = mConsole.MakeContext(std::move(settings));
+    bool hasRun = false;
+    mContext->Post([&] { hasRun = true; });
+    EXPECT_EQ(mContext, nullptr);
+    EXPECT_FALSE(hasRun);
+}
+
+TEST_F(Promises, WhatTheHostThrowsWhenItIsToldGoesToTheLog) {
+    const doubles::LogWatch log;
+    ScriptContextSettings settings;
+    settings.mOnPendingWork = [] { throw std::runtime_error("not now"); };
+    mContext = mConsole.MakeContext(std::move(settings));
+    mContext->Post([] {});
+    Run("p.promisedHook('done').then(v => console.log(v));");
+    EXPECT_THAT(mConsole.mLines, ElementsAre("done"));
+    mContext.reset();
+    EXPECT_EQ(log.Records().size(), 2U);
 }
 
 TEST_F(Promises, OneThatOutlivesItsContextIsNothing) {

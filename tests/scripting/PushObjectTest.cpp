@@ -86,6 +86,7 @@ TEST(PushObject, HandsOverTheTextAsItIsOnTheScriptsThread) {
 }
 
 TEST(PushObject, RefusesWhatIsNoString) {
+    sReceived.clear();
     const auto context = ScriptContext::Create();
     const std::string place =
         "TypeError: MobileAppLayer.PushNotificationProject.pushNotificationReceived: "

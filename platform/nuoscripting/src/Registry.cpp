@@ -1,6 +1,7 @@
 #include "nuoscripting/Registry.h"
 
 #include <algorithm>
+#include <map>
 #include <string>
 #include <utility>
 
@@ -30,6 +31,7 @@ ScriptDefinitions& ScriptDefinitions::GetInstance() {
 void ScriptDefinitions::Register(ScriptObjectDefinitionInitiatorBase& ioInitiator, const void* inOwner) {
     const std::lock_guard lock(mLock);
     mRegistrations.push_back({&ioInitiator, inOwner, false});
+    ++mChanges;
 }
 
 void ScriptDefinitions::Unregister(const void* inOwner) {
@@ -40,6 +42,7 @@ void ScriptDefinitions::Unregister(const void* inOwner) {
                                              [&](const Entry& inOne) { return inOne.mOwner != inOwner; });
     taken.assign(std::make_move_iterator(first), std::make_move_iterator(mEntries.end()));
     mEntries.erase(first, mEntries.end());
+    ++mChanges;
 }
 
 void ScriptDefinitions::AddObjectDefinition(std::string_view inName,
@@ -96,13 +99,32 @@ ScriptDefinitions::DefinitionPtr ScriptDefinitions::FindObjectDefinition(std::st
 }
 
 std::vector<ScriptDefinitions::Pinned> ScriptDefinitions::PinObjectDefinitions() {
-    const std::lock_guard lock(mLock);
-    InitiateLocked();
-    std::vector<Pinned> definitions;
-    for (const Entry& entry : mEntries) {
-        definitions.push_back({detail::PinLibraryOf(entry.mOwner), entry.mDefinition});
+    // A library that comes or goes holds the loader's lock and waits for ours, so ours isn't held while the
+    // loader is asked. What the loader says counts when no library came or went meanwhile.
+    for (;;) {
+        std::map<const void*, std::shared_ptr<void>> libraries;
+        std::uint64_t changes = 0;
+        {
+            const std::lock_guard lock(mLock);
+            InitiateLocked();
+            changes = mChanges;
+            for (const Entry& entry : mEntries) {
+                libraries.try_emplace(entry.mOwner);
+            }
+        }
+        for (auto& [owner, library] : libraries) {
+            library = detail::PinLibraryOf(owner);
+        }
+        const std::lock_guard lock(mLock);
+        if (changes != mChanges) {
+            continue;
+        }
+        std::vector<Pinned> definitions;
+        for (const Entry& entry : mEntries) {
+            definitions.push_back({libraries[entry.mOwner], entry.mDefinition});
+        }
+        return definitions;
     }
-    return definitions;
 }
 
 }  // namespace nuoscripting

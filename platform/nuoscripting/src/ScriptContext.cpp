@@ -47,10 +47,14 @@ VariantValue ScriptContext::Evaluate(std::string_view inSource, const std::strin
 
 RefPtr<ScriptObject> ScriptContext::AddObject(const std::string& inVariable, std::string_view inClassName) {
     CheckThread("AddObject");
+    const RefPtr<ScriptContext> held(this);
     return mEngine->AddObject(inVariable, inClassName);
 }
 
-void ScriptContext::Post(std::function<void()> inWork) { mWork->Push(std::move(inWork)); }
+void ScriptContext::Post(std::function<void()> inWork) {
+    const std::shared_ptr<detail::WorkQueue> held = mWork;  // who is told may release the context
+    held->Push(std::move(inWork));
+}
 
 bool ScriptContext::RunPending() {
     CheckThread("RunPending");
@@ -82,6 +86,7 @@ std::size_t ScriptContext::CountOpenPromises() const {
 
 void ScriptContext::CollectGarbage() {
     CheckThread("CollectGarbage");
+    const RefPtr<ScriptContext> held(this);
     mEngine->CollectGarbage();
 }
 

@@ -3,6 +3,8 @@
 #include <iterator>
 #include <utility>
 
+#include "HostFailure.h"
+
 namespace nuoscripting::detail {
 
 WorkQueue::WorkQueue(std::function<void()> inOnWork) : mOnWork(std::move(inOnWork)) {}
@@ -17,9 +19,24 @@ bool WorkQueue::Push(std::function<void()> inWork) {
     }
     mChanged.notify_all();
     if (mOnWork) {
-        mOnWork();
+        Tell();
     }
     return true;
+}
+
+void WorkQueue::Tell() noexcept {
+    const std::lock_guard telling(mTelling);
+    {
+        const std::lock_guard lock(mLock);
+        if (mIsClosed) {
+            return;
+        }
+    }
+    try {
+        mOnWork();
+    } catch (...) {
+        LogHostFailure("mOnPendingWork");
+    }
 }
 
 std::deque<std::function<void()>> WorkQueue::Take() {
@@ -40,9 +57,12 @@ bool WorkQueue::WaitFor(std::chrono::milliseconds inLimit) {
 
 void WorkQueue::Close() {
     std::deque<std::function<void()>> dropped;  // goes after the lock: what it holds may call back
-    const std::lock_guard lock(mLock);
-    mIsClosed = true;
-    dropped.swap(mWork);
+    {
+        const std::lock_guard lock(mLock);
+        mIsClosed = true;
+        dropped.swap(mWork);
+    }
+    const std::lock_guard told(mTelling);
 }
 
 }  // namespace nuoscripting::detail

@@ -132,9 +132,9 @@ class NUOSCRIPTING_API ScriptObjectDefinitionBase {
     /// Called for each component afterwards, in order.
     virtual void DefineComponent(ScriptDefinitionContext& ioContext,
                                  const ScriptItemDefinitionBase& inComponent) = 0;
-    /// An object for a script that says "new", attached to the script's context.
+    /// An object for a script that says "new", attached to the script's context; null is an exception there.
     virtual RefPtr<ScriptObject> CreateInstance(const RefPtr<ScriptContext>& inContext) const = 0;
-    /// An object that the host makes for a context (`ScriptContext::AddObject`).
+    /// An object that the host makes for a context; null makes `ScriptContext::AddObject` throw.
     virtual RefPtr<ScriptObject> CreateFactoryInstance(const RefPtr<ScriptContext>& inContext) const = 0;
 
   private:

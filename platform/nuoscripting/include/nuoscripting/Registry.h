@@ -1,6 +1,7 @@
 /// Where definitions are registered and found. Any thread.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -22,7 +23,7 @@ class NUOSCRIPTING_API ScriptObjectDefinitionInitiatorBase {
     virtual ~ScriptObjectDefinitionInitiatorBase();
 
     /// Creates the definition object and hands it to `ioDefinitions.AddObjectDefinition`. Called at most
-    /// once, with the registry locked: it calls nothing else of the registry.
+    /// once, with the registry locked: it calls nothing else of the registry, and loads no library.
     virtual void Initiate(ScriptDefinitions& ioDefinitions) = 0;
 };
 
@@ -90,6 +91,7 @@ class NUOSCRIPTING_API ScriptDefinitions {
     std::vector<Registration> mRegistrations;
     std::vector<Entry> mEntries;
     const void* mCurrentOwner = nullptr;
+    std::uint64_t mChanges = 0;  // of mRegistrations
 };
 
 }  // namespace nuoscripting

@@ -29,20 +29,28 @@ enum class ConsoleLevel { kLog, kInfo, kDebug, kWarn, kError };
 
 struct ScriptContextSettings {
     std::uint32_t mFlags = kContextFlag_Promises;
-    /// How long one call into the context (`Run`, `Evaluate`, `RunPending`, a `ScriptFunction`) may take; 0
-    /// for ever. What a native method or one operation of the engine takes counts, but is not cut short.
+    /// How long one call into the context (`Run`, `Evaluate`, `AddObject`, `RunPending`, a `ScriptFunction`)
+    /// may take; 0 for ever. Looked at about every 10 ms of running. What a native method or one operation of
+    /// the engine (matching a regular expression, say) takes counts, but is not cut short: the script is
+    /// stopped after it.
     std::chrono::milliseconds mTimeLimit{0};
     /// How many bytes the context's scripts may keep in use; 0 for no limit. Looked at about every 10 ms of
-    /// running: a script may be over it for so long.
+    /// running, at the end of a call, and never oftener than lets measuring take a tenth of the time: until
+    /// then a script may be over it by whatever it gets hold of, and one operation of the engine (making a
+    /// buffer, say) may take any amount at once. Memory that only native objects hold isn't counted.
     std::size_t mMemoryLimit = 0;
     /// What `console.log` and its sisters print; without it scripts have the engine's mute console. Called on
     /// the context's thread; must not throw.
     std::function<void(ConsoleLevel, std::string_view)> mConsole;
-    /// Called when there is something for `RunPending`, on any thread, also inside `Post`.
+    /// Called when there is something for `RunPending`, on any thread, also inside `Post`; one call at a
+    /// time, and none any more when the context has gone: who releases the last reference waits for one that
+    /// is running. So it must not wait for the context's thread. What it throws goes to the log.
     std::function<void()> mOnPendingWork;
 };
 
-/// A global object with all definitions of the moment, and the scripts that run in it.
+/// A global object with all definitions of the moment, and the scripts that run in it. Of what the engine
+/// offers, scripts don't have what it would run outside of all calls into the context or could not be stopped
+/// in: `WebAssembly`, `FinalizationRegistry`, `Atomics.wait` and `Atomics.waitAsync`.
 ///
 /// Thread rule: a context belongs to the thread that makes it. All operations but `Post` and `GetFlags` throw
 /// `ScriptError` on another thread. Contexts of different threads run at the same time and share nothing. The
@@ -62,11 +70,13 @@ class NUOSCRIPTING_API ScriptContext final : public nuocore::RefCountedObjectWit
     /// its scripts keep is still there.
     void Run(std::string_view inSource, const std::string& inFile, int inFirstLine = 1);
     /// The same, with the script's result as `JSON.stringify` sees it; "undefined" becomes an empty value.
-    /// Throws `ScriptException` too when the result has no such form.
+    /// Throws `ScriptException` too when the result has no such form, and `ScriptError` when it is too large
+    /// or too deep (see `nuocore::serialization::JSONLimits`).
     VariantValue Evaluate(std::string_view inSource, const std::string& inFile, int inFirstLine = 1);
 
     /// Makes an object of a class (by its definition's name) and gives it to the scripts as a global
-    /// variable. Throws `ScriptError` when there is no such class in this context.
+    /// variable, in place of what they have under that name. Throws `ScriptError` when there is no such class
+    /// in this context, `ScriptException` when a script has fixed what it has there, and as `Run` does.
     RefPtr<ScriptObject> AddObject(const std::string& inVariable, std::string_view inClassName);
 
     /// Hands work to the context's thread, from any thread. What is posted to a context that goes is dropped.

@@ -37,7 +37,8 @@ class NUOSCRIPTING_API ScriptObject : public nuocore::RefCountedObjectWithWeakPt
   protected:
     ~ScriptObject() override;
 
-    /// Called once, by `Finalize`, on its thread.
+    /// Called once, by `Finalize`, on its thread. What it throws goes to the caller of `Finalize`, and to the
+    /// log when that is the library.
     virtual void OnFinalize() {}
 
   private:

@@ -74,7 +74,7 @@ class ScriptMethodDefinition final : public ScriptItemDefinitionBase {
 };
 
 /// The definition of the class `T`, a default-constructible `ScriptObject`. Hosts supply what is the class's
-/// own, as an explicit specialisation:
+/// own, as an explicit specialisation, before they make a definition:
 ///
 ///     template <>
 ///     void ScriptObjectDefinition<Counter>::DefineObject(ScriptDefinitionContext&) {

@@ -25,7 +25,7 @@ class NUOSCRIPTING_API ScriptFunction : public nuocore::RefCountedObjectWithWeak
   public:
     /// Calls the function, on the thread of its context; values travel as `ScriptType::kVariant` does. Throws
     /// `ScriptException`, `ScriptLimitExceeded`, and `ScriptError` on another thread, when the context has
-    /// gone, or when the result has no variant form.
+    /// gone, or when an argument or the result can't travel.
     virtual VariantValue Call(const std::vector<VariantValue>& inArguments) = 0;
 
   protected:

@@ -65,9 +65,10 @@ bool HasInstance(JSContextRef inContext, JSObjectRef inConstructor, JSValueRef i
 
 // The collector has found that the script can't reach the object any more. May be called on any thread.
 void Collected(JSObjectRef inObject) {
-    const std::unique_ptr<InstanceInfo> info(static_cast<InstanceInfo*>(CarriedBy(inObject)));
+    std::unique_ptr<InstanceInfo> info(static_cast<InstanceInfo*>(CarriedBy(inObject)));
     if (info) {
-        info->mClass.mContext.Bury(std::move(info->mObject));
+        EngineContext& context = info->mClass.mContext;
+        context.Bury(std::move(info));
     }
 }
 
@@ -175,6 +176,10 @@ void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
 }
 
 JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<ScriptObject> inObject) {
+    if (!inObject) {
+        throw ScriptError("cannot make a \"" + std::string(inClass.mDefinition.GetPath()) +
+                          "\": its definition gave no object");
+    }
     auto info = std::make_unique<InstanceInfo>(inClass, std::move(inObject));
     return JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
 }

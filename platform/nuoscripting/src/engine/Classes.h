@@ -54,7 +54,8 @@ struct InstanceInfo : Carried {
     InstanceInfo(ClassInfo& inClass, RefPtr<ScriptObject> inObject) noexcept
         : Carried(Kind::kInstance), mClass(inClass), mObject(std::move(inObject)) {}
     ClassInfo& mClass;
-    RefPtr<ScriptObject> mObject;
+    const RefPtr<ScriptObject> mObject;
+    std::unique_ptr<InstanceInfo> mBuriedBefore;  // see EngineContext::Bury
 };
 
 /// What an object carries; null when it is none of ours.
@@ -65,7 +66,7 @@ inline Carried* CarriedBy(JSObjectRef inObject) {
 /// Makes the class's constructor and puts it into its namespace. Throws `ScriptError`.
 void DefineClass(JSContextRef inContext, ClassInfo& ioClass);
 
-/// The script's side of an object.
+/// The script's side of an object. Throws `ScriptError` when there is none.
 JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<ScriptObject> inObject);
 
 /// Runs a method for a script.

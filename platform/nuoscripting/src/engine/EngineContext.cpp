@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "../HostFailure.h"
 #include "Console.h"
 #include "EngineExtras.h"
+#include "Entry.h"
 #include "Exceptions.h"
 #include "Strings.h"
 
@@ -52,68 +54,17 @@ JSClassRef RejectionClass() {
 
 }  // namespace
 
-// The engine's lock is held by the outermost, so that promises do their part under the context's limits,
-// after the script.
-class EngineContext::Entry {
-  public:
-    explicit Entry(EngineContext& ioContext) : mContext(ioContext) {
-        if (mContext.mDepth > 0 && mContext.mLimits->HasStopped()) {
-            mContext.mLimits->Check();  // once stopped, native methods don't call scripts any more
-        }
-        if (mContext.mDepth++ == 0) {
-            mContext.ReleaseBuried();
-            mContext.mRejection.reset();
-            JSLock(mContext.mContext);
-            mContext.mLimits->Begin();
-        }
-    }
-    Entry(const Entry&) = delete;
-    Entry& operator=(const Entry&) = delete;
-    ~Entry() {
-        if (mContext.mDepth == 1) {
-            if (!mHasRunMicrotasks) {
-                RunMicrotasks();
-            }
-            mContext.mLimits->End();
-            JSUnlock(mContext.mContext);
-            mContext.ReleaseBuried();
-        }
-        --mContext.mDepth;
-    }
-
-    // After the work was done: what promises have to do, and whether all of it went well.
-    void Finish() {
-        if (mContext.mDepth == 1) {
-            RunMicrotasks();
-            mContext.mLimits->Check();
-            if (mContext.mRejection) {
-                throw ScriptException(*std::exchange(mContext.mRejection, std::nullopt));
-            }
-        } else if (mContext.mLimits->HasStopped()) {
-            mContext.mLimits->Check();
-        }
-    }
-
-  private:
-    void RunMicrotasks() {
-        mHasRunMicrotasks = true;
-        mContext.RunMicrotasks();
-    }
-
-    EngineContext& mContext;
-    bool mHasRunMicrotasks = false;
-};
-
 EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::WorkQueue> inQueue,
                              std::vector<ScriptDefinitions::Pinned> inDefinitions)
     : mOwner(ioOwner),
       mQueue(std::move(inQueue)),
-      mLink(std::make_shared<ContextLink>()),
+      mLink(std::make_shared<ContextLink>(*this, ioOwner)),
       mGroup(JSContextGroupCreate()),
       mContext(JSGlobalContextCreateInGroup(mGroup, nullptr)) {
-    mLink->mContext = this;
     try {
         mLimits.emplace(mContext, mOwner.GetSettings());
+        TakeAwayUnbounded(mContext);
+        mProperties.emplace(mContext);
         const JSObjectRef global = JSContextGetGlobalObject(mContext);
         mTypeError = JSValueToObject(mContext, PropertyOf(mContext, global, "TypeError"), nullptr);
         JSValueProtect(mContext, mTypeError);
@@ -137,7 +88,7 @@ EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::Wor
 EngineContext::~EngineContext() {
     {
         const std::lock_guard lock(mLink->mLock);
-        mLink->mContext = nullptr;
+        mLink->mHasGone = true;
         mLink->mToUnprotect.clear();
     }
     // Ends all that the script had.
@@ -174,8 +125,14 @@ RefPtr<ScriptObject> EngineContext::AddObject(const std::string& inVariable, std
             continue;
         }
         RefPtr<ScriptObject> object = info->mDefinition.CreateFactoryInstance(RefPtr<ScriptContext>(&mOwner));
-        JSObjectSetProperty(mContext, JSContextGetGlobalObject(mContext), MakeString(inVariable).get(),
-                            MakeInstance(mContext, *info, object), kJSPropertyAttributeNone, nullptr);
+        Entry entry(*this);
+        JSValueRef exception = nullptr;
+        mProperties->Define(JSContextGetGlobalObject(mContext), MakeString(inVariable).get(),
+                            MakeInstance(mContext, *info, object), &exception);
+        if (exception != nullptr) {
+            ThrowToHost(exception);
+        }
+        entry.Finish();
         return object;
     }
     throw ScriptError("there is no class \"" + std::string(inClassName) + "\" in this context");
@@ -204,19 +161,13 @@ std::shared_ptr<const KeptValue> EngineContext::Keep(JSValueRef inValue) const {
 
 VariantValue EngineContext::Call(JSObjectRef inFunction, const std::vector<VariantValue>& inArguments) {
     Entry entry(*this);
-    // What lives on the heap only, the collector doesn't see.
-    std::vector<JSValueRef> arguments;
-    const JSObjectRef kept = JSObjectMakeArray(mContext, 0, nullptr, nullptr);
+    ProtectedValues arguments(mContext);
     for (const VariantValue& argument : inArguments) {
-        arguments.push_back(VariantToScript(mContext, argument));
-        JSObjectSetPropertyAtIndex(mContext, kept, static_cast<unsigned>(arguments.size() - 1),
-                                   arguments.back(), nullptr);
+        arguments.Add(VariantToScript(mContext, argument));
     }
-    JSValueProtect(mContext, kept);
     JSValueRef exception = nullptr;
-    const JSValueRef value =
-        JSObjectCallAsFunction(mContext, inFunction, nullptr, arguments.size(), arguments.data(), &exception);
-    JSValueUnprotect(mContext, kept);
+    const JSValueRef value = JSObjectCallAsFunction(mContext, inFunction, nullptr, arguments.Get().size(),
+                                                    arguments.Get().data(), &exception);
     VariantValue result;
     if (exception == nullptr && !VariantFromScript(mContext, value, result, &exception) &&
         exception == nullptr) {
@@ -261,22 +212,27 @@ JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValu
     return promise;
 }
 
-void EngineContext::Bury(RefPtr<ScriptObject> inObject) {
+void EngineContext::Bury(std::unique_ptr<InstanceInfo> inInstance) noexcept {
     const std::lock_guard lock(mBuriedLock);
-    mBuried.push_back(std::move(inObject));
+    inInstance->mBuriedBefore = std::move(mBuried);
+    mBuried = std::move(inInstance);
 }
 
-void EngineContext::ReleaseBuried() {
-    std::vector<RefPtr<ScriptObject>> buried;
+void EngineContext::ReleaseBuried() noexcept {
+    std::unique_ptr<InstanceInfo> buried;
     {
         const std::lock_guard lock(mBuriedLock);
-        buried.swap(mBuried);
+        buried = std::move(mBuried);
     }
-    for (RefPtr<ScriptObject>& object : buried) {
-        object->Finalize();
-        object.reset();
+    while (buried) {
+        try {
+            buried->mObject->Finalize();
+        } catch (...) {
+            detail::LogHostFailure("The end of a script's object");
+        }
+        buried = std::move(buried->mBuriedBefore);
     }
-    std::vector<JSValueRef> unprotected;
+    std::list<JSValueRef> unprotected;
     {
         const std::lock_guard lock(mLink->mLock);
         unprotected.swap(mLink->mToUnprotect);
@@ -304,13 +260,9 @@ void EngineContext::WatchRejections() {
 }
 
 void EngineContext::ThrowToHost(JSValueRef inException) {
-    if (mLimits->HasStopped()) {
-        mLimits->Check();
-    }
+    mLimits->ThrowIfStopped();
     ScriptException exception = ReadException(*this, inException);
-    if (mLimits->HasStopped()) {  // reading runs code too
-        mLimits->Check();
-    }
+    mLimits->ThrowIfStopped();  // reading runs code too
     throw ScriptException(std::move(exception));
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "../Engine.h"
+#include "Builtins.h"
 #include "Classes.h"
 #include "Functions.h"
 #include "Limits.h"
@@ -39,19 +40,21 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
 
     RefPtr<ScriptFunction> Wrap(JSObjectRef inFunction) override;
     [[nodiscard]] std::shared_ptr<const KeptValue> Keep(JSValueRef inValue) const;
+    [[nodiscard]] bool Owns(const KeptValue& inValue) const noexcept {
+        return &inValue.GetLink() == mLink.get();
+    }
     /// On the context's thread only.
     VariantValue Call(JSObjectRef inFunction, const std::vector<VariantValue>& inArguments);
 
     /// A promise for a script, and its native side; null with an exception.
     JSObjectRef MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException);
 
-    /// Called by the collector: what it holds is released later.
-    void Bury(RefPtr<ScriptObject> inObject);
+    /// Called by the collector: what the instance holds is released later.
+    void Bury(std::unique_ptr<InstanceInfo> inInstance) noexcept;
     /// Releases what was buried, and what native code doesn't keep any more. Not inside the collector.
-    void ReleaseBuried();
+    void ReleaseBuried() noexcept;
 
   private:
-    // One call into the context; calls within calls belong to the outermost.
     class Entry;
 
     void RunMicrotasks();
@@ -67,11 +70,12 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     JSObjectRef mTypeError = nullptr;
     JSObjectRef mMicrotasks = nullptr;
     std::optional<Limits> mLimits;
+    std::optional<PropertyDefiner> mProperties;
     std::optional<ScriptException> mRejection;
     int mDepth = 0;
     std::size_t mOpenPromises = 0;
     std::mutex mBuriedLock;
-    std::vector<RefPtr<ScriptObject>> mBuried;
+    std::unique_ptr<InstanceInfo> mBuried;  // the last one
 };
 
 }  // namespace nuoscripting::engine

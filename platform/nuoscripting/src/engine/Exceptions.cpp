@@ -27,7 +27,7 @@ JSValueRef MakeError(EngineContext& ioContext, const std::exception_ptr& inError
         std::rethrow_exception(inError);
     } catch (const ScriptException& error) {
         const auto* const thrown = static_cast<const KeptValue*>(error.GetThrown().get());
-        return thrown != nullptr && thrown->BelongsTo(ioContext)
+        return thrown != nullptr && ioContext.Owns(*thrown)
                    ? thrown->Get()
                    : MakeError(context, std::string_view(error.what()));
     } catch (const nuocore::config::nuo_exception& error) {

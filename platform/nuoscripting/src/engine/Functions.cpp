@@ -8,8 +8,8 @@
 namespace nuoscripting::engine {
 
 KeptValue::KeptValue(JSContextRef inContext, JSValueRef inValue, std::shared_ptr<ContextLink> inLink)
-    : mValue(inValue), mLink(std::move(inLink)) {
-    JSValueProtect(inContext, mValue);
+    : mValue{inValue}, mLink(std::move(inLink)) {
+    JSValueProtect(inContext, inValue);
 }
 
 JSObjectRef ObjectOf(JSContextRef inContext, const KeptValue& inValue) {
@@ -18,24 +18,33 @@ JSObjectRef ObjectOf(JSContextRef inContext, const KeptValue& inValue) {
 
 KeptValue::~KeptValue() {
     const std::lock_guard lock(mLink->mLock);
-    if (mLink->mContext != nullptr) {
-        mLink->mToUnprotect.push_back(mValue);
+    if (!mLink->mHasGone) {
+        mLink->mToUnprotect.splice(mLink->mToUnprotect.end(), mValue);
     }
-}
-
-EngineContext& KeptValue::GetContext() const {
-    if (std::this_thread::get_id() != mLink->mThread) {
-        throw ScriptError("a script's function was called on another thread than its context's");
-    }
-    if (mLink->mContext == nullptr) {
-        throw ScriptError("a script's function was called after its context had gone");
-    }
-    return *mLink->mContext;
 }
 
 VariantValue KeptFunction::Call(const std::vector<VariantValue>& inArguments) {
-    EngineContext& context = mFunction.GetContext();
+    const ContextLink& link = mFunction.GetLink();
+    if (std::this_thread::get_id() != link.mThread) {
+        throw ScriptError("a script's function was called on another thread than its context's");
+    }
+    const RefPtr<ScriptContext> held = link.mOwner.Lock();
+    if (!held) {
+        throw ScriptError("a script's function was called after its context had gone");
+    }
+    EngineContext& context = link.mContext;
     return context.Call(ObjectOf(context.GetContext(), mFunction), inArguments);
+}
+
+ProtectedValues::~ProtectedValues() {
+    for (const JSValueRef value : mValues) {
+        JSValueUnprotect(mContext, value);
+    }
+}
+
+void ProtectedValues::Add(JSValueRef inValue) {
+    mValues.push_back(inValue);
+    JSValueProtect(mContext, inValue);
 }
 
 }  // namespace nuoscripting::engine

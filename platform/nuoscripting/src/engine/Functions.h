@@ -1,13 +1,14 @@
-/// Functions of scripts that native code keeps.
+/// Values of scripts that native code keeps.
 #pragma once
 
 #include <JavaScriptCore/JavaScript.h>
 
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
+#include "nuoscripting/ScriptContext.h"
 #include "nuoscripting/ScriptValue.h"
 
 namespace nuoscripting::engine {
@@ -16,10 +17,14 @@ class EngineContext;
 
 /// How values that native code keeps find their context, and leave it on any thread.
 struct ContextLink {
-    std::mutex mLock;
+    explicit ContextLink(EngineContext& ioContext, ScriptContext& ioOwner)
+        : mContext(ioContext), mOwner(&ioOwner) {}
+    EngineContext& mContext;  // there while its owner is
+    const WeakPtr<ScriptContext> mOwner;
     const std::thread::id mThread = std::this_thread::get_id();
-    EngineContext* mContext = nullptr;     // null when it has gone
-    std::vector<JSValueRef> mToUnprotect;  // what nobody keeps any more
+    std::mutex mLock;
+    bool mHasGone = false;               // then the collector has taken everything
+    std::list<JSValueRef> mToUnprotect;  // what nobody keeps any more
 };
 
 /// Keeps a value from the collector. Made on the context's thread, ends on any.
@@ -31,15 +36,11 @@ class KeptValue {
     ~KeptValue();
 
     /// On the context's thread.
-    [[nodiscard]] JSValueRef Get() const noexcept { return mValue; }
-    [[nodiscard]] bool BelongsTo(const EngineContext& inContext) const noexcept {
-        return mLink->mContext == &inContext;
-    }
-    /// The context, on its thread; throws `ScriptError` elsewhere and when it has gone.
-    [[nodiscard]] EngineContext& GetContext() const;
+    [[nodiscard]] JSValueRef Get() const noexcept { return mValue.front(); }
+    [[nodiscard]] const ContextLink& GetLink() const noexcept { return *mLink; }
 
   private:
-    JSValueRef mValue;
+    std::list<JSValueRef> mValue;  // one, in the form in which it can be given back without fail
     std::shared_ptr<ContextLink> mLink;
 };
 
@@ -55,6 +56,22 @@ class KeptFunction final : public ScriptFunction {
 
   private:
     KeptValue mFunction;
+};
+
+/// Keeps values that only the heap refers to, which the collector doesn't see, for the time of a call.
+class ProtectedValues {
+  public:
+    explicit ProtectedValues(JSContextRef inContext) noexcept : mContext(inContext) {}
+    ProtectedValues(const ProtectedValues&) = delete;
+    ProtectedValues& operator=(const ProtectedValues&) = delete;
+    ~ProtectedValues();
+
+    void Add(JSValueRef inValue);
+    [[nodiscard]] const std::vector<JSValueRef>& Get() const noexcept { return mValues; }
+
+  private:
+    JSContextRef mContext;
+    std::vector<JSValueRef> mValues;
 };
 
 }  // namespace nuoscripting::engine

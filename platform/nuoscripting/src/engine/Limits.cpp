@@ -93,6 +93,10 @@ void Limits::Check() {
     if (!mStopped && AreSet() && IsOverMemory(mContext)) {
         mStopped = ScriptLimitExceeded::Limit::kMemory;
     }
+    ThrowIfStopped();
+}
+
+void Limits::ThrowIfStopped() const {
     if (!mStopped) {
         return;
     }

@@ -27,7 +27,9 @@ class Limits {
     /// Whether the running script has been stopped. Native methods that scripts call then do nothing, throw
     /// nothing and use nothing of the engine's: the script could catch what they make of it, and go on.
     [[nodiscard]] bool HasStopped() const noexcept { return mStopped.has_value(); }
-    /// Throws `ScriptLimitExceeded` if it has been stopped, or uses too much memory at its end.
+    /// Throws `ScriptLimitExceeded` if it has been stopped.
+    void ThrowIfStopped() const;
+    /// The same at its end, also if it uses too much memory.
     void Check();
     /// Asks for the next look at once.
     void Hurry();

@@ -178,13 +178,22 @@ bool VariantFromScript(JSContextRef inContext, JSValueRef inValue, VariantValue&
         outValue = VariantValue();
         return JSValueIsUndefined(inContext, inValue);
     }
-    outValue = *nuocore::serialization::ParseJSON(TextOf(json.get()));
+    try {
+        outValue = *nuocore::serialization::ParseJSON(TextOf(json.get()));
+    } catch (const nuocore::serialization::JSONError& error) {
+        throw ScriptError(error.what());
+    }
     return true;
 }
 
 JSValueRef VariantToScript(JSContextRef inContext, const VariantValue& inValue) {
-    const String json = MakeString(nuocore::serialization::GetJSONUTF8String(inValue, false));
-    JSValueRef value = JSValueMakeFromJSONString(inContext, json.get());
+    UTF8String json;
+    try {
+        json = nuocore::serialization::GetJSONUTF8String(inValue, false);
+    } catch (const nuocore::serialization::JSONError& error) {
+        throw ScriptError(error.what());
+    }
+    const JSValueRef value = JSValueMakeFromJSONString(inContext, MakeString(json).get());
     if (value == nullptr) {
         throw ScriptError("the value is too large or too deep for a script");
     }

@@ -29,7 +29,8 @@ bool FromScript(JSContextRef inContext, JSValueRef inValue, ScriptType inType, b
 /// Throws `std::exception`s for what scripts can't have.
 JSValueRef ToScript(JSContextRef inContext, const ScriptValue& inValue);
 
-/// As JSON and back. "undefined" and what JSON leaves out give an empty value.
+/// As JSON and back. "undefined" and what JSON leaves out give an empty value. Throw `ScriptError` for what
+/// is too large or too deep, or foreign.
 bool VariantFromScript(JSContextRef inContext, JSValueRef inValue, VariantValue& outValue,
                        JSValueRef* outException);
 JSValueRef VariantToScript(JSContextRef inContext, const VariantValue& inValue);

@@ -1,0 +1,55 @@
+#include "Builtins.h"
+
+#include <array>
+
+#include "Strings.h"
+
+namespace nuoscripting::engine {
+
+namespace {
+
+void Delete(JSContextRef inContext, JSObjectRef inObject, const char* inName) {
+    JSObjectDeleteProperty(inContext, inObject, MakeString(inName).get(), nullptr);
+}
+
+JSObjectRef ObjectNamed(JSContextRef inContext, JSObjectRef inObject, const char* inName) {
+    return JSValueToObject(inContext, PropertyOf(inContext, inObject, inName), nullptr);
+}
+
+}  // namespace
+
+void TakeAwayUnbounded(JSGlobalContextRef inContext) {
+    const JSObjectRef global = JSContextGetGlobalObject(inContext);
+    // Its code can't be stopped, its memory isn't counted, and its promises are completed by timers.
+    Delete(inContext, global, "WebAssembly");
+    Delete(inContext, global, "FinalizationRegistry");
+    if (const JSObjectRef atomics = ObjectNamed(inContext, global, "Atomics")) {
+        Delete(inContext, atomics, "wait");
+        Delete(inContext, atomics, "waitAsync");
+    }
+}
+
+PropertyDefiner::PropertyDefiner(JSGlobalContextRef inContext)
+    : mContext(inContext),
+      mFunction(ObjectNamed(inContext, ObjectNamed(inContext, JSContextGetGlobalObject(inContext), "Object"),
+                            "defineProperty")) {
+    JSValueProtect(inContext, mFunction);
+}
+
+void PropertyDefiner::Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue,
+                             JSValueRef* outException) const {
+    const JSObjectRef description = JSObjectMake(mContext, nullptr, nullptr);
+    JSObjectSetPrototype(mContext, description, JSValueMakeNull(mContext));  // scripts may have added to it
+    const auto describe = [&](const char* inWhat, JSValueRef inHow) {
+        JSObjectSetProperty(mContext, description, MakeString(inWhat).get(), inHow, kJSPropertyAttributeNone,
+                            nullptr);
+    };
+    describe("value", inValue);
+    for (const char* const right : {"writable", "enumerable", "configurable"}) {
+        describe(right, JSValueMakeBoolean(mContext, true));
+    }
+    const std::array<JSValueRef, 3> arguments = {inObject, JSValueMakeString(mContext, inName), description};
+    JSObjectCallAsFunction(mContext, mFunction, nullptr, arguments.size(), arguments.data(), outException);
+}
+
+}  // namespace nuoscripting::engine

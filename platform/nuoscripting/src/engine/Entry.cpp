@@ -1,0 +1,50 @@
+#include "Entry.h"
+
+#include <utility>
+
+#include "EngineExtras.h"
+
+namespace nuoscripting::engine {
+
+EngineContext::Entry::Entry(EngineContext& ioContext) : mContext(ioContext) {
+    if (mContext.mDepth > 0) {
+        mContext.mLimits->ThrowIfStopped();
+    } else {
+        mContext.ReleaseBuried();
+        mContext.mRejection.reset();
+        JSLock(mContext.mContext);
+        mContext.mLimits->Begin();
+    }
+    ++mContext.mDepth;
+}
+
+EngineContext::Entry::~Entry() {
+    if (mContext.mDepth == 1) {
+        if (!mHasRunMicrotasks) {
+            RunMicrotasks();
+        }
+        mContext.mLimits->End();
+        JSUnlock(mContext.mContext);
+        mContext.ReleaseBuried();
+    }
+    --mContext.mDepth;
+}
+
+void EngineContext::Entry::Finish() {
+    if (mContext.mDepth > 1) {
+        mContext.mLimits->ThrowIfStopped();
+        return;
+    }
+    RunMicrotasks();
+    mContext.mLimits->Check();
+    if (mContext.mRejection) {
+        throw ScriptException(*std::exchange(mContext.mRejection, std::nullopt));
+    }
+}
+
+void EngineContext::Entry::RunMicrotasks() {
+    mHasRunMicrotasks = true;
+    mContext.RunMicrotasks();
+}
+
+}  // namespace nuoscripting::engine
