@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pty.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -46,6 +47,15 @@ struct Pipe {
         Close(mWrite);
     }
 };
+
+/// A terminal that is nobody's, in place of the pipe of the output.
+void MakeTerminal(Pipe& outPipe) {
+    Close(outPipe.mRead);
+    Close(outPipe.mWrite);
+    if (::openpty(&outPipe.mRead, &outPipe.mWrite, nullptr, nullptr, nullptr) != 0) Fail("openpty", errno);
+    ::fcntl(outPipe.mRead, F_SETFD, FD_CLOEXEC);
+    ::fcntl(outPipe.mWrite, F_SETFD, FD_CLOEXEC);
+}
 
 std::vector<std::string> EnvironmentOf(const Command& inCommand) {
     std::vector<std::string> environment;
@@ -107,6 +117,7 @@ ChildProcess::ChildProcess(Command inCommand) : mInputText(std::move(inCommand.m
     Pipe output;
     Pipe errors;
     if (inCommand.mOutput == Command::Output::kReaderGone) Close(output.mRead);
+    if (inCommand.mOutput == Command::Output::kTerminal) MakeTerminal(output);
     mId = Spawn(inCommand, input.mRead, output.mWrite, errors.mWrite);
     // The C library of Debian 12 declares its wrapper without C linkage.
     mEnded = static_cast<int>(::syscall(SYS_pidfd_open, mId, 0));
@@ -114,6 +125,7 @@ ChildProcess::ChildProcess(Command inCommand) : mInputText(std::move(inCommand.m
     mErrors.mDescriptor = std::exchange(errors.mRead, -1);
     switch (inCommand.mOutput) {
         case Command::Output::kCollected:
+        case Command::Output::kTerminal:
             mOutput.mDescriptor = std::exchange(output.mRead, -1);
             break;
         case Command::Output::kUnread:

@@ -21,9 +21,9 @@ struct Command {
     /// Added to the environment of the test; a variable without a value is taken out of it.
     std::map<std::string, std::optional<std::string>> mEnvironment = {};
     std::string mInput = {};  ///< what the program reads; then its input ends
-    /// Where its output goes: collected, or into a pipe that nobody reads, or whose reader has gone, or a
-    /// file.
-    enum class Output { kCollected, kUnread, kReaderGone, kFile } mOutput = Output::kCollected;
+    /// Where its output goes: collected, from a pipe or from a terminal, or into a pipe that nobody reads, or
+    /// whose reader has gone, or a file.
+    enum class Output { kCollected, kTerminal, kUnread, kReaderGone, kFile } mOutput = Output::kCollected;
     std::string mFile = {};  ///< for `kFile`
 };
 

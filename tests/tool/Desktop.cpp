@@ -109,10 +109,8 @@ void OnDesktop::AwaitGone(const std::string& inAppIdPrefix) const {
     });
 }
 
-void OnDesktop::AwaitKept(const std::string& inText) const {
-    Await("the observer is not kept", [&] {
-        return Read(mBus.Folder() / "data/orvane/zarnd/observers.json").find(inText) != std::string::npos;
-    });
+void OnDesktop::AwaitIn(const std::string& inFile, const std::string& inText) const {
+    Await(inText.c_str(), [&] { return Read(Data() / inFile).find(inText) != std::string::npos; });
 }
 
 }  // namespace tool_test

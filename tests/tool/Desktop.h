@@ -30,10 +30,11 @@ class OnDesktop : public testing::Test {
     [[nodiscard]] int ServiceOnBus() const;
     /// Waits until no process is on the bus whose app id begins so.
     void AwaitGone(const std::string& inAppIdPrefix) const;
-    /// Waits until the service has written down who observes.
-    void AwaitKept(const std::string& inText) const;
+    /// Waits until a file of the service has a text.
+    void AwaitIn(const std::string& inFile, const std::string& inText) const;
+    [[nodiscard]] std::filesystem::path Data() const { return mBus.Folder() / "data/orvane/zarnd"; }
     [[nodiscard]] std::filesystem::path Files(const std::string& inModule) const {
-        return mBus.Folder() / "data/orvane/zarnd/modules/QRTX" / inModule / "current/files";
+        return Data() / "modules/QRTX" / inModule / "current/files";
     }
 
     support::PrivateBus mBus;

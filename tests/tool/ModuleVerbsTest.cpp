@@ -1,12 +1,10 @@
 // Add-on modules, as users of the tool meet them: with the real service and real archives.
+#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
+#include <sys/file.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <fstream>
-#include <stdexcept>
 
 #include "Desktop.h"
 
@@ -21,32 +19,6 @@ using testing::StartsWith;
 namespace fs = std::filesystem;
 
 namespace {
-
-/// A server that lets everybody connect, and never says a word.
-class SilentServer {
-  public:
-    SilentServer() {
-        const sockaddr_in local{
-            .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-        if (::bind(mSocket, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 ||
-            ::listen(mSocket, 8) != 0) {
-            throw std::runtime_error("cannot listen");
-        }
-    }
-    SilentServer(const SilentServer&) = delete;
-    SilentServer& operator=(const SilentServer&) = delete;
-    ~SilentServer() { ::close(mSocket); }
-
-    [[nodiscard]] std::string Address() const {
-        sockaddr_in local{};
-        socklen_t size = sizeof local;
-        ::getsockname(mSocket, reinterpret_cast<sockaddr*>(&local), &size);
-        return "http://127.0.0.1:" + std::to_string(ntohs(local.sin_port)) + "/a.tar";
-    }
-
-  private:
-    int mSocket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-};
 
 class Modules : public OnDesktop {
   protected:
@@ -125,27 +97,17 @@ TEST_F(Modules, ProgramsThatMustNotRunAreNamed) {
     EXPECT_THAT(run.mErrors, HasSubstr("close these programs first: tool-test-busy"));
 }
 
-TEST_F(Modules, AnInterruptionTakesTheRequestBack) {
-    const SilentServer server;
-    Offer("KQ7L", 1000, "", server.Address());
-    StartService();
-    ChildProcess tool(Command(Install("KQ7L")));
-    ASSERT_TRUE(tool.AwaitOutput("KQ7L: 0 %")) << tool.Errors();
-    tool.Signal(SIGINT);
-    EXPECT_EQ(tool.Wait(), 6) << tool.Errors();
-    EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L: cancelled"));
-    EXPECT_FALSE(fs::exists(Files("KQ7L")));
-}
-
-TEST_F(Modules, AServiceThatLeavesLeavesNobodyWaiting) {
-    const SilentServer server;
-    Offer("KQ7L", 1000, "", server.Address());
-    StartService();
-    ChildProcess tool(Command(Install("KQ7L")));
-    ASSERT_TRUE(tool.AwaitOutput("KQ7L: 0 %")) << tool.Errors();
-    KillService();
-    EXPECT_EQ(tool.Wait(), 1);
-    EXPECT_THAT(tool.Errors(), HasSubstr("the desktop service has left the bus"));
+// The folder of a service that has left the bus is locked for as long as its work takes to end.
+TEST_F(Modules, AServiceThatStillEndsHoldsTheNextOneUp) {
+    Offer("KQ7L", 1000);
+    fs::create_directories(Data());
+    const int lock = ::open((Data() / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+    ChildProcess tool(Command({"module", "list"}));
+    AwaitIn("zarnd.log", "another service has");
+    ::close(lock);
+    EXPECT_EQ(tool.Wait(), 0) << tool.Errors();
+    EXPECT_THAT(tool.Output(), HasSubstr("KQ7L"));
 }
 
 }  // namespace tool_test

@@ -66,7 +66,7 @@ TEST_F(Notifying, WhoIsKilledIsForgotten) {
 TEST_F(Notifying, AServiceThatWasKilledKnowsItsObserversAgain) {
     StartService();
     const auto observer = Observer("ONE");
-    AwaitKept("ONE-");
+    AwaitIn("observers.json", "ONE-");
     KillService();
     StartService();
     EXPECT_EQ(Run({"notify", "mail", "new", "after=all"}).mOutput, "sent to 1 observer\n");

@@ -1,6 +1,7 @@
 #include "DesktopService.h"
 
 #include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <boost/smart_ptr/make_shared.hpp>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "Asker.h"
@@ -28,48 +30,75 @@ namespace {
 constexpr const char* kAppIdPrefix = "zarnd-";
 constexpr double kStartSeconds = 20;
 constexpr std::chrono::milliseconds kBetweenLooks{50};
+constexpr std::chrono::seconds kBetweenStarts{1};
 constexpr double kAnswerSeconds = 30;  // a check reads every file
 
-bool StartService() {
-    std::error_code error;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::filesystem::path beside = self.parent_path() / "zarnd";
-    std::string program = !error && ::access(beside.c_str(), X_OK) == 0 ? beside.string() : "zarnd";
-    std::string mode = "--on-demand";
-    const std::array<char*, 3> arguments{program.data(), mode.data(), nullptr};
-    pid_t id = 0;
-    return ::posix_spawnp(&id, program.c_str(), nullptr, nullptr, arguments.data(), environ) == 0;
+/// The service's program, started until one of them stays.
+class Starts {
+  public:
+    /// False when there is no such program.
+    bool Start() {
+        std::error_code error;
+        const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+        const std::filesystem::path beside = self.parent_path() / "zarnd";
+        std::string program = !error && ::access(beside.c_str(), X_OK) == 0 ? beside.string() : "zarnd";
+        std::string mode = "--on-demand";
+        const std::array<char*, 3> arguments{program.data(), mode.data(), nullptr};
+        mNext = Clock::now() + kBetweenStarts;
+        return ::posix_spawnp(&mId, program.c_str(), nullptr, nullptr, arguments.data(), environ) == 0;
+    }
+    /// A service that has left the bus may keep its data folder a while longer; one that is started meanwhile
+    /// ends at once, and is no failure. False when the program has failed.
+    bool GoOn() {
+        if (Clock::now() < mNext) return true;
+        int status = 0;
+        if (::waitpid(mId, &status, WNOHANG) != mId) return true;
+        return status == 0 && Start();
+    }
+
+  private:
+    pid_t mId = 0;
+    Clock::time_point mNext;
+};
+
+[[noreturn]] void FailToStart(const std::string& inReason) {
+    throw Failure(kExitNoBroker, "the desktop service was started and " + inReason +
+                                     "; look into zarnd.log in its data folder (orvane/zarnd in "
+                                     "$XDG_DATA_HOME, or in ~/.local/share), and whether it serves another "
+                                     "bus");
+}
+
+std::optional<api5::EndPoint> FindService(const BusConnection& inBus) {
+    for (const api5::EndPoint& endPoint : inBus.EndPoints()) {
+        if (AppIdOf(endPoint).starts_with(kAppIdPrefix)) return endPoint;
+    }
+    return std::nullopt;
 }
 
 }  // namespace
 
-bool IsServiceThere(const BusConnection& inBus) {
+bool IsOnBus(const BusConnection& inBus, const api5::EndPoint& inEndPoint) {
     const auto endPoints = inBus.EndPoints();
-    return std::any_of(endPoints.begin(), endPoints.end(), [](const api5::EndPoint& inEndPoint) {
-        return AppIdOf(inEndPoint).starts_with(kAppIdPrefix);
-    });
+    return std::find(endPoints.begin(), endPoints.end(), inEndPoint) != endPoints.end();
 }
 
-void RequireService(const BusConnection& inBus, const Interruption& inInterruption) {
-    if (IsServiceThere(inBus)) return;
-    if (!StartService()) {
+api5::EndPoint RequireService(const BusConnection& inBus, const Interruption& inInterruption) {
+    if (const auto service = FindService(inBus)) return *service;
+    Starts starts;
+    if (!starts.Start()) {
         throw Failure(kExitNoBroker,
                       "the desktop service is not on the bus and its program was not found; install zarnd "
                       "beside this tool or into a folder of PATH, or start it yourself");
     }
     const Deadline deadline = After(kStartSeconds);
-    while (!IsServiceThere(inBus)) {
+    for (;;) {
+        if (const auto service = FindService(inBus)) return *service;
         (void)inInterruption.Await(-1, Clock::now() + kBetweenLooks);
         if (inInterruption.HasCome()) {
             throw Failure(kExitNoBroker, "interrupted before the desktop service was there");
         }
-        if (Clock::now() >= *deadline) {
-            throw Failure(
-                kExitNoBroker,
-                "the desktop service was started and has not come onto the bus in time; look into "
-                "zarnd.log in its data folder (orvane/zarnd in $XDG_DATA_HOME, or in ~/.local/share), "
-                "and whether it serves another bus");
-        }
+        if (!starts.GoOn()) FailToStart("could not serve");
+        if (Clock::now() >= *deadline) FailToStart("has not come onto the bus in time");
     }
 }
 

@@ -118,9 +118,11 @@ class Display {
 
 class Installation {
   public:
-    Installation(const InstallOptions& inOptions, BusConnection& ioBus, const Interruption& inInterruption)
+    Installation(const InstallOptions& inOptions, const BusConnection& inBus, const api5::EndPoint& inService,
+                 const Interruption& inInterruption)
         : mOptions(inOptions),
-          mBus(ioBus),
+          mBus(inBus),
+          mService(inService),
           mInterruption(inInterruption),
           mListener(boost::make_shared<Listener>(inOptions.mModule.mId, mNews)),
           mDisplay(inOptions.mModule.mId, inOptions.mIsJSON) {
@@ -151,7 +153,7 @@ class Installation {
                 Cancel();
             } else if (mCancelUntil && Clock::now() >= *mCancelUntil) {
                 Fail(kExitCancelled, "was asked to be cancelled, and the service has not said that it is");
-            } else if (!IsServiceThere(mBus)) {
+            } else if (!IsOnBus(mBus, mService)) {
                 Fail(kExitFailure, "is not installed: the desktop service has left the bus; ask again");
             }
         }
@@ -207,7 +209,8 @@ class Installation {
     }
 
     const InstallOptions& mOptions;
-    BusConnection& mBus;
+    const BusConnection& mBus;
+    api5::EndPoint mService;
     const Interruption& mInterruption;
     const ImmutableString mEventType{zarnd::kEventType};
     // The library may be calling while this goes.
@@ -225,8 +228,8 @@ void Install(InstallOptions ioOptions) {
     const Interruption interruption;
     BusConnection bus(ioOptions.mConnection);
     bus.Connect(interruption);
-    RequireService(bus, interruption);
-    Installation(ioOptions, bus, interruption).Run();
+    const api5::EndPoint service = RequireService(bus, interruption);
+    Installation(ioOptions, bus, service, interruption).Run();
 }
 
 }  // namespace
