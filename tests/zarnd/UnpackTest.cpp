@@ -219,13 +219,13 @@ TEST(Unpack, RefusesCompressionThatNeedsMuchMemory) {
         }
         return xz;
     };
-    EXPECT_EQ(CodeOf(withWindow(28)), std::nullopt);                 // 64 MiB
-    EXPECT_EQ(CodeOf(withWindow(34)), ErrorCode::kArchiveTooLarge);  // 512 MiB
+    EXPECT_EQ(CodeOf(withWindow(26)), std::nullopt);                 // 32 MiB
+    EXPECT_EQ(CodeOf(withWindow(27)), ErrorCode::kArchiveTooLarge);  // 48 MiB
     std::string zstd = MakeArchive({{Kind::kFile, "a", "x"}}, Compression::kZstd);
     ASSERT_EQ(zstd[4] & 0x20, 0);  // it says its window
-    zstd[5] = static_cast<char>((26 - 10) << 3);
+    zstd[5] = static_cast<char>((25 - 10) << 3);
     EXPECT_EQ(CodeOf(zstd), std::nullopt);
-    zstd[5] = static_cast<char>((27 - 10) << 3);
+    zstd[5] = static_cast<char>((26 - 10) << 3);
     EXPECT_EQ(CodeOf(zstd), ErrorCode::kArchiveTooLarge);
 }
 

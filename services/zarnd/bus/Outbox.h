@@ -13,6 +13,10 @@ namespace orvane::plexa::zarnd {
 /// nobody else is to wait for those. A full outbox does hold its givers up. Any thread.
 class Outbox final : public IPort {
   public:
+    /// What may wait, beside the message that is being sent.
+    static constexpr std::size_t kMaxMessages = 4096;
+    static constexpr std::size_t kMaxBytes = std::size_t{16} << 20U;
+
     explicit Outbox(IPort& ioPort) : mPort(ioPort), mThread([this] { Pass(); }) {}
     ~Outbox() override { Finish(); }
 
@@ -34,10 +38,15 @@ class Outbox final : public IPort {
         }
     }
 
-    static constexpr std::size_t kMaxMessages = 4096;
+    struct Bytes {
+        std::size_t operator()(const Message& inMessage) const noexcept {
+            return sizeof inMessage + inMessage.mFrom.mAppId.size() + inMessage.mType.size() +
+                   inMessage.mPayload.size();
+        }
+    };
 
     IPort& mPort;
-    Inbox<Message> mMessages{kMaxMessages};  // to whom, it says "from"
+    Inbox<Message, Bytes> mMessages{kMaxMessages, kMaxBytes};  // to whom, it says "from"
     std::thread mThread;
 };
 

@@ -40,9 +40,15 @@ CatalogueFolders::Loaded CatalogueFolders::Read(int inFile, const std::string& i
     if (::fstat(inFile, &status) != 0 || !S_ISREG(status.st_mode)) return {nullptr, "is no file"};
     const FileIdentity identity(status);
     if (auto known = mKnown.Find(inPath, identity)) return std::move(*known);
+    std::string text;
+    try {
+        text = ReadAll(inFile);
+    } catch (const CatalogueError& error) {  // may go better the next time
+        return {nullptr, error.what()};
+    }
     Loaded loaded;
     try {
-        loaded.mCatalogue = std::make_shared<const Catalogue>(ParseCatalogue(ReadAll(inFile), inProduct));
+        loaded.mCatalogue = std::make_shared<const Catalogue>(ParseCatalogue(text, inProduct));
     } catch (const CatalogueError& error) {
         loaded.mFault = error.what();
     }

@@ -10,10 +10,10 @@ std::optional<std::string> InstalledDigests::Of(const std::string& inProduct, co
     if (::stat(path.c_str(), &status) != 0) return std::nullopt;
     const FileIdentity identity(status);
     if (auto known = mKnown.Find(path, identity)) return std::move(*known);
-    std::optional<std::string> digest;
-    if (auto manifest = mStore.Installed(inProduct, inModule)) digest = std::move(manifest->mArchiveSha256);
-    mKnown.Keep(path, identity, digest);
-    return digest;
+    auto manifest = mStore.Installed(inProduct, inModule);
+    if (!manifest) return std::nullopt;  // what can't be read may be readable the next time
+    mKnown.Keep(path, identity, manifest->mArchiveSha256);
+    return std::move(manifest->mArchiveSha256);
 }
 
 }  // namespace orvane::plexa::zarnd

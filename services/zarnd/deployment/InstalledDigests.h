@@ -20,7 +20,7 @@ class InstalledDigests {
 
   private:
     const ModuleStore& mStore;
-    FileCache<std::optional<std::string>> mKnown;
+    FileCache<std::string> mKnown;
 };
 
 }  // namespace orvane::plexa::zarnd

@@ -6,6 +6,8 @@ namespace orvane::plexa::zarnd {
 
 namespace {
 
+constexpr std::size_t kMaxVersionBytes = 1024;  // kept for each request
+
 std::shared_ptr<const Catalogue> CatalogueOf(const std::string& inProduct,
                                              const CatalogueFolders& inCatalogues) {
     try {
@@ -27,7 +29,7 @@ Plan MakePlan(const ModuleKey& inKey, const std::string& inVersion, const Catalo
     }
     Plan plan;
     for (const ModuleSpec* const module : InstallOrder(*catalogue, inKey.mModule)) {
-        if (!FitsVersion(*module, inVersion)) {
+        if (inVersion.size() > kMaxVersionBytes || !FitsVersion(*module, inVersion)) {
             throw Failure(ErrorCode::kDoesNotFit,
                           "the module " + module->mId + " is not made for this version of the product");
         }

@@ -6,6 +6,7 @@ namespace orvane::plexa::zarnd {
 
 namespace {
 
+constexpr long kWholeContent = 200;
 constexpr long kPartialContent = 206;
 constexpr long kRangeNotSatisfiable = 416;
 constexpr int kPollMilliseconds = 100;  // how exactly a stall is noticed; a stop wakes at once
@@ -110,15 +111,18 @@ long Transfer::Status() const {
     return status;
 }
 
+void Transfer::CheckStatus() const {
+    if (Status() != kWholeContent && Status() != kPartialContent) {
+        throw Failure(ErrorCode::kRefused, "the server answers with status " + std::to_string(Status()));
+    }
+}
+
 // The answer's head is complete: does it continue what is there, or begin anew? False when it does neither,
 // as it is a part of what the server has now in place of what it had.
 bool Transfer::BeginBody() {
-    const long status = Status();
-    if (status != 200 && status != kPartialContent) {
-        throw Failure(ErrorCode::kRefused, "the server answers with status " + std::to_string(status));
-    }
+    CheckStatus();
     mHasBody = true;
-    const bool continues = status == kPartialContent;
+    const bool continues = Status() == kPartialContent;
     if (continues && IsResuming() && !mHead.MayBeOf(mReceived.mValidator)) {
         mBroken.emplace(ErrorCode::kRefused, "the server's content has changed");
         mReceived.mValidator.clear();  // ask for the whole
@@ -184,6 +188,7 @@ std::optional<Failure> Transfer::Judge(CURLcode inResult) const {
         mErrorText.c_str()[0] != '\0' ? std::string(mErrorText.c_str()) : ::curl_easy_strerror(inResult);
     switch (inResult) {
         case CURLE_OK:
+            CheckStatus();
             if (!mHasBody) CheckLength();
             if (mReceived.mBytes == mSize) return std::nullopt;
             // Without an announced length an end looks like a break.

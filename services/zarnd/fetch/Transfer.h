@@ -43,6 +43,7 @@ class Transfer {
 
     void SetUp(const std::string& inAddress);
     bool BeginBody();
+    void CheckStatus() const;
     void CheckLength() const;
     void Take(std::span<const std::byte> inBytes);
     std::optional<Failure> Loop();

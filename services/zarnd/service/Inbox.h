@@ -11,20 +11,35 @@
 
 namespace orvane::plexa::zarnd {
 
-/// A bounded queue from any thread to one taker. A full one holds the giver up: behind the delivery thread it
-/// is the senders that wait then, as for every slow receiver, and no memory grows.
-template <typename T>
+/// Items of which only the number counts.
+struct Weightless {
+    template <typename T>
+    std::size_t operator()(const T& /*inItem*/) const noexcept {
+        return 0;
+    }
+};
+
+/// A bounded queue from any thread to one taker: so many items, of so much weight together unless it is a
+/// single one. A full one holds the giver up: behind the delivery thread it is the senders that wait then, as
+/// for every slow receiver, and no memory grows.
+template <typename T, typename Weigh = Weightless>
 class Inbox {
   public:
     using Time = std::chrono::steady_clock::time_point;
 
-    explicit Inbox(std::size_t inMaxItems = 1024) : mMaxItems(inMaxItems) {}
+    explicit Inbox(std::size_t inMaxItems = 1024, std::size_t inMaxWeight = 0)
+        : mMaxItems(inMaxItems), mMaxWeight(inMaxWeight) {}
 
     /// Adds an item, after a wait while the inbox is full. A closed one gives it back.
     std::optional<T> Put(T inItem) {
+        const std::size_t weight = Weigh()(inItem);
         std::unique_lock lock(mMutex);
-        mChanged.wait(lock, [this] { return mIsClosed || mItems.size() < mMaxItems; });
+        mChanged.wait(lock, [&] {
+            return mIsClosed || mItems.empty() ||
+                   (mItems.size() < mMaxItems && mWeight + weight <= mMaxWeight);
+        });
         if (mIsClosed) return inItem;
+        mWeight += weight;
         mItems.push_back(std::move(inItem));
         mChanged.notify_all();
         return std::nullopt;
@@ -42,6 +57,7 @@ class Inbox {
         if (mItems.empty()) return std::nullopt;
         std::optional<T> item(std::move(mItems.front()));
         mItems.pop_front();
+        mWeight -= Weigh()(*item);
         mChanged.notify_all();
         return item;
     }
@@ -57,8 +73,10 @@ class Inbox {
     std::mutex mMutex;
     std::condition_variable mChanged;
     std::deque<T> mItems;
+    std::size_t mWeight = 0;
     bool mIsClosed = false;
     std::size_t mMaxItems;
+    std::size_t mMaxWeight;
 };
 
 }  // namespace orvane::plexa::zarnd

@@ -11,12 +11,6 @@
 
 namespace orvane::plexa::zarnd {
 
-namespace {
-
-constexpr std::size_t kMaxVersionBytes = 1024;  // kept for each request
-
-}  // namespace
-
 Service::Service(ServiceSettings inSettings, IPort& ioPort, Inputs& ioInputs)
     : mSettings(std::move(inSettings)),
       mPort(ioPort),
@@ -34,6 +28,16 @@ Service::Service(ServiceSettings inSettings, IPort& ioPort, Inputs& ioInputs)
 Service::~Service() { mInputs.Close(); }  // lets workers go that wait to be heard
 
 void Service::Run() {
+    try {
+        Serve();
+    } catch (...) {  // whoever is owed something is told all the same
+        End();
+        throw;
+    }
+    End();
+}
+
+void Service::Serve() {
     for (bool goesOn = true; goesOn && !HasBeenIdle();) {
         if (const auto input = mInputs.Take(NextTime())) {
             if (IsOccasionToStay(*input)) mLastInput = Clock::now();
@@ -43,18 +47,21 @@ void Service::Run() {
         mDeployment.OnTime(Clock::now());
         mNotifications.OnTime(Clock::now());
     }
-    End();
 }
 
 void Service::End() {
     const std::lock_guard lock(mEnding);
+    mIsEnding = true;
     mInputs.Close();
-    mDeployment.End({ErrorCode::kServiceEnding, kEndingSentence});
-    // What has come and was not looked at.
+    // What has come and was not looked at, while it is known yet who waits for what.
     while (const auto input = mInputs.Take()) {
         if (const auto* const message = std::get_if<Message>(&*input)) RefuseForEnd(*message);
         if (const auto* const answer = std::get_if<AnswerReady>(&*input)) SendAnswer(*answer);
+        if (const auto* const done = std::get_if<WorkDone>(&*input)) {
+            mDeployment.OnDone(done->mKey, done->mOutcome, Clock::now());
+        }
     }
+    mDeployment.End({ErrorCode::kServiceEnding, kEndingSentence});
     mTasks.End();
     mNotifications.Save();
 }
@@ -112,6 +119,7 @@ bool Service::IsBusy() const {
 }
 
 void Service::StartWork(const ModuleKey& inKey, const ModuleSpec& inModule) {
+    if (mIsEnding) return;
     try {
         mWorkers.Start(inKey, inModule);
     } catch (const std::system_error& error) {
@@ -190,9 +198,6 @@ void Service::OnInstall(const Message& inMessage, const PayloadTexts& inTexts) {
     }
     if (mDeployment.IsAwaited(request.mAsker, request.mKey)) return;
     try {
-        if (request.mVersion.size() > kMaxVersionBytes) {
-            throw Failure(ErrorCode::kDoesNotFit, "there is no such version of the product");
-        }
         const Plan plan = MakePlan(request.mKey, request.mVersion, mCatalogues, mInstalled);
         const bool isHeld = std::any_of(plan.begin(), plan.end(), [&](const PlannedModule& inPlanned) {
             return mHeld.contains({request.mKey.mProduct, inPlanned.mSpec.mId});

@@ -63,6 +63,7 @@ class Service final : private IDeploymentActions {
     bool Handle(const EndPointsChanged& inChanged);
     bool Handle(const EndAsked& inAsked);
 
+    void Serve();
     void End();
     void RefuseForEnd(const Message& inMessage);
     void RefuseUnstarted();
@@ -92,6 +93,7 @@ class Service final : private IDeploymentActions {
     std::set<ModuleKey> mHeld;         // being removed
     std::vector<WorkDone> mUnstarted;  // work that couldn't be begun
     std::mutex mEnding;                // held by who refuses because of the end
+    bool mIsEnding = false;            // nothing is begun any more
     std::size_t mAnswersDue = 0;
     Clock::time_point mLastInput = Clock::now();
     Workers mWorkers;

@@ -16,7 +16,7 @@ namespace orvane::plexa::zarnd {
 
 namespace {
 
-constexpr int kMaxWindowBits = 26;  // 64 MiB
+constexpr int kMaxWindowBits = 25;  // 32 MiB
 // A decoder of xz needs a little more than its window.
 constexpr std::uint64_t kMaxXzBytes = (std::uint64_t{1} << kMaxWindowBits) + (std::uint64_t{1} << 20U);
 constexpr int kGzipOnly = 16;  // beside the bits of the window
@@ -27,7 +27,7 @@ constexpr int kGzipOnly = 16;  // beside the bits of the window
 }
 
 [[noreturn]] void RefuseWindow() {
-    throw Failure(ErrorCode::kArchiveTooLarge, "the archive is compressed with a window of more than 64 MiB");
+    throw Failure(ErrorCode::kArchiveTooLarge, "the archive is compressed with a window of more than 32 MiB");
 }
 
 unsigned char* Bytes(std::span<const std::byte> inBytes) {

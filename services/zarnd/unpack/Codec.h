@@ -24,7 +24,7 @@ class ICodec {
 inline constexpr std::size_t kSignatureBytes = 10;
 
 /// What turns a stream that begins so (gzip, bzip2, xz or zstd) into what it was; null when it isn't
-/// compressed. Memory is bounded: windows of more than 64 MiB are refused (`kArchiveTooLarge`).
+/// compressed. Memory is bounded: windows of more than 32 MiB are refused (`kArchiveTooLarge`).
 std::unique_ptr<ICodec> CodecFor(std::span<const std::byte> inBegin);
 
 }  // namespace orvane::plexa::zarnd
