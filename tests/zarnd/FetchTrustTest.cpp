@@ -1,0 +1,40 @@
+// Servers that have to prove who they are.
+#include <gmock/gmock.h>
+
+#include "support/Fetching.h"
+#include "support/HttpServer.h"
+#include "support/SafeServer.h"
+#include "support/ScratchFolder.h"
+
+namespace zarnd_test {
+
+using namespace std::chrono_literals;
+
+TEST(Fetch, BringsContentFromAServerThatATrustedAuthorityVouchesFor) {
+    const ScratchFolder scratch;
+    Write(scratch.Path() / "archive",
+          "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kContent.size()) +
+              "\r\nConnection: close\r\n\r\n" + kContent);
+    const SafeServer server(scratch.Path().string());
+    FetchSettings settings = Quick();
+    settings.mPace = {};
+    settings.mAuthorities = server.Authority();
+    Collector sink;
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink, settings), std::nullopt);
+    EXPECT_TRUE(sink.mText == kContent);
+}
+
+TEST(Fetch, TrustsNoServerThatNobodyVouchesFor) {
+    const ScratchFolder scratch;
+    const SafeServer server(scratch.Path().string());
+    Collector sink;
+    try {
+        Fetch(server.Address(), 1, Quick(), sink, {});
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.Code(), ErrorCode::kUnreachable);
+        EXPECT_THAT(failure.what(), testing::StartsWith("the server can't be trusted"));
+    }
+}
+
+}  // namespace zarnd_test
