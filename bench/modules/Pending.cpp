@@ -77,6 +77,55 @@ class Pending : private IDeploymentActions {
     std::size_t mTold = 0;
 };
 
+/// A module that is worked on, and so many that wait for it, each asked for by a process of its own.
+class NeededByMany : private IDeploymentActions {
+  public:
+    explicit NeededByMany(std::size_t inDependents) {
+        PlannedModule base;
+        base.mSpec.mId = "BASE";
+        base.mWeight = 1000;
+        for (std::size_t number = 0; number != inDependents; ++number) {
+            PlannedModule planned = base;
+            planned.mSpec.mId = "MODULE-" + std::to_string(number);
+            planned.mSpec.mNeeds = {"BASE"};
+            mDeployment.OnRequest({{"HOST-1.0", number, static_cast<std::int32_t>(number)},
+                                   {"QRTX", planned.mSpec.mId},
+                                   "20.0"},
+                                  {base, planned}, mNow);
+        }
+    }
+    /// The work has come a percent further, of which everybody is told.
+    void Share() {
+        mNow += std::chrono::milliseconds(60);
+        mShare += 0.02;
+        mDeployment.OnShare({"QRTX", "BASE"}, mShare, mNow);
+    }
+    [[nodiscard]] std::size_t Told() const { return mTold; }
+
+  private:
+    void StartWork(const ModuleKey& /*inKey*/, const ModuleSpec& /*inModule*/) override {}
+    void StopWork(const ModuleKey& /*inKey*/) override {}
+    void Tell(const Asker& /*inAsker*/, const DeploymentEvent& inEvent) override {
+        mTold += WriteEvent(inEvent).empty() ? 0 : 1;
+    }
+
+    Deployment mDeployment{*this};
+    Deployment::Time mNow = Clock::now();
+    double mShare = 0;
+    std::size_t mTold = 0;
+};
+
+void MeasureNeededByMany() {
+    constexpr int kPercent = 40;
+    NeededByMany needed(kMaxModules - 1);
+    const std::size_t before = needed.Told();
+    const auto begin = Clock::now();
+    for (int event = 0; event != kPercent; ++event) needed.Share();
+    const std::chrono::duration<double, std::milli> time = Clock::now() - begin;
+    std::printf("progress of one that %zu wait for: %.2f ms an event, %zu told of each\n", kMaxModules - 1,
+                time.count() / kPercent, (needed.Told() - before) / kPercent);
+}
+
 double NanosecondsOf(const std::function<void()>& inEvent) {
     const auto begin = Clock::now();
     for (int event = 0; event != kEventsInARound; ++event) inEvent();
@@ -116,6 +165,7 @@ int main() {
         const double ofMany = MedianOf(timesOfMany);
         std::printf("%-26s %10.0f %10.0f %7.2f\n", name, ofFew, ofMany, ofMany / ofFew);
     }
+    MeasureNeededByMany();
     std::printf("(%zu events told)\n", few.Told() + many.Told());
     return 0;
 }

@@ -121,10 +121,26 @@ TEST_F(Observing, WhatWasKeptCountsForProcessesThatStillRun) {
 
     mRunning[200] = 44;
     Observers next{[this](std::int32_t inId) { return mRunning[inId]; }};
-    next.Restore(file.Load());
+    const auto [ended, tooMany] = next.Restore(file.Load());
+    EXPECT_EQ(ended, 1U);
+    EXPECT_EQ(tooMany, 0U);
     EXPECT_FALSE(next.HasPresent()) << "not before they are seen on the bus";
     next.OnEndPoints({kPhoto, kWords});
     EXPECT_THAT(next.For("mail", "new"), ElementsAre(Pair(kPhoto, "a")));
+}
+
+TEST_F(Observing, MoreThanThereMayBeIsNotTakenOver) {
+    mRunning[1] = mRunning[2] = 7;
+    Observers::Table kept;
+    for (const std::int32_t process : {1, 2}) {
+        auto& [start, place, observers] = kept[{"MANY-1", process}];
+        start = 7;
+        const std::size_t count = Observers::kMaxOfProcess + (process == 2 ? 1 : 0);
+        for (std::size_t i = 0; i != count; ++i) observers.push_back({"mail", "new", std::to_string(i)});
+    }
+    EXPECT_EQ(mObservers.Restore(kept).mTooMany, Observers::kMaxOfProcess + 1);
+    EXPECT_EQ(mObservers.Count({"MANY-1", 1, 1}, "mail", "new"), Observers::kMaxOfProcess);
+    EXPECT_EQ(mObservers.Count({"MANY-1", 1, 2}, "mail", "new"), 0U);
 }
 
 TEST_F(Observing, AFileThatCannotBeUnderstoodKeepsNothing) {

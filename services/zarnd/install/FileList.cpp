@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "common/Failure.h"
+#include "common/JSONFields.h"
 #include "install/Disk.h"
-#include "install/JSONFields.h"
 #include "nuocore/JSON.h"
 
 namespace orvane::plexa::zarnd {
@@ -41,7 +41,7 @@ std::string LineOf(const ListedFile& inFile) {
 
 ListedFile FileOf(std::string_view inLine) try {
     const auto value = nuocore::serialization::ParseJSON(inLine);
-    const auto& object = boost::any_cast<const VariantObject&>(*value);
+    const auto& object = As<VariantObject>(*value);
     ListedFile file;
     file.mPath = TextAt(object, "path");
     if (object.find("target") != object.end()) {
@@ -49,11 +49,11 @@ ListedFile FileOf(std::string_view inLine) try {
     } else {
         file.mSize = SizeAt(object, "size");
         file.mSha256 = TextAt(object, "sha256");
-        file.mIsExecutable = boost::any_cast<bool>(FieldAt(object, "executable"));
+        file.mIsExecutable = As<bool>(FieldAt(object, "executable"));
     }
     return file;
-} catch (const boost::bad_any_cast&) {
-    throw ManifestError("has a value of the wrong kind");
+} catch (const FieldError& error) {
+    throw ManifestError(error.what());
 } catch (const nuocore::serialization::JSONError& error) {
     throw ManifestError(std::string("is no JSON: ") + error.what());
 }

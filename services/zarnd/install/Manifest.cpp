@@ -1,6 +1,6 @@
 #include "install/Manifest.h"
 
-#include "install/JSONFields.h"
+#include "common/JSONFields.h"
 #include "nuocore/JSON.h"
 
 namespace orvane::plexa::zarnd {
@@ -22,8 +22,8 @@ VariantValuePtr Texts(const std::vector<std::string>& inTexts) {
 
 std::vector<std::string> TextsAt(const VariantObject& inObject, const char* inKey) {
     std::vector<std::string> texts;
-    for (const VariantValuePtr& entry : boost::any_cast<const VariantArray&>(FieldAt(inObject, inKey))) {
-        texts.emplace_back(boost::any_cast<const UTF8String&>(*entry));
+    for (const VariantValuePtr& entry : As<VariantArray>(FieldAt(inObject, inKey))) {
+        texts.emplace_back(As<UTF8String>(*entry));
     }
     return texts;
 }
@@ -45,7 +45,7 @@ std::string WriteManifest(const Manifest& inManifest) {
 
 Manifest ReadManifest(std::string_view inText) try {
     const VariantValuePtr value = nuocore::serialization::ParseJSON(inText);
-    const auto& object = boost::any_cast<const VariantObject&>(*value);
+    const auto& object = As<VariantObject>(*value);
     return {TextAt(object, "product"),
             TextAt(object, "module"),
             TextAt(object, "version"),
@@ -53,8 +53,8 @@ Manifest ReadManifest(std::string_view inText) try {
             TextsAt(object, "needs"),
             TextsAt(object, "conflicts"),
             {SizeAt(object, "size"), TextAt(object, "files-sha256")}};
-} catch (const boost::bad_any_cast&) {
-    throw ManifestError("has a value of the wrong kind");
+} catch (const FieldError& error) {
+    throw ManifestError(error.what());
 } catch (const nuocore::serialization::JSONError& error) {
     throw ManifestError(std::string("is no JSON: ") + error.what());
 }

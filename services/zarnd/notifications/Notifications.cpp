@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "bus/MessageTypes.h"
+#include "common/JSONFields.h"
 #include "notifications/Payloads.h"
 #include "service/Answer.h"
 #include "service/Notes.h"
 
 namespace orvane::plexa::zarnd {
 
-using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantObject;
 
 namespace {
@@ -26,7 +26,9 @@ Notifications::Notifications(std::filesystem::path inFile, IPort& ioPort)
       mFile(std::move(inFile)),
       mObservers(&StartOfSystemProcess),
       mSavedAt(Now() - kBetweenSaves) {
-    mObservers.Restore(mFile.Load());
+    const auto [ended, tooMany] = mObservers.Restore(mFile.Load());
+    if (ended != 0) Note(std::to_string(ended) + " observers are forgotten: their processes have ended");
+    if (tooMany != 0) Note(std::to_string(tooMany) + " observers are forgotten: there are too many");
 }
 
 bool Notifications::Takes(const std::string& inType) {
@@ -100,7 +102,7 @@ void Notifications::Answer(const Message& inQuestion, const std::optional<Reques
                            std::size_t inObservers) {
     if (!inId) return;
     VariantObject content;
-    content["observers"] = MakeValue(static_cast<std::int64_t>(inObservers));
+    content["observers"] = SizeValue(inObservers);
     mPort.Send(inQuestion.mFrom, inQuestion.mType + kAnswerSuffix, WriteAnswer(*inId, std::move(content)));
 }
 

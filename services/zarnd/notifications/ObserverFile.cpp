@@ -1,6 +1,5 @@
 #include "notifications/ObserverFile.h"
 
-#include <boost/any.hpp>
 #include <cerrno>
 #include <charconv>
 #include <fstream>
@@ -8,13 +7,13 @@
 #include <system_error>
 
 #include "common/Failure.h"
+#include "common/JSONFields.h"
 #include "install/Disk.h"
 #include "nuocore/JSON.h"
 #include "service/Notes.h"
 
 namespace orvane::plexa::zarnd {
 
-using nuocore::UTF8String;
 using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantArray;
 using nuocore::serialization::VariantObject;
@@ -23,8 +22,6 @@ using nuocore::serialization::VariantValue;
 namespace {
 
 constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20U;  // more than the most observers take
-
-auto Text(std::string_view inText) { return MakeValue(UTF8String(inText)); }
 
 // What the kernel tells in a file, which has no size; empty when there is no such file.
 std::string KernelText(const std::string& inPath) {
@@ -35,49 +32,35 @@ std::string KernelText(const std::string& inPath) {
 // Of the running system; empty when it doesn't say.
 std::string BootId() { return KernelText("/proc/sys/kernel/random/boot_id"); }
 
-const VariantValue& At(const VariantObject& inObject, const char* inKey) {
-    const auto found = inObject.find(UTF8String(inKey));
-    if (found == inObject.end() || !found->second) throw boost::bad_any_cast();
-    return *found->second;
-}
-
-template <typename T>
-T Get(const VariantValue& inValue) {
-    return boost::any_cast<T>(inValue);
-}
-
-std::string TextOf(const VariantObject& inObject, const char* inKey) {
-    return std::string(Get<UTF8String>(At(inObject, inKey)));
-}
-
 VariantObject ObjectOf(const Observers::Table::value_type& inEntry) {
     VariantArray observers;
     for (const Observer& observer : inEntry.second.mObservers) {
         VariantObject object;
-        object["type"] = Text(observer.mType);
-        object["sub-type"] = Text(observer.mSubType);
-        object["observer-namespace"] = Text(observer.mNamespace);
+        object["type"] = TextValue(observer.mType);
+        object["sub-type"] = TextValue(observer.mSubType);
+        object["observer-namespace"] = TextValue(observer.mNamespace);
         observers.push_back(MakeValue(object));
     }
     VariantObject process;
-    process["app-id"] = Text(inEntry.first.first);
+    process["app-id"] = TextValue(inEntry.first.first);
     process["process"] = MakeValue(std::int64_t{inEntry.first.second});
-    process["start"] = MakeValue(static_cast<std::int64_t>(inEntry.second.mStart));
+    process["start"] = SizeValue(inEntry.second.mStart);
     process["observers"] = MakeValue(observers);
     return process;
 }
 
 Observers::Table TableOf(const VariantObject& inContent) {
     Observers::Table table;
-    for (const auto& entry : Get<VariantArray>(At(inContent, "processes"))) {
-        const auto process = Get<VariantObject>(*entry);
-        Observers::OfProcess& kept = table[{
-            TextOf(process, "app-id"), static_cast<std::int32_t>(Get<std::int64_t>(At(process, "process")))}];
-        kept.mStart = static_cast<std::uint64_t>(Get<std::int64_t>(At(process, "start")));
-        for (const auto& value : Get<VariantArray>(At(process, "observers"))) {
-            const auto observer = Get<VariantObject>(*value);
-            kept.mObservers.push_back({TextOf(observer, "type"), TextOf(observer, "sub-type"),
-                                       TextOf(observer, "observer-namespace")});
+    for (const auto& entry : As<VariantArray>(FieldAt(inContent, "processes"))) {
+        const auto& process = As<VariantObject>(*entry);
+        Observers::OfProcess& kept =
+            table[{TextAt(process, "app-id"),
+                   static_cast<std::int32_t>(As<std::int64_t>(FieldAt(process, "process")))}];
+        kept.mStart = SizeAt(process, "start");
+        for (const auto& value : As<VariantArray>(FieldAt(process, "observers"))) {
+            const auto& observer = As<VariantObject>(*value);
+            kept.mObservers.push_back({TextAt(observer, "type"), TextAt(observer, "sub-type"),
+                                       TextAt(observer, "observer-namespace")});
         }
     }
     return table;
@@ -103,7 +86,7 @@ void ObserverFile::Save(const Observers::Table& inTable) const {
     VariantArray processes;
     for (const auto& entry : inTable) processes.push_back(MakeValue(ObjectOf(entry)));
     VariantObject content;
-    content["boot"] = Text(BootId());
+    content["boot"] = TextValue(BootId());
     content["processes"] = MakeValue(processes);
 
     MakeFolders(mPath.parent_path());
@@ -119,8 +102,9 @@ Observers::Table ObserverFile::Load() const {
     const auto text = ReadFile(mPath, kMaxFileBytes);
     if (!text) return {};
     try {
-        const auto content = Get<VariantObject>(*nuocore::serialization::ParseJSON(*text));
-        if (TextOf(content, "boot") != BootId()) return {};
+        const auto value = nuocore::serialization::ParseJSON(*text);
+        const auto& content = As<VariantObject>(*value);
+        if (TextAt(content, "boot") != BootId()) return {};
         return TableOf(content);
     } catch (const std::exception& error) {  // not JSON, or other kinds of values
         Note(mPath.string() + " is left aside: " + error.what());

@@ -65,15 +65,21 @@ bool Observers::OnEndPoints(const std::vector<Asker>& inEndPoints) {
     return mTable.size() != before;
 }
 
-void Observers::Restore(Table inKept) {
+Observers::LeftOut Observers::Restore(Table inKept) {
+    LeftOut leftOut;
     for (auto& [key, process] : inKept) {
-        if (process.mObservers.empty() || process.mObservers.size() > kMaxOfProcess ||
-            CountAll() + process.mObservers.size() > kMaxInAll || !IsRunning({key, process})) {
-            continue;
+        const std::size_t count = process.mObservers.size();
+        if (count == 0) continue;
+        if (!IsRunning({key, process})) {
+            leftOut.mEnded += count;
+        } else if (count > kMaxOfProcess || CountAll() + count > kMaxInAll) {
+            leftOut.mTooMany += count;
+        } else {
+            process.mPlace.reset();
+            mTable.insert_or_assign(key, std::move(process));
         }
-        process.mPlace.reset();
-        mTable.insert_or_assign(key, std::move(process));
     }
+    return leftOut;
 }
 
 std::vector<std::pair<Asker, std::string>> Observers::For(const std::string& inType,

@@ -52,8 +52,13 @@ class Observers {
     Outcome Unregister(const Asker& inFrom, const std::string& inNamespace);
     /// The end points are these now. Whether observers have gone.
     bool OnEndPoints(const std::vector<Asker>& inEndPoints);
+    /// Observers that were kept and are not taken over.
+    struct LeftOut {
+        std::size_t mEnded = 0;    ///< their processes run no more
+        std::size_t mTooMany = 0;  ///< beyond the bounds
+    };
     /// Takes over what was kept of an earlier run, as far as the processes still run, as having no end point.
-    void Restore(Table inKept);
+    LeftOut Restore(Table inKept);
 
     /// Whom a notification concerns: end point and namespace.
     [[nodiscard]] std::vector<std::pair<Asker, std::string>> For(const std::string& inType,

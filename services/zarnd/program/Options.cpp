@@ -48,6 +48,7 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, const Envir
     Options options;
     std::string catalogues;
     std::string data;
+    std::string authorities;
     std::optional<std::int64_t> idleExit;
     const auto isFilled = [](const std::string& inText) { return inText.empty() ? "must not be empty" : ""; };
 
@@ -63,6 +64,10 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, const Envir
            "--data-dir", data,
            "Folder of what is installed (default: orvane/zarnd in $XDG_DATA_HOME, else in ~/.local/share)")
         ->check(isFilled);
+    app.add_option("--ca-file", authorities,
+                   "File of certificates (PEM) that are trusted in place of the system's, for archives at "
+                   "https addresses")
+        ->check(CLI::ExistingFile);
     app.add_option(
            "--idle-exit", idleExit,
            "Leave after this many seconds with nothing to do, 0: never (default: 0, with --on-demand 300)")
@@ -78,6 +83,7 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, const Envir
         std::chrono::seconds(idleExit.value_or(options.mIsOnDemand ? kIdleExitOnDemand : std::int64_t{0}));
     options.mCatalogues = catalogues.empty() ? CatalogueFoldersOf(inEnvironment)
                                              : std::vector<fs::path>{fs::absolute(catalogues)};
+    if (!authorities.empty()) options.mAuthorities = fs::absolute(authorities);
     options.mData = data.empty() ? DataFolderOf(inEnvironment) : fs::absolute(data);
     if (options.mData.empty()) {
         outErrors << "zarnd: there is no home for what is installed: set HOME, XDG_DATA_HOME or --data-dir\n";

@@ -20,6 +20,7 @@ inline constexpr int kExitUsage = 2;
 struct Options {
     std::vector<std::filesystem::path> mCatalogues;  ///< folders, the first one counts most
     std::filesystem::path mData;                     ///< folder of the lock, the log and the modules
+    std::filesystem::path mAuthorities;              ///< file of certificates to trust; empty: the system's
     std::chrono::seconds mIdleExit{0};
     bool mIsOnDemand = false;
 };

@@ -74,6 +74,7 @@ void Serve(const Options& inOptions) {
     settings.mCatalogues = inOptions.mCatalogues;
     settings.mModules = inOptions.mData / "modules";
     settings.mObservers = inOptions.mData / "observers.json";
+    settings.mFetch.mAuthorities = inOptions.mAuthorities.string();
     settings.mIdleExit = inOptions.mIdleExit;
     settings.mConflicts = &RunningPrograms;
     BusHost host;

@@ -1,5 +1,6 @@
 #include "service/Answer.h"
 
+#include "common/JSONFields.h"
 #include "nuocore/JSON.h"
 
 namespace orvane::plexa::zarnd {
@@ -9,22 +10,19 @@ using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantArray;
 using nuocore::serialization::VariantObject;
 using nuocore::serialization::VariantValue;
-using nuocore::serialization::VariantValuePtr;
 
 namespace {
 
-VariantValuePtr Text(std::string_view inText) { return MakeValue(UTF8String(inText)); }
-
 std::string Write(const RequestId& inId, VariantObject& ioContent, const char* inResult) {
-    ioContent["result"] = Text(inResult);
-    ioContent[UTF8String(inId.mKey)] = Text(inId.mId);
+    ioContent["result"] = TextValue(inResult);
+    ioContent[UTF8String(inId.mKey)] = TextValue(inId.mId);
     return std::string(nuocore::serialization::GetJSONUTF8String(VariantValue(ioContent), false));
 }
 
 VariantObject ModuleObject(const std::string& inProduct, const std::string& inModule) {
     VariantObject module;
-    module["product-sapcode"] = Text(inProduct);
-    module["module-id"] = Text(inModule);
+    module["product-sapcode"] = TextValue(inProduct);
+    module["module-id"] = TextValue(inModule);
     return module;
 }
 
@@ -39,9 +37,9 @@ std::string WriteAnswer(const RequestId& inId, VariantObject inContent) {
 
 std::string WriteRefusal(const RequestId& inId, ErrorCode inCode, const std::string& inSentence) {
     VariantObject data;
-    data["error-code"] = Text(std::to_string(static_cast<int>(inCode)));
-    data["error-type"] = Text("fatal");
-    data["error-metadata"] = Text(inSentence);
+    data["error-code"] = TextValue(std::to_string(static_cast<int>(inCode)));
+    data["error-type"] = TextValue("fatal");
+    data["error-metadata"] = TextValue(inSentence);
     VariantObject content;
     content["error-data"] = MakeValue(data);
     return Write(inId, content, "error");
@@ -51,11 +49,11 @@ VariantObject ListContent(const std::vector<ListedModule>& inModules) {
     VariantArray list;
     for (const ListedModule& listed : inModules) {
         VariantObject module = ModuleObject(listed.mProduct, listed.mModule);
-        module["state"] = Text(listed.mState);
-        module["size"] = MakeValue(static_cast<std::int64_t>(listed.mSize));
-        if (!listed.mInstalledVersion.empty()) module["version"] = Text(listed.mInstalledVersion);
-        if (!listed.mOfferedVersion.empty()) module["offered-version"] = Text(listed.mOfferedVersion);
-        if (!listed.mFolder.empty()) module["folder"] = Text(listed.mFolder);
+        module["state"] = TextValue(listed.mState);
+        module["size"] = SizeValue(listed.mSize);
+        if (!listed.mInstalledVersion.empty()) module["version"] = TextValue(listed.mInstalledVersion);
+        if (!listed.mOfferedVersion.empty()) module["offered-version"] = TextValue(listed.mOfferedVersion);
+        if (!listed.mFolder.empty()) module["folder"] = TextValue(listed.mFolder);
         list.push_back(MakeValue(module));
     }
     VariantObject content;
@@ -67,13 +65,13 @@ VariantObject CheckContent(const std::vector<CheckedModule>& inModules) {
     VariantArray list;
     for (const CheckedModule& checked : inModules) {
         VariantObject module = ModuleObject(checked.mProduct, checked.mModule);
-        module["version"] = Text(checked.mVersion);
-        module["state"] = Text(checked.mDamages.empty() ? "intact" : "damaged");
+        module["version"] = TextValue(checked.mVersion);
+        module["state"] = TextValue(checked.mDamages.empty() ? "intact" : "damaged");
         VariantArray damages;
         for (const Damage& damage : checked.mDamages) {
             VariantObject entry;
-            entry["file"] = Text(damage.mPath);
-            entry["damage"] = Text(damage.mWhat);
+            entry["file"] = TextValue(damage.mPath);
+            entry["damage"] = TextValue(damage.mWhat);
             damages.push_back(MakeValue(entry));
         }
         if (!damages.empty()) module["damages"] = MakeValue(damages);

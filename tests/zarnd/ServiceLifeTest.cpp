@@ -1,0 +1,110 @@
+// How the service starts, ends, is killed, and outlives the broker.
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "support/ServingFixture.h"
+
+namespace zarnd_test {
+
+using support::ChildProcess;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+namespace fs = std::filesystem;
+
+TEST_F(Serving, GoesOnWhenTheBrokerHasBeenKilled) {
+    Gate gate(kArchive);
+    mDesk.Offer({ModuleOf(kArchive, gate.Server().Address())});
+    mDesk.StartService();
+    const auto host = mDesk.Host("KQ7L");
+    ASSERT_TRUE(host->AwaitOutput("progress")) << host->Output();
+    const auto broker = mDesk.Bus().BrokerId();
+    ASSERT_TRUE(broker);
+    ::kill(*broker, SIGKILL);
+    gate.Open();
+    EXPECT_EQ(mDesk.EndOf(*host), "QRTX 20.0 KQ7L completed");
+    EXPECT_EQ(mDesk.EndOf(*mDesk.Host("KQ7L")), "QRTX 20.0 KQ7L completed");
+}
+
+TEST_F(Serving, LeavesTheOldStateWhenItIsKilledAndServesAgain) {
+    Gate gate(kArchive);
+    const std::string before = MakeArchive({{Entry::Kind::kFile, "text", "before"}});
+    mDesk.Offer({ModuleOf(before, mDesk.Store(before, "before.tar"))});
+    mDesk.StartService();
+    EXPECT_EQ(mDesk.EndOf(*mDesk.Host("KQ7L")), "QRTX 20.0 KQ7L completed");
+    mDesk.Offer({ModuleOf(kArchive, gate.Server().Address())});
+    const auto host = mDesk.Host("KQ7L");
+    ASSERT_TRUE(host->AwaitOutput("progress 50")) << host->Output();
+    mDesk.Service().Signal(SIGKILL);
+    mDesk.Service().Wait();
+    EXPECT_EQ(Read(mDesk.Files("KQ7L") / "text"), "before");
+    gate.Open();
+    mDesk.StartService();
+    const fs::path module = mDesk.Data() / "modules" / "QRTX" / "KQ7L";
+    EXPECT_EQ(std::distance(fs::directory_iterator(module), fs::directory_iterator()), 2);
+    EXPECT_EQ(mDesk.EndOf(*mDesk.Host("KQ7L", "NEXT")), "QRTX 20.0 KQ7L completed");
+    EXPECT_EQ(Read(mDesk.Files("KQ7L") / "text"), "words");
+}
+
+TEST_F(Serving, TellsWhoIsOwedAModuleThatItEnds) {
+    Gate gate(kArchive);
+    mDesk.Offer({ModuleOf(kArchive, gate.Server().Address())});
+    mDesk.StartService();
+    const auto host = mDesk.Host("KQ7L");
+    ASSERT_TRUE(host->AwaitOutput("progress")) << host->Output();
+    mDesk.Service().Signal(SIGTERM);
+    EXPECT_THAT(mDesk.EndOf(*host), StartsWith("QRTX 20.0 KQ7L error 361 "));
+    EXPECT_EQ(mDesk.Service().Wait(), 0);
+    gate.Open();
+}
+
+TEST_F(Serving, ServesOneDataFolderOnce) {
+    mDesk.StartService();
+    const auto second = support::Run(mDesk.ServiceCommand());
+    EXPECT_EQ(second.mExitCode, 0);
+    EXPECT_THAT(second.mErrors, HasSubstr("another service has"));
+}
+
+TEST_F(Serving, LeavesWhenItHasNothingToDo) {
+    mDesk.StartService({"--idle-exit", "1"});
+    EXPECT_EQ(mDesk.Service().Wait(), 0) << mDesk.Service().Errors();
+}
+
+TEST_F(Serving, StartedOnDemandHasASessionAndALogOfItsOwn) {
+    mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
+    ChildProcess service(mDesk.ServiceCommand({"--on-demand", "--idle-exit", "1"}));
+    const auto observer = std::make_unique<ChildProcess>(
+        support::Command{{PLEXA_PROGRAM, "observe", "mail", "new"}, mDesk.Bus().Environment(BROKER_BASE)});
+    ASSERT_TRUE(observer->AwaitErrors("observing as")) << observer->Errors();
+    EXPECT_EQ(::getsid(service.Id()), service.Id());
+    // Somebody counts on it for longer than it would stay.
+    EXPECT_EQ(service.Wait(std::chrono::seconds(3)), std::nullopt);
+    observer->Signal(SIGINT);
+    EXPECT_EQ(observer->Wait(), 0);
+    EXPECT_EQ(service.Wait(), 0);
+    EXPECT_EQ(service.Errors(), "");
+    EXPECT_THAT(Read(mDesk.Data() / "zarnd.log"),
+                AllOf(HasSubstr("serving as zarnd-"), EndsWith("ended [, ]\n")));
+}
+
+TEST(CommandLine, ExplainsItselfAndRefusesWhatItDoesNotKnow) {
+    const auto run = [](const std::vector<std::string>& inArguments) {
+        support::Command command{{ZARND_PROGRAM}};
+        command.mArguments.insert(command.mArguments.end(), inArguments.begin(), inArguments.end());
+        command.mEnvironment = {{"HOME", std::nullopt}, {"XDG_DATA_HOME", std::nullopt}};
+        return support::Run(command);
+    };
+    EXPECT_THAT(run({"--help"}).mOutput, AllOf(HasSubstr("Examples:"), HasSubstr("--idle-exit")));
+    EXPECT_EQ(run({"--help"}).mExitCode, 0);
+    EXPECT_THAT(run({"--version"}).mOutput, StartsWith("zarnd "));
+    EXPECT_EQ(run({"--nonsense"}).mExitCode, 2);
+    EXPECT_EQ(run({"--idle-exit", "-1"}).mExitCode, 2);
+    const auto homeless = run({});
+    EXPECT_EQ(homeless.mExitCode, 2);
+    EXPECT_THAT(homeless.mErrors, HasSubstr("set HOME, XDG_DATA_HOME or --data-dir"));
+}
+
+}  // namespace zarnd_test
