@@ -36,7 +36,7 @@ PropertyDefiner::PropertyDefiner(JSGlobalContextRef inContext)
     JSValueProtect(inContext, mFunction);
 }
 
-void PropertyDefiner::Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue,
+void PropertyDefiner::Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue, Rights inRights,
                              JSValueRef* outException) const {
     const JSObjectRef description = JSObjectMake(mContext, nullptr, nullptr);
     JSObjectSetPrototype(mContext, description, JSValueMakeNull(mContext));  // scripts may have added to it
@@ -45,9 +45,9 @@ void PropertyDefiner::Define(JSObjectRef inObject, JSStringRef inName, JSValueRe
                             nullptr);
     };
     describe("value", inValue);
-    for (const char* const right : {"writable", "enumerable", "configurable"}) {
-        describe(right, JSValueMakeBoolean(mContext, true));
-    }
+    describe("writable", JSValueMakeBoolean(mContext, inRights.mWrite));
+    describe("enumerable", JSValueMakeBoolean(mContext, inRights.mEnumerate));
+    describe("configurable", JSValueMakeBoolean(mContext, inRights.mConfigure));
     const std::array<JSValueRef, 3> arguments = {inObject, JSValueMakeString(mContext, inName), description};
     JSObjectCallAsFunction(mContext, mFunction, nullptr, arguments.size(), arguments.data(), outException);
 }

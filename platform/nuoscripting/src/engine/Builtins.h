@@ -12,10 +12,20 @@ void TakeAwayUnbounded(JSGlobalContextRef inContext);
 /// Defines and redefines properties, whatever the script does to the function of that name.
 class PropertyDefiner {
   public:
+    /// What scripts may do with a property.
+    struct Rights {
+        bool mWrite;
+        bool mEnumerate;
+        bool mConfigure;
+    };
+    static constexpr Rights kAll = {true, true, true};
+    static constexpr Rights kNaming = {false, false, true};  // as "name" and "length" of functions
+
     explicit PropertyDefiner(JSGlobalContextRef inContext);
-    /// Gives an object a property of its own that scripts may change, in place of what they have there;
-    /// runs none of their code. With an exception when they have fixed what is there.
-    void Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue, JSValueRef* outException) const;
+    /// Gives an object a property of its own, in place of what it has there; runs no code of scripts. With an
+    /// exception when what is there is fixed.
+    void Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue, Rights inRights,
+                JSValueRef* outException) const;
 
   private:
     JSGlobalContextRef mContext;

@@ -1,4 +1,8 @@
 #include <array>
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <new>
 #include <string>
 
 #include "Classes.h"
@@ -13,18 +17,33 @@ namespace nuoscripting::engine {
 
 namespace {
 
-using Arguments = std::array<ScriptValue, kMaxParameters>;
+// The arguments of one call, as many as the method takes: most take few, and calls are many.
+class Arguments {
+  public:
+    explicit Arguments(std::size_t inCount) noexcept : mCount(inCount) {
+        std::uninitialized_value_construct_n(First(), mCount);
+    }
+    Arguments(const Arguments&) = delete;
+    Arguments& operator=(const Arguments&) = delete;
+    ~Arguments() { std::destroy_n(First(), mCount); }
+
+    [[nodiscard]] std::span<ScriptValue> Get() noexcept { return {First(), mCount}; }
+
+  private:
+    ScriptValue* First() noexcept { return std::launder(reinterpret_cast<ScriptValue*>(mRoom.data())); }
+
+    const std::size_t mCount;
+    alignas(ScriptValue) std::array<std::byte, kMaxParameters * sizeof(ScriptValue)> mRoom;
+};
 
 // A call that goes on when the script doesn't wait for it. Owns all it needs, the library of the method last.
 struct DetachedCall {
     std::shared_ptr<const ScriptDefinitions::Pinned> mPinned;
     const ScriptItemDefinitionBase& mItem;
     RefPtr<ScriptObject> mObject;
-    Arguments mArguments;
+    std::vector<ScriptValue> mArguments;
 
-    ScriptValue operator()() {
-        return mItem.Invoke(*mObject, std::span(mArguments).first(mItem.GetParameterTypes().size()));
-    }
+    ScriptValue operator()() { return mItem.Invoke(*mObject, mArguments); }
 };
 
 JSValueRef Refuse(JSContextRef inContext, const ItemInfo& inItem, const std::string& inWhy) {
@@ -108,41 +127,44 @@ JSValueRef CallForPromise(const ItemInfo& inItem, DetachedCall inCall, bool inOn
     return made;
 }
 
-JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, JSObjectRef inThis, std::size_t inCount,
-                const JSValueRef inArguments[], JSValueRef* outException) {
-    const ScriptItemDefinitionBase& item = inItem.mItem;
-    const auto* const instance = static_cast<const InstanceInfo*>(CarriedBy(inThis));
-    if (instance == nullptr || instance->mKind != Carried::Kind::kInstance ||
-        &instance->mClass != &inItem.mClass) {
-        *outException = Refuse(inContext, inItem, "called on something that is no such object");
-        return nullptr;
+// On another thread, or so that the script doesn't wait.
+JSValueRef CallElsewhere(JSContextRef inContext, const ItemInfo& inItem, DetachedCall inCall,
+                         JSValueRef* outException) {
+    const std::uint32_t flags = inItem.mItem.GetFlags();
+    const bool isOnUIThread = (flags & kItemFlag_UIThread) != 0;
+    if ((flags & kItemFlag_Promise) != 0 &&
+        (inItem.mContext.GetOwner().GetFlags() & kContextFlag_Promises) != 0) {
+        return CallForPromise(inItem, std::move(inCall), isOnUIThread, outException);
     }
-    // Held: the method may let go of everything else that holds it.
-    const RefPtr<ScriptObject> object = instance->mObject;
-    if (object->IsFinalized()) {
+    return ToScript(inContext, isOnUIThread ? CallOnUIThread(inItem, std::move(inCall)) : inCall());
+}
+
+// The script's frame holds the object while its method runs.
+JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, ScriptObject& ioObject, std::size_t inCount,
+                const JSValueRef inArguments[], JSValueRef* outException) {
+    if (ioObject.IsFinalized()) {
         *outException = Refuse(inContext, inItem, "the object has ended");
         return nullptr;
     }
-    Arguments arguments;
-    const std::size_t count = item.GetParameterTypes().size();
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!TakeArgument(inContext, inItem, i, i < inCount ? inArguments[i] : nullptr, arguments[i],
+    const ScriptItemDefinitionBase& item = inItem.mItem;
+    Arguments arguments(item.GetParameterTypes().size());
+    std::size_t index = 0;
+    for (ScriptValue& argument : arguments.Get()) {
+        if (!TakeArgument(inContext, inItem, index, index < inCount ? inArguments[index] : nullptr, argument,
                           outException)) {
             return nullptr;
         }
+        ++index;
     }
     try {
-        const std::uint32_t flags = item.GetFlags() & kItemFlag_ThreadMask;
-        const bool isOnUIThread = (flags & kItemFlag_UIThread) != 0;
-        if (flags == kItemFlag_Direct) {
-            return ToScript(inContext, item.Invoke(*object, std::span(arguments).first(count)));
+        if ((item.GetFlags() & kItemFlag_ThreadMask) == kItemFlag_Direct) {
+            return ToScript(inContext, item.Invoke(ioObject, arguments.Get()));
         }
-        DetachedCall call{inItem.mClass.mPinned, item, object, std::move(arguments)};
-        if ((flags & kItemFlag_Promise) != 0 &&
-            (inItem.mContext.GetOwner().GetFlags() & kContextFlag_Promises) != 0) {
-            return CallForPromise(inItem, std::move(call), isOnUIThread, outException);
-        }
-        return ToScript(inContext, isOnUIThread ? CallOnUIThread(inItem, std::move(call)) : call());
+        std::vector<ScriptValue> owned(std::make_move_iterator(arguments.Get().begin()),
+                                       std::make_move_iterator(arguments.Get().end()));
+        return CallElsewhere(inContext, inItem,
+                             {inItem.mClass.mPinned, item, RefPtr<ScriptObject>(&ioObject), std::move(owned)},
+                             outException);
     } catch (...) {
         *outException = MakeError(inItem.mContext, std::current_exception());
         return nullptr;
@@ -153,12 +175,19 @@ JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, JSObjectRef inTh
 
 JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef inThis, std::size_t inCount,
                       const JSValueRef inArguments[], JSValueRef* outException) {
-    const auto& item = static_cast<const ItemInfo&>(*CarriedBy(inFunction));
-    Limits& limits = item.mContext.GetLimits();
+    const InstanceInfo* const instance = InstanceOf(inThis);
+    const ItemInfo* const item = instance != nullptr ? instance->mClass.FindItem(inFunction) : nullptr;
+    EngineContext& context = item != nullptr ? item->mContext : EngineContext::Current();
+    Limits& limits = context.GetLimits();
     if (limits.HasStopped()) {
         return JSValueMakeUndefined(inContext);
     }
-    const JSValueRef result = Call(inContext, item, inThis, inCount, inArguments, outException);
+    if (item == nullptr) {
+        *outException =
+            Refuse(inContext, *context.FindItem(inFunction), "called on something that is no such object");
+        return nullptr;
+    }
+    const JSValueRef result = Call(inContext, *item, *instance->mObject, inCount, inArguments, outException);
     if (limits.HasStopped()) {
         *outException = nullptr;
         limits.Hurry();

@@ -58,9 +58,8 @@ bool HasInstance(JSContextRef inContext, JSObjectRef inConstructor, JSValueRef i
                  JSValueRef* /*outException*/) {
     const JSObjectRef object =
         JSValueIsObject(inContext, inValue) ? JSValueToObject(inContext, inValue, nullptr) : nullptr;
-    const Carried* const carried = object != nullptr ? CarriedBy(object) : nullptr;
-    return carried != nullptr && carried->mKind == Carried::Kind::kInstance &&
-           &static_cast<const InstanceInfo*>(carried)->mClass == &ClassOf(inConstructor);
+    const InstanceInfo* const instance = object != nullptr ? InstanceOf(object) : nullptr;
+    return instance != nullptr && &instance->mClass == &ClassOf(inConstructor);
 }
 
 // The collector has found that the script can't reach the object any more. May be called on any thread.
@@ -70,17 +69,6 @@ void Collected(JSObjectRef inObject) {
         EngineContext& context = info->mClass.mContext;
         context.Bury(std::move(info));
     }
-}
-
-JSClassRef MethodClass() {
-    static const JSClassRef sClass = [] {
-        JSClassDefinition definition = kJSClassDefinitionEmpty;
-        definition.className = "Function";
-        definition.attributes = kJSClassAttributeNoAutomaticPrototype;
-        definition.callAsFunction = &CallMethod;
-        return JSClassCreate(&definition);
-    }();
-    return sClass;
 }
 
 JSClassRef ConstructorClass() {
@@ -96,18 +84,24 @@ JSClassRef ConstructorClass() {
     return sClass;
 }
 
-// An object that scripts call, with what functions have.
-JSObjectRef MakeCallable(JSContextRef inContext, JSClassRef inClass, Carried& inCarried,
-                         std::string_view inName, std::size_t inLength) {
-    const JSObjectRef callable = JSObjectMake(inContext, inClass, &inCarried);
-    const JSObjectRef sample = JSObjectMakeFunctionWithCallback(
-        inContext, nullptr,
-        [](auto inWhere, auto, auto, auto, auto, auto) { return JSValueMakeUndefined(inWhere); });
-    // Before it inherits any: setting wouldn't add properties of its own afterwards.
-    Put(inContext, callable, "name", JSValueMakeString(inContext, MakeString(inName).get()), kHidden);
-    Put(inContext, callable, "length", JSValueMakeNumber(inContext, static_cast<double>(inLength)), kHidden);
-    JSObjectSetPrototype(inContext, callable, JSObjectGetPrototype(inContext, sample));
-    return callable;
+void Name(JSContextRef inContext, const ClassInfo& inClass, JSObjectRef inFunction, std::string_view inName,
+          std::size_t inLength) {
+    const PropertyDefiner& properties = inClass.mContext.GetProperties();
+    properties.Define(inFunction, MakeString("name").get(),
+                      JSValueMakeString(inContext, MakeString(inName).get()), PropertyDefiner::kNaming,
+                      nullptr);
+    properties.Define(inFunction, MakeString("length").get(),
+                      JSValueMakeNumber(inContext, static_cast<double>(inLength)), PropertyDefiner::kNaming,
+                      nullptr);
+}
+
+JSObjectRef MakeConstructor(JSContextRef inContext, ClassInfo& ioClass) {
+    const JSObjectRef constructor =
+        JSObjectMake(inContext, ConstructorClass(), static_cast<Carried*>(&ioClass));
+    const JSObjectRef sample = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallConstructor);
+    JSObjectSetPrototype(inContext, constructor, JSObjectGetPrototype(inContext, sample));
+    Name(inContext, ioClass, constructor, ioClass.mDefinition.GetName(), 0);
+    return constructor;
 }
 
 // The object that a path of namespaces stands for.
@@ -144,33 +138,48 @@ ClassInfo::ClassInfo(ScriptDefinitions::Pinned inPinned, EngineContext& inContex
     const std::string name(mDefinition.GetName());
     JSClassDefinition definition = kJSClassDefinitionEmpty;
     definition.className = name.c_str();
+    definition.attributes = kJSClassAttributeNoAutomaticPrototype;  // the engine's own would be slower to ask
     definition.finalize = &Collected;
     mInstances = JSClassCreate(&definition);
 }
 
 ClassInfo::~ClassInfo() { JSClassRelease(mInstances); }
 
+void ClassInfo::AddItem(const ScriptItemDefinitionBase& inItem, JSObjectRef inFunction) {
+    JSValueProtect(mContext.GetContext(), inFunction);
+    mItems.try_emplace(inFunction, inItem, *this, mContext, inFunction);
+}
+
+const ItemInfo* ClassInfo::FindItem(JSObjectRef inFunction) noexcept {
+    if (mLastFound == nullptr || mLastFound->mFunction != inFunction) {
+        const auto found = mItems.find(inFunction);
+        if (found == mItems.end()) {
+            return nullptr;
+        }
+        mLastFound = &found->second;
+    }
+    return mLastFound;
+}
+
 void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
     const ScriptObjectDefinitionBase& definition = ioClass.mDefinition;
-    const JSObjectRef constructor =
-        MakeCallable(inContext, ConstructorClass(), ioClass, definition.GetName(), 0);
-    // The engine makes one prototype for all objects of a class.
-    const JSObjectRef prototype = JSValueToObject(
-        inContext, JSObjectGetPrototype(inContext, JSObjectMake(inContext, ioClass.mInstances, nullptr)),
-        nullptr);
-    Put(inContext, constructor, "prototype", prototype, kHidden);
+    const JSObjectRef prototype = JSObjectMake(inContext, nullptr, nullptr);
+    JSValueProtect(inContext, prototype);
+    ioClass.mPrototype = prototype;
     const JSValueRef inherited = JSObjectGetPrototype(inContext, prototype);
     JSObjectSetPrototype(inContext, prototype, JSValueMakeNull(inContext));
-    Put(inContext, prototype, "constructor", constructor, kHidden);
     for (auto component = definition.ComponentsBegin(); component != definition.ComponentsEnd();
          ++component) {
         const ScriptItemDefinitionBase& item = **component;
-        ioClass.mItems.push_back(std::make_unique<ItemInfo>(item, ioClass, ioClass.mContext));
-        const JSObjectRef method = MakeCallable(inContext, MethodClass(), *ioClass.mItems.back(),
-                                                item.GetName(), CountRequired(item));
+        const JSObjectRef method = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallMethod);
+        Name(inContext, ioClass, method, item.GetName(), CountRequired(item));
+        ioClass.AddItem(item, method);
         Put(inContext, prototype, item.GetName(), method,
             (item.GetFlags() & kItemFlag_Enumerable) != 0 ? kFixed : kHidden);
     }
+    const JSObjectRef constructor = MakeConstructor(inContext, ioClass);
+    Put(inContext, constructor, "prototype", prototype, kHidden);
+    Put(inContext, prototype, "constructor", constructor, kHidden);
     JSObjectSetPrototype(inContext, prototype, inherited);
     Put(inContext, FindNamespace(inContext, definition), definition.GetName(), constructor, kHidden);
 }
@@ -181,7 +190,10 @@ JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<Scri
                           "\": its definition gave no object");
     }
     auto info = std::make_unique<InstanceInfo>(inClass, std::move(inObject));
-    return JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
+    const JSObjectRef instance =
+        JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
+    JSObjectSetPrototype(inContext, instance, inClass.mPrototype);
+    return instance;
 }
 
 std::string NameOf(const ItemInfo& inItem) {

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "nuoscripting/Registry.h"
 
@@ -20,18 +20,21 @@ struct ClassInfo;
 /// What the engine's objects of ours carry. No other object carries anything, so what an object carries says
 /// what it is.
 struct Carried {
-    enum class Kind : std::uint8_t { kClass, kItem, kInstance, kOther };
+    enum class Kind : std::uint8_t { kClass, kInstance, kOther };
     explicit Carried(Kind inKind) noexcept : mKind(inKind) {}
     const Kind mKind;
 };
 
-/// A method's function.
-struct ItemInfo : Carried {
-    ItemInfo(const ScriptItemDefinitionBase& inItem, ClassInfo& inClass, EngineContext& inContext) noexcept
-        : Carried(Kind::kItem), mItem(inItem), mClass(inClass), mContext(inContext) {}
+/// A method, and its function. That is a plain function of the engine's, which carries nothing: calling
+/// anything else would cost a script half as much again.
+struct ItemInfo {
+    ItemInfo(const ScriptItemDefinitionBase& inItem, ClassInfo& inClass, EngineContext& inContext,
+             JSObjectRef inFunction) noexcept
+        : mItem(inItem), mClass(inClass), mContext(inContext), mFunction(inFunction) {}
     const ScriptItemDefinitionBase& mItem;
     ClassInfo& mClass;
     EngineContext& mContext;
+    const JSObjectRef mFunction;  // kept from the collector
 };
 
 /// A class, and its constructor.
@@ -46,7 +49,15 @@ struct ClassInfo : Carried {
     const ScriptObjectDefinitionBase& mDefinition;
     EngineContext& mContext;
     JSClassRef mInstances;
-    std::vector<std::unique_ptr<ItemInfo>> mItems;
+    JSObjectRef mPrototype = nullptr;  // kept from the collector
+
+    void AddItem(const ScriptItemDefinitionBase& inItem, JSObjectRef inFunction);
+    /// The method of the class whose function it is; null when it is none's.
+    [[nodiscard]] const ItemInfo* FindItem(JSObjectRef inFunction) noexcept;
+
+  private:
+    std::unordered_map<JSObjectRef, ItemInfo> mItems;
+    const ItemInfo* mLastFound = nullptr;  // scripts mostly repeat themselves
 };
 
 /// An object.
@@ -68,6 +79,14 @@ void DefineClass(JSContextRef inContext, ClassInfo& ioClass);
 
 /// The script's side of an object. Throws `ScriptError` when there is none.
 JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<ScriptObject> inObject);
+
+/// The instance that an object is; null when it is none.
+inline const InstanceInfo* InstanceOf(JSObjectRef inObject) {
+    const Carried* const carried = CarriedBy(inObject);
+    return carried != nullptr && carried->mKind == Carried::Kind::kInstance
+               ? static_cast<const InstanceInfo*>(carried)
+               : nullptr;
+}
 
 /// Runs a method for a script.
 JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef inThis, std::size_t inCount,

@@ -128,7 +128,7 @@ RefPtr<ScriptObject> EngineContext::AddObject(const std::string& inVariable, std
         Entry entry(*this);
         JSValueRef exception = nullptr;
         mProperties->Define(JSContextGetGlobalObject(mContext), MakeString(inVariable).get(),
-                            MakeInstance(mContext, *info, object), &exception);
+                            MakeInstance(mContext, *info, object), PropertyDefiner::kAll, &exception);
         if (exception != nullptr) {
             ThrowToHost(exception);
         }
@@ -136,6 +136,15 @@ RefPtr<ScriptObject> EngineContext::AddObject(const std::string& inVariable, std
         return object;
     }
     throw ScriptError("there is no class \"" + std::string(inClassName) + "\" in this context");
+}
+
+const ItemInfo* EngineContext::FindItem(JSObjectRef inFunction) const noexcept {
+    for (const auto& info : mClasses) {
+        if (const ItemInfo* const item = info->FindItem(inFunction)) {
+            return item;
+        }
+    }
+    return nullptr;
 }
 
 void EngineContext::Do(const std::function<void()>& inWork) {

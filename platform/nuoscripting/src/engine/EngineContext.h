@@ -37,6 +37,11 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     [[nodiscard]] ScriptContext& GetOwner() const noexcept { return mOwner; }
     [[nodiscard]] JSObjectRef GetTypeError() const noexcept { return mTypeError; }
     [[nodiscard]] Limits& GetLimits() noexcept { return *mLimits; }
+    [[nodiscard]] const PropertyDefiner& GetProperties() const noexcept { return *mProperties; }
+    /// The context whose script this thread runs.
+    [[nodiscard]] static EngineContext& Current() noexcept;
+    /// The method whose function it is.
+    [[nodiscard]] const ItemInfo* FindItem(JSObjectRef inFunction) const noexcept;
 
     RefPtr<ScriptFunction> Wrap(JSObjectRef inFunction) override;
     [[nodiscard]] std::shared_ptr<const KeptValue> Keep(JSValueRef inValue) const;

@@ -6,7 +6,15 @@
 
 namespace nuoscripting::engine {
 
-EngineContext::Entry::Entry(EngineContext& ioContext) : mContext(ioContext) {
+namespace {
+
+thread_local EngineContext* sCurrent = nullptr;
+
+}  // namespace
+
+EngineContext& EngineContext::Current() noexcept { return *sCurrent; }
+
+EngineContext::Entry::Entry(EngineContext& ioContext) : mContext(ioContext), mBefore(sCurrent) {
     if (mContext.mDepth > 0) {
         mContext.mLimits->ThrowIfStopped();
     } else {
@@ -16,6 +24,7 @@ EngineContext::Entry::Entry(EngineContext& ioContext) : mContext(ioContext) {
         mContext.mLimits->Begin();
     }
     ++mContext.mDepth;
+    sCurrent = &mContext;
 }
 
 EngineContext::Entry::~Entry() {
@@ -28,6 +37,7 @@ EngineContext::Entry::~Entry() {
         mContext.ReleaseBuried();
     }
     --mContext.mDepth;
+    sCurrent = mBefore;
 }
 
 void EngineContext::Entry::Finish() {

@@ -23,6 +23,7 @@ class EngineContext::Entry {
     void RunMicrotasks();
 
     EngineContext& mContext;
+    EngineContext* const mBefore;  // whose script the thread ran
     bool mHasRunMicrotasks = false;
 };
 
