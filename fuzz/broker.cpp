@@ -11,7 +11,7 @@
 #include <variant>
 
 #include "BrokerCore.h"
-#include "wire/FrameReader.h"
+#include "support/Frames.h"
 #include "wire/Messages.h"
 
 using namespace orvane::plexa;
@@ -158,14 +158,9 @@ class Play {
         const ConnectionId id = mConnections[inClient];
         wire::FrameReader reader(mPool, mLimits, wire::Direction::kToBroker);
         while (!mQueue.Empty()) {
-            iovec piece{};
-            mQueue.Gather({&piece, 1});
-            const auto space = reader.Space();
-            const std::size_t part = std::min(space.size(), piece.iov_len);
-            std::memcpy(space.data(), piece.iov_base, part);
-            if (inSpoiled != 0 && inSpoiled < part) space[inSpoiled] ^= std::byte{0x11};
-            reader.Commit(part);
-            mQueue.Consume(part);
+            const std::span<std::byte> piece = support::MovePiece(mQueue, reader);
+            if (inSpoiled != 0 && inSpoiled < piece.size()) piece[inSpoiled] ^= std::byte{0x11};
+            reader.Commit(piece.size());
             wire::Frame frame;
             while (reader.Next(frame)) mCore.OnFrame(id, frame, mNow);
             if (reader.Error() != wire::WireError::kNone) {
@@ -204,20 +199,8 @@ class Play {
         if (mConnections[inClient] == 0) return;
         wire::OutputQueue& output = mCore.Output(mConnections[inClient]);
         wire::FrameReader reader(mPool, mLimits, wire::Direction::kToClient);
-        while (!output.Empty()) {
-            iovec piece{};
-            output.Gather({&piece, 1});
-            const auto space = reader.Space();
-            const std::size_t part = std::min(space.size(), piece.iov_len);
-            std::memcpy(space.data(), piece.iov_base, part);
-            reader.Commit(part);
-            output.Consume(part);
-            wire::Frame frame;
-            while (reader.Next(frame)) {
-            }
-            if (reader.Error() != wire::WireError::kNone) std::abort();
-        }
-        if (reader.Incomplete()) std::abort();
+        support::MoveFrames(output, reader, [](const wire::Frame&) {});
+        if (reader.Error() != wire::WireError::kNone || reader.Incomplete()) std::abort();
     }
 
     const wire::Limits mLimits = SmallLimits();

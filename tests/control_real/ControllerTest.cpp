@@ -127,6 +127,7 @@ TEST_F(Controller, TellsTheProcessesOfSeveralApplicationsAtOnce) {
     EXPECT_EQ(IPlexaController::GetProcessIds(ids.data(), ids.size(), processes.data()),
               api5::kPlexaControlErrorCode_None);
     EXPECT_THAT(processes, ElementsAre(0, id, 0, id));
+    EXPECT_EQ(IPlexaController::GetProcessIds(nullptr, 0, nullptr), api5::kPlexaControlErrorCode_None);
     EXPECT_EQ(IPlexaController::GetProcessIds(nullptr, 1, processes.data()),
               api5::kPlexaControlErrorCode_InvalidParameter);
     EXPECT_EQ(IPlexaController::GetProcessIds(ids.data(), 1, nullptr),

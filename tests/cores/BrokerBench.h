@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "BrokerCore.h"
-#include "wire/FrameReader.h"
+#include "support/Frames.h"
 
 namespace orvane::plexa::test {
 
@@ -56,19 +56,8 @@ class BrokerBench : public testing::Test {
     /// Hands in what mQueue holds.
     void HandIn(ConnectionId inId) {
         wire::FrameReader reader(mPool, mLimits, wire::Direction::kToBroker);
-        while (!mQueue.Empty()) {
-            iovec piece{};
-            mQueue.Gather({&piece, 1});
-            const auto space = reader.Space();
-            const std::size_t part = std::min(space.size(), piece.iov_len);
-            std::memcpy(space.data(), piece.iov_base, part);
-            reader.Commit(part);
-            mQueue.Consume(part);
-            wire::Frame frame;
-            while (reader.Next(frame)) {
-                mCore->OnFrame(inId, frame, mNow);
-            }
-        }
+        support::MoveFrames(mQueue, reader,
+                            [&](const wire::Frame& inFrame) { mCore->OnFrame(inId, inFrame, mNow); });
         ASSERT_EQ(reader.Error(), WireError::kNone);
         mCore->OnInputSettled(inId, false, mNow);
         Settle();
@@ -92,21 +81,10 @@ class BrokerBench : public testing::Test {
         mFrames.clear();
         wire::FrameReader reader(mPool, mLimits, wire::Direction::kToClient);
         std::vector<FrameKind> kinds;
-        auto& output = mCore->Output(inId);
-        while (!output.Empty()) {
-            iovec piece{};
-            output.Gather({&piece, 1});
-            const auto space = reader.Space();
-            const std::size_t part = std::min(space.size(), piece.iov_len);
-            std::memcpy(space.data(), piece.iov_base, part);
-            reader.Commit(part);
-            output.Consume(part);
-            wire::Frame frame;
-            while (reader.Next(frame)) {
-                kinds.push_back(frame.Kind());
-                mFrames.emplace_back(reinterpret_cast<const char*>(frame.data), frame.Length());
-            }
-        }
+        support::MoveFrames(mCore->Output(inId), reader, [&](const wire::Frame& inFrame) {
+            kinds.push_back(inFrame.Kind());
+            mFrames.emplace_back(reinterpret_cast<const char*>(inFrame.data), inFrame.Length());
+        });
         EXPECT_EQ(reader.Error(), WireError::kNone);
         return kinds;
     }

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "ClientCore.h"
-#include "wire/FrameReader.h"
+#include "support/Frames.h"
 
 namespace orvane::plexa::test {
 namespace {
@@ -24,19 +24,9 @@ class ClientRules : public testing::Test {
     WireError HandIn() {
         wire::FrameReader reader(mReadPool, mLimits, wire::Direction::kToClient);
         WireError error = WireError::kNone;
-        while (!mQueue.Empty()) {
-            iovec piece{};
-            mQueue.Gather({&piece, 1});
-            const auto space = reader.Space();
-            const std::size_t part = std::min(space.size(), piece.iov_len);
-            std::memcpy(space.data(), piece.iov_base, part);
-            reader.Commit(part);
-            mQueue.Consume(part);
-            wire::Frame frame;
-            while (error == WireError::kNone && reader.Next(frame)) {
-                error = mCore.OnFrame(frame, mNow);
-            }
-        }
+        support::MoveFrames(mQueue, reader, [&](const wire::Frame& inFrame) {
+            if (error == WireError::kNone) error = mCore.OnFrame(inFrame, mNow);
+        });
         return error;
     }
     template <typename Message>

@@ -70,7 +70,9 @@ class Apps : public OnBus {
 
 TEST_F(Apps, AreListedWithTheirProcessesAndPaths) {
     const std::string program = InstallSleeper();
-    WriteEntry("ODD ID=2", "/bin/sh");
+    // A file of its own: others may run the one that it is a copy of.
+    fs::copy_file("/bin/sleep", mBus.Folder() / "odd");
+    WriteEntry("ODD ID=2", (mBus.Folder() / "odd").string());
     const auto list = Run({"apps", "list"});
     EXPECT_EQ(list.mExitCode, 0) << list.mErrors;
     EXPECT_THAT(list.mOutput, StartsWith("APP ID    PID  PATH\n"));
@@ -78,6 +80,10 @@ TEST_F(Apps, AreListedWithTheirProcessesAndPaths) {
     EXPECT_THAT(list.mOutput, HasSubstr("\nSLEEP-1   -    " + program + "\n"));
     const auto json = Run({"apps", "list", "--json"});
     EXPECT_THAT(json.mOutput, HasSubstr("{\"app_id\":\"SLEEP-1\",\"path\":\"" + program + "\",\"pid\":0}\n"));
+    ASSERT_EQ(Run({"apps", "launch", "SLEEP-1"}).mExitCode, 0);
+    std::string id = Run({"apps", "pid", "SLEEP-1"}).mOutput;
+    id.pop_back();
+    EXPECT_THAT(Run({"apps", "list"}).mOutput, HasSubstr("\nSLEEP-1   " + id + " "));
     // Nobody needed a broker.
     EXPECT_FALSE(mBus.BrokerId());
 }
@@ -109,6 +115,8 @@ TEST_F(Apps, AreStartedOnceUnlessAskedForMore) {
     EXPECT_EQ(first.mOutput, "SLEEP-1: started, process " + id);
     EXPECT_EQ(Run({"apps", "launch", "SLEEP-1"}).mOutput, "SLEEP-1: runs already, process " + id);
     EXPECT_EQ(Run({"apps", "launch", "SLEEP-1", "--new"}).mOutput, "SLEEP-1: started\n");
+    EXPECT_THAT(Run({"apps", "pid", "SLEEP-1", "--json"}).mOutput,
+                HasSubstr("\"pid\":" + id.substr(0, id.size() - 1) + "}"));
     EXPECT_EQ(Run({"apps", "pid", "SLEEP-1"}).mOutput, id);
     EXPECT_THAT(Run({"apps", "launch", "SLEEP-1", "--json"}).mOutput,
                 HasSubstr("\"pid\":" + id.substr(0, id.size() - 1) + "}"));
@@ -130,13 +138,34 @@ TEST_F(Apps, GetTheirArgumentsAsTheyAreTyped) {
     EXPECT_EQ(AwaitReport(), "<first><--json><><[a,b]><it's><two\nlines><$HOME><#><--><\\>");
 }
 
+TEST_F(Apps, MayHaveIdsThatBeginWithADash) {
+    InstallReporter();
+    WriteEntry("-X-1", (mBus.Folder() / "reporter").string());
+    const std::string program = (mBus.Folder() / "reporter").string() + "\n";
+    EXPECT_EQ(Run({"apps", "path", "--", "-X-1"}).mOutput, program);
+    EXPECT_THAT(Run({"apps", "path", "--json", "--", "-X-1"}).mOutput, HasSubstr("{\"app_id\":\"-X-1\""));
+    EXPECT_THAT(Run({"apps", "pid", "--", "-X-1"}).mErrors, HasSubstr("\"-X-1\" doesn't run"));
+    EXPECT_EQ(Run({"apps", "path", "-X-1"}).mExitCode, 2);
+    const auto run = Run({"apps", "launch", "--new", "--", "-X-1", "--json", "--", "x"});
+    EXPECT_EQ(run.mExitCode, 0) << run.mErrors;
+    EXPECT_EQ(AwaitReport(), "<--json><--><x>");
+}
+
+TEST_F(Apps, NeedAnId) {
+    for (const auto& words : std::vector<std::vector<std::string>>{
+             {"apps", "path"}, {"apps", "launch"}, {"apps", "launch", "--"}, {"apps", "launch", "--new"}}) {
+        const auto run = Run(words);
+        EXPECT_EQ(run.mExitCode, 2);
+        EXPECT_THAT(run.mErrors, HasSubstr("ID is required"));
+    }
+}
+
 TEST_F(Apps, RefuseOptionsThatThereAreNot) {
     InstallReporter();
     const auto run = Run({"apps", "launch", "REPORT-1", "--nwe"});
     EXPECT_EQ(run.mExitCode, 2);
     EXPECT_THAT(run.mErrors,
                 HasSubstr("\"--nwe\" is no option; arguments that begin with a dash stand behind \"--\""));
-    EXPECT_EQ(Run({"apps", "launch"}).mExitCode, 2);
     EXPECT_EQ(Run({"apps", "list", "more"}).mExitCode, 2);
     EXPECT_FALSE(fs::exists(Report()));
 }

@@ -1,41 +1,68 @@
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 #include "ToolRun.h"
 
 namespace tool_test {
 
+using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
 namespace {
 
-class CommandLine : public OnBus {};
+using Words = std::vector<std::string>;
+
+class CommandLine : public OnBus {
+  protected:
+    [[nodiscard]] std::string HelpOf(Words inVerb) const {
+        inVerb.emplace_back("--help");
+        const auto run = Run(inVerb);
+        EXPECT_EQ(run.mExitCode, 0) << testing::PrintToString(inVerb);
+        return run.mOutput;
+    }
+    // Those that do something, of this one.
+    [[nodiscard]] std::vector<Words> VerbsOf(const Words& inVerb) const {
+        std::istringstream lines(HelpOf(inVerb));
+        std::string line;
+        while (std::getline(lines, line) && line != "Subcommands:") {
+        }
+        std::vector<Words> verbs;
+        while (std::getline(lines, line) && line.starts_with("  ")) {
+            Words verb = inVerb;
+            verb.push_back(line.substr(2, line.find(' ', 2) - 2));
+            if (verb.back().empty()) continue;  // the line before goes on
+            const auto below = VerbsOf(verb);
+            verbs.insert(verbs.end(), below.begin(), below.end());
+            if (below.empty()) verbs.push_back(std::move(verb));
+        }
+        return verbs;
+    }
+};
 
 }  // namespace
 
 TEST_F(CommandLine, EveryVerbHasHelpWithExamplesAndExitCodes) {
-    const std::vector<std::vector<std::string>> verbs = {{},
-                                                         {"send"},
-                                                         {"subscribe"},
-                                                         {"request"},
-                                                         {"answer"},
-                                                         {"endpoints"},
-                                                         {"broker", "status"},
-                                                         {"payload", "decode"},
-                                                         {"payload", "encode"},
-                                                         {"observe"},
-                                                         {"notify"},
-                                                         {"module", "install"},
-                                                         {"module", "list"},
-                                                         {"module", "check"},
-                                                         {"module", "remove"}};
-    for (std::vector<std::string> verb : verbs) {
-        verb.emplace_back("--help");
-        const auto run = Run(verb);
-        EXPECT_EQ(run.mExitCode, 0) << testing::PrintToString(verb);
-        EXPECT_THAT(run.mOutput, HasSubstr("Examples:")) << testing::PrintToString(verb);
-        EXPECT_THAT(run.mOutput, HasSubstr("Exit codes:")) << testing::PrintToString(verb);
+    std::vector<Words> verbs = VerbsOf({});
+    EXPECT_THAT(verbs, Contains(Words{"module", "install"}));
+    EXPECT_THAT(verbs, Contains(Words{"endpoints"}));
+    verbs.emplace_back();
+    for (const Words& verb : verbs) {
+        const std::string help = HelpOf(verb);
+        EXPECT_THAT(help, HasSubstr("Examples:")) << testing::PrintToString(verb);
+        EXPECT_THAT(help, HasSubstr("Exit codes:")) << testing::PrintToString(verb);
+    }
+}
+
+TEST_F(CommandLine, WhatAnyVerbPrintsIsToBeHadAsJSON) {
+    // With "send" and "request" the option says how to write the payload; answers are JSON anyway, as decoded
+    // payloads are. What is encoded, or for a shell, has a form of its own.
+    for (const Words& verb : VerbsOf({})) {
+        const bool isSpecial = verb.front() == "payload" || verb.front() == "completion";
+        EXPECT_NE(HelpOf(verb).find("\n  --json ") != std::string::npos, isSpecial)
+            << testing::PrintToString(verb);
     }
 }
 

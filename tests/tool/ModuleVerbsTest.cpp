@@ -61,6 +61,10 @@ TEST_F(Modules, AreInstalledListedCheckedAndRemovedByAServiceThatTheToolStarts) 
     const auto again = InModule("remove", {"KQ7L", "--product", "QRTX"});
     EXPECT_EQ(again.mExitCode, 1);
     EXPECT_THAT(again.mErrors, HasSubstr("(error 206)"));
+
+    ASSERT_EQ(Run(Install("KQ7L")).mExitCode, 0);
+    EXPECT_EQ(InModule("remove", {"KQ7L", "--product", "QRTX", "--json"}).mOutput,
+              "{\"module-id\":\"KQ7L\",\"product-sapcode\":\"QRTX\",\"state\":\"removed\"}\n");
 }
 
 TEST_F(Modules, ProgressIsJsonWhereThatIsWanted) {

@@ -8,6 +8,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "PayloadText.h"
+#include "PlexaControl/Controller.h"
 #include "Table.h"
 #include "Verbs.h"
 #include "nuocore/StringConversion.h"
@@ -35,9 +36,29 @@ struct App {
     int mProcess = 0;
 };
 
-App Look(const std::string& inId) {
+std::string PathOf(const std::string& inId) {
     const UTF8String path = nuocore::string::UTF16to8(nuoplexasupport::GetInstalledAppPath(inId));
-    return {inId, std::string(path.begin(), path.end()), nuoplexasupport::GetProcessIdEx(inId.c_str())};
+    return {path.begin(), path.end()};
+}
+
+App Look(const std::string& inId) {
+    return {inId, PathOf(inId), nuoplexasupport::GetProcessIdEx(inId.c_str())};
+}
+
+// All that are installed, with one look at all processes.
+std::vector<App> LookAtAll() {
+    nuoplexasupport::TargetSpecifiers ids;
+    nuoplexasupport::GetTargetSpecifiers(ids);
+    std::vector<const char*> texts;
+    for (const std::string& id : ids) texts.push_back(id.c_str());
+    std::vector<int> processes(ids.size());
+    if (api5::IPlexaController::GetProcessIds(texts.data(), texts.size(), processes.data()) !=
+        api5::kPlexaControlErrorCode_None)
+        throw Failure(kExitFailure,
+                      "the processes can't be looked at; NUOCORE_TRACE=PlexaControl=1 shows why");
+    std::vector<App> apps;
+    for (std::size_t i = 0; i != ids.size(); ++i) apps.push_back({ids[i], PathOf(ids[i]), processes[i]});
+    return apps;
 }
 
 App LookInstalled(const std::string& inId) {
@@ -58,15 +79,12 @@ void PrintJSON(const App& inApp, Output& ioOutput) {
 }
 
 void List(const AppsOptions& inOptions) {
-    nuoplexasupport::TargetSpecifiers ids;
-    nuoplexasupport::GetTargetSpecifiers(ids);
     Output output;
     std::vector<std::vector<std::string>> rows = {{"APP ID", "PID", "PATH"}};
-    for (const std::string& id : ids) {
-        const App app = Look(id);
+    for (const App& app : LookAtAll()) {
         if (inOptions.mIsJSON) PrintJSON(app, output);
-        rows.push_back(
-            {PlainLine(id), app.mProcess == 0 ? "-" : std::to_string(app.mProcess), PlainLine(app.mPath)});
+        rows.push_back({PlainLine(app.mId), app.mProcess == 0 ? "-" : std::to_string(app.mProcess),
+                        PlainLine(app.mPath)});
     }
     if (!inOptions.mIsJSON) PrintTable(rows, output);
 }
@@ -139,20 +157,33 @@ struct Verb {
     const char* mFooter;
 };
 
+// The words behind the application's id; that may be behind "--" itself, since it may begin with a dash.
+void TakeArguments(AppsOptions& ioOptions, const CLI::App& inVerb, std::vector<std::string> inTrailing) {
+    if (inVerb.count("ID") == 0) {
+        if (inTrailing.empty()) throw CLI::RequiredError("ID");
+        ioOptions.mId = inTrailing.front();
+        inTrailing.erase(inTrailing.begin());
+    }
+    ioOptions.mArguments = WordsBeside(inVerb);
+    ioOptions.mArguments.insert(ioOptions.mArguments.end(), inTrailing.begin(), inTrailing.end());
+}
+
 void AddVerb(CLI::App& ioApps, const Verb& inVerb, const std::vector<std::string>& inTrailing) {
     CLI::App* const verb = ioApps.add_subcommand(inVerb.mName, inVerb.mPurpose);
     const auto options = std::make_shared<AppsOptions>();
     verb->add_flag("--json", options->mIsJSON,
                    "Print one JSON object a line: app_id, path, and pid (0: doesn't run)");
-    if (inVerb.mAction != List) verb->add_option("ID", options->mId, "App id, such as PHOTO-2.1")->required();
+    if (inVerb.mAction != List)
+        verb->add_option("ID", options->mId,
+                         "App id, such as PHOTO-2.1; one that begins with a dash stands behind \"--\"")
+            ->required(inVerb.mAction != Launch);
     if (inVerb.mAction == Launch) {
         verb->add_flag("--new", options->mInNewProcess, "Start another process though one runs already");
         // Taken as they are: of what is a list to the parser, such as "[a,b]", an option would get the parts.
         verb->allow_extras();
     }
     verb->callback([options, verb, inTrailing, action = inVerb.mAction] {
-        options->mArguments = WordsBeside(*verb);
-        options->mArguments.insert(options->mArguments.end(), inTrailing.begin(), inTrailing.end());
+        if (action == Launch) TakeArguments(*options, *verb, inTrailing);
         action(*options);
     });
     verb->footer(inVerb.mFooter);
@@ -169,10 +200,11 @@ void AddAppsVerbs(CLI::App& ioApp, const std::vector<std::string>& inTrailing) {
          "Examples:\n"
          "  plexa apps list\n"
          "  plexa apps list --json\n\n"
-         "Exit codes: 0 listed, 2 wrong command line."});
+         "Exit codes: 0 listed, 1 the processes can't be looked at, 2 wrong command line."});
     add({"path", "Print the path of an application's program", Path,
          "Examples:\n"
-         "  plexa apps path PHOTO-2.1\n\n"
+         "  plexa apps path PHOTO-2.1\n"
+         "  plexa apps path --json -- -PHOTO-2.1\n\n"
          "Exit codes: 0 printed, 1 not installed, 2 wrong command line."});
     add({"pid", "Print the process id of an application that runs", Pid,
          "Of several processes the one that has run longest.\n\n"

@@ -191,7 +191,7 @@ void AddStatus(CLI::App& ioBroker) {
     CLI::App* const verb =
         ioBroker.add_subcommand("status", "Show what the broker does and who is connected; starts no broker");
     const auto options = std::make_shared<StatusOptions>();
-    verb->add_flag("--json", options->mIsJSON, "Print one JSON object");
+    verb->add_flag("--json", options->mIsJSON, "Print one JSON object a line");
     AddSeconds(*verb, "--timeout", options->mTimeout, "Wait this long for the broker's answer (default: 5)");
     CLI::Option* const watch = AddSeconds(*verb, "--watch", options->mWatch,
                                           "Show it anew, so many seconds apart, until interrupted");
@@ -212,7 +212,7 @@ void AddRestart(CLI::App& ioBroker) {
         "restart",
         "Replace the broker, by a newly installed one for instance; nothing that was sent is lost");
     const auto options = std::make_shared<RestartOptions>();
-    verb->add_flag("--json", options->mIsJSON, "Print one JSON object");
+    verb->add_flag("--json", options->mIsJSON, "Print one JSON object a line");
     AddSeconds(*verb, "--timeout", options->mTimeout,
                "Wait this long for the new broker and for everybody to be back (default: 10)");
     verb->callback([options] { Restart(*options); });

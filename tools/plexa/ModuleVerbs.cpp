@@ -16,6 +16,8 @@
 
 namespace orvane::plexa::tool {
 
+using nuocore::UTF8String;
+using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantArray;
 using nuocore::serialization::VariantObject;
 using nuocore::serialization::VariantValue;
@@ -98,6 +100,13 @@ void Remove(const QuestionOptions& inOptions) {
     const Interruption interruption;
     Ask(inOptions, zarnd::kRemoveType, interruption);
     Output output(interruption.Descriptor());
+    if (inOptions.mIsJSON) {
+        VariantObject removed;
+        removed["product-sapcode"] = MakeValue(UTF8String(std::string_view(inOptions.mModule.mProduct)));
+        removed["module-id"] = MakeValue(UTF8String(std::string_view(inOptions.mModule.mId)));
+        removed["state"] = MakeValue(UTF8String("removed"));
+        return PrintJSON({removed}, output);
+    }
     output.Line(PlainLine(inOptions.mModule.mId) + ": removed");
 }
 
@@ -144,7 +153,9 @@ void AddCheckVerb(CLI::App& ioModule) {
 
 void AddRemoveVerb(CLI::App& ioModule) {
     CLI::App* const verb = ioModule.add_subcommand("remove", "Have an installed module taken away");
-    AddModuleId(*verb, AddQuestion(*verb, Remove)->mModule, true);
+    const auto options = AddQuestion(*verb, Remove);
+    AddModuleId(*verb, options->mModule, true);
+    AddJSON(*verb, *options);
     verb->footer(
         "Examples:\n"
         "  plexa module remove KQ7L --product QRTX\n\n"

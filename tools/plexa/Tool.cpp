@@ -36,6 +36,8 @@ constexpr const char* kFooter =
     "  plexa apps launch PHOTO-2.1                   start an application\n"
     "  plexa payload decode < payload.xml            look into a payload\n"
     "  plexa script run hello.js                     run a script\n\n"
+    "What verbs print is for people; with --json it is for programs, a JSON object a line. What goes wrong is\n"
+    "said in a sentence on stderr either way.\n\n"
     "Exit codes: 0 done; 1 failed, or a payload can't be decoded; 2 wrong command line;\n"
     "3 nothing, or not enough, came in time; 4 no broker or no desktop service can be reached.\n\n"
     "\"plexa VERB --help\" tells more about a verb.";

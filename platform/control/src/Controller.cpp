@@ -174,6 +174,7 @@ void IPlexaController::ReleaseInstance() noexcept {
 
 PlexaControlErrorCode IPlexaController::GetProcessIds(const char* const* inAppIds, std::size_t inCount,
                                                       int* outProcessIds) noexcept {
+    if (inCount == 0) return kPlexaControlErrorCode_None;
     if (inAppIds == nullptr || outProcessIds == nullptr) return kPlexaControlErrorCode_InvalidParameter;
     IPlexaController* controller = nullptr;
     const PlexaControlErrorCode code = GetInstance(&controller);

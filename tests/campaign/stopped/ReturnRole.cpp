@@ -27,7 +27,7 @@ void Note(ReturnBoard::Client& ioSelf, const api::PlexaMessage& inMessage) {
         return;
     }
     ReturnBoard::Hearing& hearing = ioSelf.mHearings[round];
-    auto& moment = campaign::TypeOf(inMessage) == kToAll ? hearing.mFromFirst : hearing.mFromNeighbour;
+    auto& moment = api::TypeOf(inMessage) == kToAll ? hearing.mFromFirst : hearing.mFromNeighbour;
     if (moment.exchange(NowNanoseconds()) != 0) ++ioSelf.mWrong;
 }
 

@@ -35,7 +35,7 @@ void NoteFailure(SenderPage& ioPage, const Ledger& inLedger, const api::ErrorMes
     inError.GetError(text.data());
     std::string fault(inError.GetFaultSize(), '\0');
     inError.GetFault(fault.data());
-    const auto number = NumberBehind(kTypePrefix, campaign::TypeOf(inError));
+    const auto number = NumberBehind(kTypePrefix, api::TypeOf(inError));
     const auto receiver = NumberBehind("RX", fault);
     const bool toAll = fault.starts_with("every end point");
     if (!number || *number >= ioPage.mBegun || (!receiver && !toAll)) {

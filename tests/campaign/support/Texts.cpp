@@ -4,40 +4,16 @@ namespace campaign {
 
 namespace api = orvane::plexa::api5;
 
-namespace {
-
-/// inBytes: with the terminator.
-template <typename Fill>
-std::string Filled(std::size_t inBytes, Fill inFill) {
-    std::string text(inBytes, '\0');
-    inFill(text.data());
-    text.resize(inBytes - 1);
-    return text;
-}
-
-}  // namespace
-
-std::string AppIdOf(const api::EndPoint& inEndPoint) {
-    return Filled(inEndPoint.GetAppIdSize(), [&](char* outText) { inEndPoint.GetAppId(outText); });
-}
-
-std::string TypeOf(const api::PlexaMessage& inMessage) {
-    const std::string text =
-        Filled(inMessage.GetMessageTextSize(), [&](char* outText) { inMessage.GetMessageText(outText); });
-    const std::size_t begin = text.find("<type>") + 6;
-    return text.substr(begin, text.find("</type>") - begin);
-}
-
 std::string PayloadOf(const api::SuiteMessage& inMessage) {
-    return Filled(inMessage.GetPayloadSize(), [&](char* outText) { inMessage.GetPayload(outText); });
+    return api::TextOf(inMessage, &api::SuiteMessage::GetPayloadSize, &api::SuiteMessage::GetPayload);
 }
 
 std::string ErrorOf(const api::ErrorMessage& inMessage) {
-    return Filled(inMessage.GetErrorSize(), [&](char* outText) { inMessage.GetError(outText); });
+    return api::TextOf(inMessage, &api::ErrorMessage::GetErrorSize, &api::ErrorMessage::GetError);
 }
 
 std::string FaultOf(const api::ErrorMessage& inMessage) {
-    return Filled(inMessage.GetFaultSize(), [&](char* outText) { inMessage.GetFault(outText); });
+    return api::TextOf(inMessage, &api::ErrorMessage::GetFaultSize, &api::ErrorMessage::GetFault);
 }
 
 std::vector<api::EndPoint> EndPoints(api::IPlexaMessageDispatcher& ioDispatcher) {

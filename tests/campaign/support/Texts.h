@@ -1,15 +1,14 @@
-/// What the campaigns' processes read out of the message library's objects.
+/// What else than the message library's own `Texts.h` the campaigns' processes read out of its objects.
 #pragma once
 
 #include <PlexaMessage5/PlexaMessage5.h>
+#include <PlexaMessage5/Texts.h>
 
 #include <string>
 #include <vector>
 
 namespace campaign {
 
-std::string AppIdOf(const orvane::plexa::api5::EndPoint& inEndPoint);
-std::string TypeOf(const orvane::plexa::api5::PlexaMessage& inMessage);
 std::string PayloadOf(const orvane::plexa::api5::SuiteMessage& inMessage);
 std::string ErrorOf(const orvane::plexa::api5::ErrorMessage& inMessage);
 std::string FaultOf(const orvane::plexa::api5::ErrorMessage& inMessage);
