@@ -3,8 +3,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -88,7 +90,19 @@ Application PrivateDesktop::Read(const fs::path& inEntry) {
     return FindApplication(entry, inEntry.string()).value();
 }
 
+namespace {
+
+// Sanitizers need a descriptor when they first meet an object of a class, so they should have met this one.
+void MeetFailure() {
+    const std::system_error known(EMFILE, std::generic_category());
+    (void)static_cast<const std::runtime_error&>(known).what();
+    (void)static_cast<const std::exception&>(known).what();
+}
+
+}  // namespace
+
 NoDescriptors::NoDescriptors() {
+    MeetFailure();
     ::getrlimit(RLIMIT_NOFILE, &mBefore);
     rlimit none = mBefore;
     none.rlim_cur = 0;
