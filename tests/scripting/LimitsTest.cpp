@@ -92,6 +92,18 @@ TEST_F(Limits, AScriptIsStoppedInsideANativeMethod) {
     EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
 }
 
+TEST_F(Limits, TimeThatNativeMethodsWaitCounts) {
+    int calls = 0;
+    Probe::sHook = [&](Probe& /*ioProbe*/) {
+        ++calls;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    };
+    EXPECT_EQ(Stops(mHasty, "let p = new test.probes.Probe(); for (;;) try { p.hook('') } catch (e) {}"),
+              Limit::kTime);
+    EXPECT_LE(calls, 15);
+    Probe::sHook = nullptr;
+}
+
 TEST_F(Limits, AResultThatIsNeverReadyIsStopped) {
     EXPECT_THROW(mHasty->Evaluate("({get a() { for (;;); }})", "script.js"), ScriptLimitExceeded);
     EXPECT_EQ(Stops(mHasty, "throw {toString() { for (;;); }}"), Limit::kTime);

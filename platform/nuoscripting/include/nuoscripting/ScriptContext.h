@@ -30,9 +30,10 @@ enum class ConsoleLevel { kLog, kInfo, kDebug, kWarn, kError };
 struct ScriptContextSettings {
     std::uint32_t mFlags = kContextFlag_Promises;
     /// How long one call into the context (`Run`, `Evaluate`, `AddObject`, `RunPending`, a `ScriptFunction`)
-    /// may take; 0 for ever. Looked at about every 10 ms of running. What a native method or one operation of
-    /// the engine (matching a regular expression, say) takes counts, but is not cut short: the script is
-    /// stopped after it.
+    /// may take; 0 for ever. Looked at about every 10 ms of the processor's time, and after each native
+    /// method. What a native method or one operation of the engine (matching a regular expression, say) takes
+    /// counts, but is not cut short: the script is stopped after it. Where scripts and native methods call
+    /// each other many levels deep, each with a "catch", leaving them all takes a while more.
     std::chrono::milliseconds mTimeLimit{0};
     /// How many bytes the context's scripts may keep in use; 0 for no limit. Looked at about every 10 ms of
     /// running, at the end of a call, and never oftener than lets measuring take a tenth of the time: until

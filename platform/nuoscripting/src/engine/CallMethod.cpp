@@ -188,6 +188,7 @@ JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRe
         return nullptr;
     }
     const JSValueRef result = Call(inContext, *item, *instance->mObject, inCount, inArguments, outException);
+    limits.LookAfterCall();
     if (limits.HasStopped()) {
         *outException = nullptr;
         limits.Hurry();

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <optional>
 
+#include "CoarseClock.h"
 #include "nuoscripting/ScriptContext.h"
 
 namespace nuoscripting::engine {
@@ -27,6 +28,12 @@ class Limits {
     /// Whether the running script has been stopped. Native methods that scripts call then do nothing, throw
     /// nothing and use nothing of the engine's: the script could catch what they make of it, and go on.
     [[nodiscard]] bool HasStopped() const noexcept { return mStopped.has_value(); }
+    /// Looks at the time after a native method, which may have waited without using the processor.
+    void LookAfterCall() noexcept {
+        if (mTimeLimit.count() > 0 && !mStopped && CoarseNow() >= mDeadline) {
+            mStopped = ScriptLimitExceeded::Limit::kTime;
+        }
+    }
     /// Throws `ScriptLimitExceeded` if it has been stopped.
     void ThrowIfStopped() const;
     /// The same at its end, also if it uses too much memory.
