@@ -92,6 +92,7 @@ class Controller final : public IPlexaController {
             const std::vector<std::string> ids = AppIds();
             auto list = std::make_unique<const char*[]>(ids.size());
             std::vector<std::unique_ptr<char[]>> texts;
+            texts.reserve(ids.size());
             for (const std::string& id : ids) texts.push_back(Copy(id));
             for (std::size_t i = 0; i != ids.size(); ++i) list[i] = texts[i].release();
             *outSpecifiers = list.release();

@@ -37,7 +37,8 @@ class Lister {
             TraceTrouble(error.what());
             mListing.mFolders[place].mIsSettled = false;
         }
-        for (const std::string& name : names) Add(inFolder + '/' + name, inPrefix + name, inDepth);
+        const std::string folder = inFolder + '/';
+        for (const std::string& name : names) Add(folder + name, inPrefix + name, inDepth);
     }
 
   private:

@@ -55,7 +55,7 @@ void PrepareProcess(void* ioIdPlace) {
     for (int signal = 1; signal != kMostSignals; ++signal) ::signal(signal, SIG_DFL);
     sigset_t none;
     ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);  // NOLINT(concurrency-mt-unsafe): it has one thread
     auto* place = static_cast<char*>(ioIdPlace) + kIdPlace.size();
     auto id = static_cast<unsigned>(::getpid());
     char* end = place;

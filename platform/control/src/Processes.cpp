@@ -189,6 +189,7 @@ std::vector<int> FindProcesses(std::span<const Application> inApplications) {
         for (Matcher& matcher : matchers) matcher.Look(process);
     }
     std::vector<int> found;
+    found.reserve(matchers.size());
     for (const Matcher& matcher : matchers) found.push_back(matcher.Found());
     return found;
 }
