@@ -59,7 +59,7 @@ TEST(Fetch, BeginsAnewWhenThePartIsOfAnotherContent) {
          {Case{"ETag: \"one\"", "ETag: \"two\""}, Case{"ETag: \"one\"", "X-Nothing: 1"},
           Case{"Last-Modified: Sat, 21 Nov 2026 10:00:00 GMT",
                "Last-Modified: Sat, 21 Nov 2026 11:00:00 GMT"}}) {
-        HttpServer server([&](const Question& inQuestion) {
+        HttpServer server([&, &first = first, &then = then](const Question& inQuestion) {
             Answer answer{
                 200, inQuestion.mNumber == 0 ? kContent : other, {inQuestion.mNumber == 0 ? first : then}};
             if (inQuestion.mNumber == 0) answer.mCutAfter = 100'000;
