@@ -49,7 +49,7 @@ using namespace nuoscripting;
 std::atomic<int> Probe::sAlive = 0;
 std::atomic<int> Probe::sFinalized = 0;
 std::vector<std::string> Probe::sTexts;
-std::thread::id Probe::sThread;
+std::atomic<std::thread::id> Probe::sThread;
 std::function<void(Probe&)> Probe::sHook;
 std::function<void()> Probe::sAtEnd;
 std::vector<RefPtr<ScriptFunction>> Probe::sKept;
@@ -103,7 +103,7 @@ UTF8String Probe::Hook(const UTF8String& inValue) {
 Console::Console() {
     Probe::sTexts.clear();
     Probe::sFinalized = 0;
-    Probe::sThread = {};
+    Probe::sThread = std::thread::id();
 }
 
 RefPtr<ScriptContext> Console::MakeContext(ScriptContextSettings inSettings) {

@@ -38,7 +38,7 @@ class Probe final : public nuoscripting::ScriptObject {
     static std::atomic<int> sAlive;
     static std::atomic<int> sFinalized;
     static std::vector<std::string> sTexts;            ///< what TakeText got
-    static std::thread::id sThread;                    ///< of the last call of Hook
+    static std::atomic<std::thread::id> sThread;       ///< of the last call of Hook
     static std::function<void(Probe&)> sHook;          ///< what Hook does
     static std::function<void()> sAtEnd;               ///< what OnFinalize does
     static std::vector<RefPtr<ScriptFunction>> sKept;  ///< what Keep got

@@ -19,11 +19,11 @@ JSObjectRef ObjectNamed(JSContextRef inContext, JSObjectRef inObject, const char
 }  // namespace
 
 void TakeAwayUnbounded(JSGlobalContextRef inContext) {
-    const JSObjectRef global = JSContextGetGlobalObject(inContext);
+    JSObjectRef global = JSContextGetGlobalObject(inContext);
     // Its code can't be stopped, its memory isn't counted, and its promises are completed by timers.
     Delete(inContext, global, "WebAssembly");
     Delete(inContext, global, "FinalizationRegistry");
-    if (const JSObjectRef atomics = ObjectNamed(inContext, global, "Atomics")) {
+    if (JSObjectRef atomics = ObjectNamed(inContext, global, "Atomics")) {
         Delete(inContext, atomics, "wait");
         Delete(inContext, atomics, "waitAsync");
     }
@@ -38,7 +38,7 @@ PropertyDefiner::PropertyDefiner(JSGlobalContextRef inContext)
 
 void PropertyDefiner::Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue, Rights inRights,
                              JSValueRef* outException) const {
-    const JSObjectRef description = JSObjectMake(mContext, nullptr, nullptr);
+    JSObjectRef description = JSObjectMake(mContext, nullptr, nullptr);
     JSObjectSetPrototype(mContext, description, JSValueMakeNull(mContext));  // scripts may have added to it
     const auto describe = [&](const char* inWhat, JSValueRef inHow) {
         JSObjectSetProperty(mContext, description, MakeString(inWhat).get(), inHow, kJSPropertyAttributeNone,

@@ -104,7 +104,7 @@ ScriptValue CallOnUIThread(const ItemInfo& inItem, DetachedCall inCall) {
 JSValueRef CallForPromise(const ItemInfo& inItem, DetachedCall inCall, bool inOnUIThread,
                           JSValueRef* outException) {
     RefPtr<NativePromise> promise;
-    const JSObjectRef made = inItem.mContext.MakePromise(promise, outException);
+    JSObjectRef made = inItem.mContext.MakePromise(promise, outException);
     if (made == nullptr) {
         return nullptr;
     }

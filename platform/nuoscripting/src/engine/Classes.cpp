@@ -56,7 +56,7 @@ JSValueRef CallConstructor(JSContextRef inContext, JSObjectRef inFunction, JSObj
 
 bool HasInstance(JSContextRef inContext, JSObjectRef inConstructor, JSValueRef inValue,
                  JSValueRef* /*outException*/) {
-    const JSObjectRef object =
+    JSObjectRef object =
         JSValueIsObject(inContext, inValue) ? JSValueToObject(inContext, inValue, nullptr) : nullptr;
     const InstanceInfo* const instance = object != nullptr ? InstanceOf(object) : nullptr;
     return instance != nullptr && &instance->mClass == &ClassOf(inConstructor);
@@ -72,7 +72,7 @@ void Collected(JSObjectRef inObject) {
 }
 
 JSClassRef ConstructorClass() {
-    static const JSClassRef sClass = [] {
+    static JSClassRef sClass = [] {
         JSClassDefinition definition = kJSClassDefinitionEmpty;
         definition.className = "Function";
         definition.attributes = kJSClassAttributeNoAutomaticPrototype;
@@ -96,9 +96,8 @@ void Name(JSContextRef inContext, const ClassInfo& inClass, JSObjectRef inFuncti
 }
 
 JSObjectRef MakeConstructor(JSContextRef inContext, ClassInfo& ioClass) {
-    const JSObjectRef constructor =
-        JSObjectMake(inContext, ConstructorClass(), static_cast<Carried*>(&ioClass));
-    const JSObjectRef sample = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallConstructor);
+    JSObjectRef constructor = JSObjectMake(inContext, ConstructorClass(), static_cast<Carried*>(&ioClass));
+    JSObjectRef sample = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallConstructor);
     JSObjectSetPrototype(inContext, constructor, JSObjectGetPrototype(inContext, sample));
     Name(inContext, ioClass, constructor, ioClass.mDefinition.GetName(), 0);
     return constructor;
@@ -163,7 +162,7 @@ const ItemInfo* ClassInfo::FindItem(JSObjectRef inFunction) noexcept {
 
 void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
     const ScriptObjectDefinitionBase& definition = ioClass.mDefinition;
-    const JSObjectRef prototype = JSObjectMake(inContext, nullptr, nullptr);
+    JSObjectRef prototype = JSObjectMake(inContext, nullptr, nullptr);
     JSValueProtect(inContext, prototype);
     ioClass.mPrototype = prototype;
     const JSValueRef inherited = JSObjectGetPrototype(inContext, prototype);
@@ -171,13 +170,13 @@ void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
     for (auto component = definition.ComponentsBegin(); component != definition.ComponentsEnd();
          ++component) {
         const ScriptItemDefinitionBase& item = **component;
-        const JSObjectRef method = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallMethod);
+        JSObjectRef method = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallMethod);
         Name(inContext, ioClass, method, item.GetName(), CountRequired(item));
         ioClass.AddItem(item, method);
         Put(inContext, prototype, item.GetName(), method,
             (item.GetFlags() & kItemFlag_Enumerable) != 0 ? kFixed : kHidden);
     }
-    const JSObjectRef constructor = MakeConstructor(inContext, ioClass);
+    JSObjectRef constructor = MakeConstructor(inContext, ioClass);
     Put(inContext, constructor, "prototype", prototype, kHidden);
     Put(inContext, prototype, "constructor", constructor, kHidden);
     JSObjectSetPrototype(inContext, prototype, inherited);
@@ -190,8 +189,7 @@ JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<Scri
                           "\": its definition gave no object");
     }
     auto info = std::make_unique<InstanceInfo>(inClass, std::move(inObject));
-    const JSObjectRef instance =
-        JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
+    JSObjectRef instance = JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
     JSObjectSetPrototype(inContext, instance, inClass.mPrototype);
     return instance;
 }

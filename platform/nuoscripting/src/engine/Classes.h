@@ -34,7 +34,7 @@ struct ItemInfo {
     const ScriptItemDefinitionBase& mItem;
     ClassInfo& mClass;
     EngineContext& mContext;
-    const JSObjectRef mFunction;  // kept from the collector
+    JSObjectRef mFunction;  // kept from the collector
 };
 
 /// A class, and its constructor.

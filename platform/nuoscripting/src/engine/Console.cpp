@@ -23,7 +23,7 @@ struct ConsoleFunction : Carried {
 UTF8String Shown(JSContextRef inContext, const Limits& inLimits, JSValueRef inValue,
                  JSValueRef* outException) {
     if (JSValueIsObject(inContext, inValue)) {
-        const JSObjectRef object = JSValueToObject(inContext, inValue, nullptr);
+        JSObjectRef object = JSValueToObject(inContext, inValue, nullptr);
         UTF8String stack = object != nullptr ? TextPropertyOf(inContext, object, "stack") : UTF8String();
         if (inLimits.HasStopped()) {
             return {};
@@ -76,7 +76,7 @@ JSValueRef Print(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*i
 void Forget(JSObjectRef inFunction) { delete static_cast<ConsoleFunction*>(CarriedBy(inFunction)); }
 
 JSClassRef PrintClass() {
-    static const JSClassRef sClass = [] {
+    static JSClassRef sClass = [] {
         JSClassDefinition definition = kJSClassDefinitionEmpty;
         definition.className = "Function";
         definition.attributes = kJSClassAttributeNoAutomaticPrototype;
@@ -97,10 +97,10 @@ constexpr std::array<std::pair<const char*, ConsoleLevel>, 5> kFunctions = {
 }  // namespace
 
 void DefineConsole(EngineContext& ioContext) {
-    const JSGlobalContextRef context = ioContext.GetContext();
-    const JSObjectRef console = JSObjectMake(context, nullptr, nullptr);
+    JSGlobalContextRef context = ioContext.GetContext();
+    JSObjectRef console = JSObjectMake(context, nullptr, nullptr);
     for (const auto& [name, level] : kFunctions) {
-        const JSObjectRef function =
+        JSObjectRef function =
             JSObjectMake(context, PrintClass(), static_cast<Carried*>(new ConsoleFunction(ioContext, level)));
         JSObjectSetProperty(context, console, MakeString(name).get(), function, kJSPropertyAttributeNone,
                             nullptr);

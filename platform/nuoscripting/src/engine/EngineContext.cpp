@@ -42,7 +42,7 @@ JSValueRef OnRejection(JSContextRef inContext, JSObjectRef inFunction, JSObjectR
 void ForgetOwnFunction(JSObjectRef inFunction) { delete static_cast<OwnFunction*>(CarriedBy(inFunction)); }
 
 JSClassRef RejectionClass() {
-    static const JSClassRef sClass = [] {
+    static JSClassRef sClass = [] {
         JSClassDefinition definition = kJSClassDefinitionEmpty;
         definition.className = "Function";
         definition.callAsFunction = &OnRejection;
@@ -65,7 +65,7 @@ EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::Wor
         mLimits.emplace(mContext, mOwner.GetSettings());
         TakeAwayUnbounded(mContext);
         mProperties.emplace(mContext);
-        const JSObjectRef global = JSContextGetGlobalObject(mContext);
+        JSObjectRef global = JSContextGetGlobalObject(mContext);
         mTypeError = JSValueToObject(mContext, PropertyOf(mContext, global, "TypeError"), nullptr);
         JSValueProtect(mContext, mTypeError);
         mMicrotasks = JSObjectMakeFunctionWithCallback(mContext, nullptr, &DrainNow);
@@ -193,7 +193,7 @@ VariantValue EngineContext::Call(JSObjectRef inFunction, const std::vector<Varia
 JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException) {
     JSObjectRef resolve = nullptr;
     JSObjectRef reject = nullptr;
-    const JSObjectRef promise = JSObjectMakeDeferredPromise(mContext, &resolve, &reject, outException);
+    JSObjectRef promise = JSObjectMakeDeferredPromise(mContext, &resolve, &reject, outException);
     if (promise == nullptr) {
         return nullptr;
     }
@@ -204,19 +204,20 @@ JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValu
     // Copied together with the function, but kept once.
     const auto sides =
         std::shared_ptr<Sides>(new Sides{{mContext, resolve, mLink}, {mContext, reject, mLink}});
-    outPromise = new NativePromise(mQueue, [this, sides](ScriptValue inValue, std::exception_ptr inError) {
-        // Run by the queue, so the context is there.
-        --mOpenPromises;
-        JSValueRef value = nullptr;
-        try {
-            value = inError ? MakeError(*this, inError) : ToScript(mContext, inValue);
-        } catch (...) {
-            inError = std::current_exception();
-            value = MakeError(*this, inError);
-        }
-        JSObjectCallAsFunction(mContext, ObjectOf(mContext, inError ? sides->mReject : sides->mResolve),
-                               nullptr, 1, &value, nullptr);
-    });
+    outPromise =
+        new NativePromise(mQueue, [this, sides](const ScriptValue& inValue, std::exception_ptr inError) {
+            // Run by the queue, so the context is there.
+            --mOpenPromises;
+            JSValueRef value = nullptr;
+            try {
+                value = inError ? MakeError(*this, inError) : ToScript(mContext, inValue);
+            } catch (...) {
+                inError = std::current_exception();
+                value = MakeError(*this, inError);
+            }
+            JSObjectCallAsFunction(mContext, ObjectOf(mContext, inError ? sides->mReject : sides->mResolve),
+                                   nullptr, 1, &value, nullptr);
+        });
     ++mOpenPromises;
     return promise;
 }
@@ -263,16 +264,16 @@ void EngineContext::RunMicrotasks() {
 }
 
 void EngineContext::WatchRejections() {
-    const JSObjectRef function =
+    JSObjectRef function =
         JSObjectMake(mContext, RejectionClass(), static_cast<Carried*>(new OwnFunction(*this, mRejection)));
     JSGlobalContextSetUnhandledRejectionCallback(mContext, function, nullptr);
 }
 
 void EngineContext::ThrowToHost(JSValueRef inException) {
     mLimits->ThrowIfStopped();
-    ScriptException exception = ReadException(*this, inException);
+    const ScriptException exception = ReadException(*this, inException);
     mLimits->ThrowIfStopped();  // reading runs code too
-    throw ScriptException(std::move(exception));
+    throw exception;
 }
 
 }  // namespace nuoscripting::engine

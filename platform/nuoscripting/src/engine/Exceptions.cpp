@@ -17,7 +17,7 @@ JSValueRef MakeError(JSContextRef inContext, std::string_view inText) {
 JSValueRef MakeTypeError(JSContextRef inContext, JSObjectRef inTypeError, std::string_view inText) {
     const JSValueRef text = JSValueMakeString(inContext, MakeString(inText).get());
     JSValueRef exception = nullptr;
-    const JSObjectRef error = JSObjectCallAsConstructor(inContext, inTypeError, 1, &text, &exception);
+    JSObjectRef error = JSObjectCallAsConstructor(inContext, inTypeError, 1, &text, &exception);
     return error != nullptr ? error : exception;
 }
 
@@ -32,7 +32,7 @@ JSValueRef MakeError(EngineContext& ioContext, const std::exception_ptr& inError
                    : MakeError(context, std::string_view(error.what()));
     } catch (const nuocore::config::nuo_exception& error) {
         const JSValueRef made = MakeError(context, std::string_view(error.what()));
-        if (const JSObjectRef object = JSValueToObject(context, made, nullptr)) {
+        if (JSObjectRef object = JSValueToObject(context, made, nullptr)) {
             JSObjectSetProperty(context, object, MakeString("code").get(),
                                 JSValueMakeNumber(context, error.GetCode()), kJSPropertyAttributeNone,
                                 nullptr);
@@ -56,9 +56,9 @@ ScriptException ReadException(EngineContext& ioContext, JSValueRef inException) 
         if (const String shown = StringOf(context, inException, &failure); shown && failure == nullptr) {
             text = TextOf(shown.get());
         }
-        if (const JSObjectRef object = JSValueIsObject(context, inException)
-                                           ? JSValueToObject(context, inException, nullptr)
-                                           : nullptr) {
+        if (JSObjectRef object = JSValueIsObject(context, inException)
+                                     ? JSValueToObject(context, inException, nullptr)
+                                     : nullptr) {
             // A getter that is stopped must not be followed by another.
             const Limits& limits = ioContext.GetLimits();
             const auto number = [&](const char* inName) {

@@ -119,7 +119,7 @@ std::optional<std::chrono::milliseconds> Limits::TimeLeft() const {
 }
 
 std::size_t Limits::MemoryUse(JSContextRef inContext) {
-    const JSObjectRef statistics = JSGetMemoryUsageStatistics(inContext);
+    JSObjectRef statistics = JSGetMemoryUsageStatistics(inContext);
     return static_cast<std::size_t>(
         JSValueToNumber(inContext, PropertyOf(inContext, statistics, "heapSize"), nullptr));
 }

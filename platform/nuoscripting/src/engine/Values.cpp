@@ -63,7 +63,7 @@ const char* KindOf(JSContextRef inContext, JSValueRef inValue) {
     if (JSValueIsArray(inContext, inValue)) {
         return "an array";
     }
-    const JSObjectRef object = JSValueToObject(inContext, inValue, nullptr);
+    JSObjectRef object = JSValueToObject(inContext, inValue, nullptr);
     return object != nullptr && JSObjectIsFunction(inContext, object) ? "a function" : "an object";
 }
 
@@ -122,9 +122,9 @@ bool FromScript(JSContextRef inContext, JSValueRef inValue, ScriptType inType, b
             outValue = number;
             return true;
         case ScriptType::kFunction: {
-            const JSObjectRef object = JSValueIsObject(inContext, inValue)
-                                           ? JSValueToObject(inContext, inValue, outException)
-                                           : nullptr;
+            JSObjectRef object = JSValueIsObject(inContext, inValue)
+                                     ? JSValueToObject(inContext, inValue, outException)
+                                     : nullptr;
             if (object == nullptr || !JSObjectIsFunction(inContext, object)) {
                 return false;
             }
