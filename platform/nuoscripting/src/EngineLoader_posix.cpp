@@ -24,6 +24,7 @@ MakeEngine* Load() {
     void* const library = ::dlopen(EngineFile().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     void* const entry = library == nullptr ? nullptr : ::dlsym(library, kEngineEntry);
     if (entry == nullptr) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): each thread has its own
         throw ScriptError(std::string("cannot load the script engine: ") + ::dlerror() +
                           "; is the package libjavascriptcoregtk-4.1-0 installed?");
     }
