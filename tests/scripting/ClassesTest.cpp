@@ -73,6 +73,12 @@ TEST_F(Classes, AMethodRefusesForeignObjects) {
     EXPECT_THAT(probe::Probe::sTexts, testing::IsEmpty());
 }
 
+TEST_F(Classes, ADerivedClassGivesObjectsOfTheClassItself) {
+    EXPECT_EQ(Eval("class Mine extends test.probes.Probe { own() { return 1 } }; let m = new Mine(); "
+                   "[m instanceof test.probes.Probe, typeof m.own, m.takeText('x')]"),
+              "[true,\"undefined\",\"x\"]");
+}
+
 TEST_F(Classes, AHostGivesItsScriptsAnObject) {
     const auto object = mContext->AddObject("shared", "Probe");
     EXPECT_EQ(object->GetName(), "Probe");

@@ -107,12 +107,33 @@ TEST_F(Context, TheConsoleShowsValues) {
 
 TEST_F(Context, TheConsoleShowsOddValues) {
     mContext->Run(
-        "let c = {}; c.c = c; console.log(c, 5n); try { console.log(Symbol('s')) } catch (e) { "
-        "console.log('refused') }; console.log({get a() { throw 1; }})",
+        "let c = {}; c.c = c; console.log(c, 5n); console.log(Symbol('s'), Symbol()); "
+        "console.log({get a() { throw 1; }}, {stack: 'mine'})",
         "script.js");
-    EXPECT_THAT(mConsole.mLines, ElementsAre("[object Object] 5", "refused", "[object Object]"));
+    EXPECT_THAT(mConsole.mLines, ElementsAre("[object Object] 5", "Symbol(s) Symbol()",
+                                             "[object Object] {\"stack\":\"mine\"}"));
     mContext->Run("function where() { return new Error('e'); } console.log(where())", "script.js");
     EXPECT_THAT(mConsole.mLines.back(), HasSubstr("Error: e\nwhere@script.js:1:"));
+}
+
+TEST_F(Context, TheConsoleHasTheOtherUsualFunctions) {
+    mContext->Run(
+        "console.dir({a: 1}); console.table([1]); console.trace('here'); console.assert(true, 'well'); "
+        "console.assert(0, 'ill', 5); console.assert(); console.group('g'); console.groupCollapsed(); "
+        "console.groupEnd(); console.time('t'); console.timeLog('t'); console.timeEnd('t'); console.count(); "
+        "console.countReset(); console.clear(); console.dirxml('x')",
+        "script.js");
+    EXPECT_THAT(mConsole.mLines, ElementsAre("{\"a\":1}", "[1]", "here", "! Assertion failed: ill 5",
+                                             "! Assertion failed", "x"));
+}
+
+TEST_F(Context, ALineOfTheConsoleIsBounded) {
+    mContext->Run(
+        "let s = 'x'.repeat(1 << 24); console.log(s, s); let refused = ''; "
+        "try { console.log(s, s, s, s, s) } catch (e) { refused = e.message }",
+        "script.js");
+    EXPECT_EQ(mConsole.mLines.size(), 1U);
+    EXPECT_EQ(Result(mContext, "refused"), "\"a line of the console is longer than 64 MiB\"");
 }
 
 TEST_F(Context, PromisesDoTheirPartBeforeRunReturns) {
@@ -161,6 +182,20 @@ TEST_F(Context, WorkThatThrowsLeavesTheRest) {
     EXPECT_EQ(ran, 0);
     EXPECT_TRUE(mContext->RunPending());
     EXPECT_EQ(ran, 1);
+}
+
+TEST_F(Context, TheHostIsToldAgainOfWorkThatIsLeft) {
+    int told = 0;
+    nuoscripting::ScriptContextSettings settings;
+    settings.mOnPendingWork = [&] { ++told; };
+    const auto context = mConsole.MakeContext(std::move(settings));
+    context->Post([] { throw std::runtime_error("mine"); });
+    context->Post([] { throw std::runtime_error("mine too"); });
+    EXPECT_EQ(told, 2);
+    EXPECT_THROW(context->RunPending(), std::runtime_error);
+    EXPECT_EQ(told, 3);
+    EXPECT_THROW(context->RunPending(), std::runtime_error);
+    EXPECT_EQ(told, 3);
 }
 
 TEST_F(Context, SeveralShareNothing) {

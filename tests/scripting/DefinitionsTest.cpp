@@ -41,6 +41,28 @@ class Initiator final : public ScriptObjectDefinitionInitiatorBase {
     const std::string mName;
 };
 
+// Two classes of one name, in the namespaces that are their descriptions.
+class Twins final : public ScriptObjectDefinitionInitiatorBase {
+    void Initiate(ScriptDefinitions& ioDefinitions) override {
+        for (const char* const place : {"one", "two"}) {
+            ioDefinitions.AddObjectDefinition(
+                std::string(place) + ".Plain",
+                std::make_shared<ScriptObjectDefinition<Plain>>("Plain", UTF8String(place)));
+        }
+    }
+};
+
+// Adds a class before it fails, the first time.
+class Hesitant final : public ScriptObjectDefinitionInitiatorBase {
+    void Initiate(ScriptDefinitions& ioDefinitions) override {
+        ioDefinitions.AddObjectDefinition(
+            "Plain", std::make_shared<ScriptObjectDefinition<Plain>>("Plain", "A plain class"));
+        if (!std::exchange(mHasFailed, true)) throw std::runtime_error("not yet");
+    }
+
+    bool mHasFailed = false;
+};
+
 class Barren final : public ScriptObjectDefinition<Plain> {
   public:
     using ScriptObjectDefinition::ScriptObjectDefinition;
@@ -140,6 +162,30 @@ TEST(Definitions, OfOneNameMeet) {
     ASSERT_NE(Find("Plain"), nullptr);
     const auto second = Register("Plain");
     EXPECT_THROW(static_cast<void>(Find("Plain")), ScriptError);
+}
+
+TEST(Definitions, OfAnInitiatorThatFailsAreTakenBackUntilItSucceeds) {
+    const auto before = Register("Before");
+    const ScriptObjectDefinitionRegistrar registrar(std::make_unique<Hesitant>());
+    EXPECT_THROW(ScriptContext::Create(), std::runtime_error);
+    EXPECT_NO_THROW(ScriptContext::Create());
+    EXPECT_NE(Find("Before"), nullptr);
+    EXPECT_NE(Find("Plain"), nullptr);
+}
+
+TEST(Definitions, AreFoundByTheNameTheyAreRegisteredUnder) {
+    Define([](auto& ioDefinition) {
+        ioDefinition.AddOrModifyNamespace(ioDefinition.GetDescription(), 0);
+        ioDefinition.AddMethod("do", {ParameterType::UTF8Text("text")}, PropertyType::Bool(), &Plain::Do,
+                               true, 0, "", 0);
+    });
+    const ScriptObjectDefinitionRegistrar registrar(std::make_unique<Twins>());
+    const auto context = ScriptContext::Create();
+    context->AddObject("first", "one.Plain");
+    context->AddObject("second", "two.Plain");
+    EXPECT_EQ(probe::Result(context, "[first instanceof one.Plain, second instanceof two.Plain]"),
+              "[true,true]");
+    EXPECT_THROW(context->AddObject("third", "Plain"), ScriptError);
 }
 
 TEST(Definitions, RefuseItemsOfOneName) {

@@ -62,6 +62,15 @@ TEST_F(Lifetime, AnEndedObjectFailsInTheScript) {
     EXPECT_EQ(Eval("shared.takeText('x')"), "TypeError: test.probes.Probe.takeText: the object has ended");
 }
 
+TEST_F(Lifetime, AnObjectThatEndsWhileItsArgumentsAreTakenFailsInTheScript) {
+    const auto object = mContext->AddObject("shared", "Probe");
+    Probe::sHook = [&](Probe& /*ioProbe*/) { object->Finalize(); };
+    mContext->Run("const ender = new test.probes.Probe(), ends = {get a() { return ender.hook(''); }}",
+                  "script.js");
+    EXPECT_EQ(Eval("shared.takeVariant(ends)"),
+              "TypeError: test.probes.Probe.takeVariant: the object has ended");
+}
+
 TEST_F(Lifetime, AnObjectMayEndItselfInItsMethod) {
     Probe::sHook = [](Probe& ioProbe) { ioProbe.Finalize(); };
     EXPECT_EQ(Eval("let p = new test.probes.Probe(); p.hook('x')"), "\"x\"");
@@ -102,13 +111,16 @@ TEST_F(Lifetime, AFunctionThatTheHostKeepsIsDeadWithoutItsContext) {
 }
 
 TEST_F(Lifetime, AFunctionIsRefusedToOtherThreadsButMayBeReleasedThere) {
-    mContext->Run("new test.probes.Probe().keep(() => 1)", "script.js");
+    mContext->Run("for (let i = 0; i < 100; i++) { let p = new test.probes.Probe(); p.keep(() => p) }",
+                  "script.js");
     std::thread([] {
         EXPECT_THROW(Probe::sKept.at(0)->Call({}), ScriptError);
         Probe::sKept.clear();
     }).join();
+    EXPECT_EQ(Probe::sAlive, 100);
     mContext->Run("1", "script.js");
     mContext->CollectGarbage();
+    EXPECT_LT(Probe::sAlive, 10);
 }
 
 TEST_F(Lifetime, FunctionsThatTheHostHasReleasedGoWithWhatTheyRefTo) {

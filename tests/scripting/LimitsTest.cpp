@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "Probe.h"
 
 namespace {
@@ -74,6 +76,19 @@ TEST_F(Limits, PromisesThatNeverEndAreStoppedAfterAnExceptionToo) {
     EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
 }
 
+TEST_F(Limits, WhatIsLeftOfAStoppedScriptIsNotRun) {
+    // The engine tells of the rejection when it gives its lock up, and what promises had to do is left then.
+    EXPECT_EQ(
+        Stops(mHasty, "Promise.reject({toString() { for (;;); }}); (async () => { await 0; for (;;); })()"),
+        Limit::kTime);
+    EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
+    EXPECT_EQ(Stops(mHasty,
+                    "var ran = 0; for (let i = 0; i < 3; i++) (async () => { await 0; for (;;); })(); "
+                    "(async () => { await 0; ran++; for (;;); })()"),
+              Limit::kTime);
+    EXPECT_EQ(Result(mHasty, "ran"), "0");
+}
+
 TEST_F(Limits, AScriptIsStoppedInsideANativeMethod) {
     const std::string probe = "var p = new test.probes.Probe(); ";
     EXPECT_EQ(Stops(mHasty, probe + "p.takeVariant({get a() { for (;;); }})"), Limit::kTime);
@@ -104,6 +119,41 @@ TEST_F(Limits, TimeThatNativeMethodsWaitCounts) {
     Probe::sHook = nullptr;
 }
 
+TEST_F(Limits, TimeThatNativeObjectsTakeToBeMadeCounts) {
+    int made = 0;
+    Probe::sAtBegin = [&] {
+        ++made;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    };
+    EXPECT_EQ(Stops(mHasty, "for (;;) try { new test.probes.Probe() } catch (e) {}"), Limit::kTime);
+    EXPECT_LE(made, 15);
+    Probe::sAtBegin = nullptr;
+}
+
+TEST_F(Limits, AScriptThatIsStoppedWhileAnObjectIsMadeCannotCatchIt) {
+    mHasty->Run("new test.probes.Probe().keep(() => { for (;;); })", "script.js");
+    const auto endless = Probe::sKept.at(0);
+    Probe::sAtBegin = [&] { endless->Call({}); };
+    EXPECT_EQ(Stops(mHasty, "var caught = 0; try { new test.probes.Probe() } catch (e) { caught++ }"),
+              Limit::kTime);
+    Probe::sAtBegin = nullptr;
+    EXPECT_EQ(Result(mHasty, "caught"), "0");
+    Probe::sKept.clear();
+}
+
+TEST_F(Limits, TimeThatTheConsoleTakesCounts) {
+    int lines = 0;
+    nuoscripting::ScriptContextSettings settings;
+    settings.mTimeLimit = std::chrono::milliseconds(100);
+    settings.mConsole = [&](nuoscripting::ConsoleLevel, std::string_view) {
+        ++lines;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    };
+    EXPECT_EQ(Stops(ScriptContext::Create(settings), "for (;;) try { console.log(1) } catch (e) {}"),
+              Limit::kTime);
+    EXPECT_LE(lines, 15);
+}
+
 TEST_F(Limits, AResultThatIsNeverReadyIsStopped) {
     EXPECT_THROW(mHasty->Evaluate("({get a() { for (;;); }})", "script.js"), ScriptLimitExceeded);
     EXPECT_EQ(Stops(mHasty, "throw {toString() { for (;;); }}"), Limit::kTime);
@@ -121,6 +171,37 @@ TEST_F(Limits, WorkThatIsRunLaterIsStopped) {
     EXPECT_THROW(mHasty->RunPending(), ScriptLimitExceeded);
 }
 
+TEST_F(Limits, WorkThatIsRunLaterIsOneCall) {
+    const auto context = MakeContext(std::chrono::seconds(1), 0);
+    int done = 0;
+    // Each piece is short.
+    for (int i = 0; i < 1000; ++i) {
+        context->Post([&] {
+            ++done;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        });
+    }
+    EXPECT_THROW(context->RunPending(), ScriptLimitExceeded);
+    EXPECT_LT(done, 150);
+    EXPECT_TRUE(context->WaitForPending(std::chrono::milliseconds(0)));
+}
+
+TEST_F(Limits, TheLongestDurationIsForEver) {
+    constexpr auto kForEver = std::chrono::milliseconds::max();
+    EXPECT_EQ(Stops(MakeContext(kForEver, 0), "for (let i = 0; i < 3e7; i++);"), std::nullopt);
+    std::thread later([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        mSmall->Post([] {});
+    });
+    EXPECT_TRUE(mSmall->WaitForPending(kForEver));
+    later.join();
+}
+
+TEST_F(Limits, ADurationBelowNoughtIsNoLimit) {
+    EXPECT_EQ(Stops(MakeContext(std::chrono::milliseconds(-5), 0), "for (let i = 0; i < 3e7; i++);"),
+              std::nullopt);
+}
+
 TEST_F(Limits, WhatEscapesThemIsTakenAway) {
     EXPECT_EQ(Result(mHasty,
                      "[typeof WebAssembly, typeof FinalizationRegistry, typeof Atomics.wait, typeof "
@@ -130,8 +211,10 @@ TEST_F(Limits, WhatEscapesThemIsTakenAway) {
 }
 
 TEST_F(Limits, EachCallHasTheWholeTime) {
+    const auto context = MakeContext(std::chrono::seconds(4), 0);
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(Stops(mHasty, "{ const end = Date.now() + 40; while (Date.now() < end); }"), std::nullopt);
+        EXPECT_EQ(Stops(context, "{ const end = Date.now() + 1000; while (Date.now() < end); }"),
+                  std::nullopt);
     }
 }
 

@@ -41,6 +41,14 @@ TEST_F(Parameters, OfEachTypeArriveAndComeBack) {
     EXPECT_EQ(Call("nothing() === undefined"), "true");
 }
 
+TEST_F(Parameters, AWholeNumberThatScriptsCannotHoldIsNoResult) {
+    EXPECT_EQ(Call("giveInt64('9007199254740992')"), "9007199254740992");
+    EXPECT_EQ(Call("giveInt64('-9007199254740992')"), "-9007199254740992");
+    const std::string refusal = "Error: a whole number beyond 2^53 can't be a result: scripts can't hold it";
+    EXPECT_EQ(Call("giveInt64('9007199254740993')"), refusal);
+    EXPECT_EQ(Call("giveInt64('-9223372036854775808')"), refusal);
+}
+
 TEST_F(Parameters, OneThatIsMissingIsNamed) {
     EXPECT_EQ(Call("takeText()"),
               Refused("takeText", "parameter 1 \"text\" is missing; it must be a string"));

@@ -27,6 +27,7 @@ void ScriptObjectDefinition<probe::Probe>::DefineObject(ScriptDefinitionContext&
               &Probe::TakeTwo, true, 0, "", 0);
     AddMethod("takeLooseText", {P::UTF8Text("text")}, R::UTF8Text(), &Probe::TakeText, false, 0, "", 0);
     AddMethod("takeLooseInt32", {P::Int32("number")}, R::Int32(), &Probe::TakeInt32, false, 0, "", 0);
+    AddMethod("giveInt64", {P::UTF8Text("digits")}, R::Int64(), &Probe::GiveInt64, true, 0, "", 0);
     AddMethod("throw", {P::UTF8Text("what")}, R::Void(), &Probe::Throw, true, 0, "", 0);
     AddMethod("hook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, 0, "", 0);
     AddMethod("promisedHook", {P::UTF8Text("value")}, R::UTF8Text(), &Probe::Hook, true, kItemFlag_Promise,
@@ -51,10 +52,14 @@ std::atomic<int> Probe::sFinalized = 0;
 std::vector<std::string> Probe::sTexts;
 std::atomic<std::thread::id> Probe::sThread;
 std::function<void(Probe&)> Probe::sHook;
+std::function<void()> Probe::sAtBegin;
 std::function<void()> Probe::sAtEnd;
 std::vector<RefPtr<ScriptFunction>> Probe::sKept;
 
-Probe::Probe() : ScriptObject("Probe") { ++sAlive; }
+Probe::Probe() : ScriptObject("Probe") {
+    if (sAtBegin) sAtBegin();
+    ++sAlive;
+}
 Probe::~Probe() { --sAlive; }
 void Probe::OnFinalize() {
     ++sFinalized;
@@ -86,6 +91,8 @@ void Probe::Keep(const RefPtr<ScriptFunction>& inFunction) { sKept.push_back(inF
 UTF8String Probe::TakeTwo(const UTF8String& inFirst, std::optional<std::int32_t> inSecond) {
     return inFirst + (inSecond ? UTF8String(std::to_string(*inSecond)) : UTF8String("-"));
 }
+
+std::int64_t Probe::GiveInt64(const UTF8String& inDigits) { return std::stoll(std::string(inDigits)); }
 
 void Probe::Throw(const UTF8String& inWhat) {
     if (inWhat == "code") throw nuocore::config::nuo_exception("no luck", nuocore::eUnknown);

@@ -32,6 +32,7 @@ class Probe final : public nuoscripting::ScriptObject {
     VariantValue CallBack(const RefPtr<ScriptFunction>& inFunction, std::optional<VariantValue> inArgument);
     void Keep(const RefPtr<ScriptFunction>& inFunction);
     UTF8String TakeTwo(const UTF8String& inFirst, std::optional<std::int32_t> inSecond);
+    std::int64_t GiveInt64(const UTF8String& inDigits);
     void Throw(const UTF8String& inWhat);
     UTF8String Hook(const UTF8String& inValue);
 
@@ -40,6 +41,7 @@ class Probe final : public nuoscripting::ScriptObject {
     static std::vector<std::string> sTexts;            ///< what TakeText got
     static std::atomic<std::thread::id> sThread;       ///< of the last call of Hook
     static std::function<void(Probe&)> sHook;          ///< what Hook does
+    static std::function<void()> sAtBegin;             ///< what making one does
     static std::function<void()> sAtEnd;               ///< what OnFinalize does
     static std::vector<RefPtr<ScriptFunction>> sKept;  ///< what Keep got
 

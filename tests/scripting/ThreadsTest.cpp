@@ -137,6 +137,25 @@ TEST_F(Threads, APromiseOfTheUIThread) {
     EXPECT_EQ(Probe::sThread, mDesktop->Id());
 }
 
+TEST_F(Threads, ACallThatWaitsForTheUIThreadFailsWhenItsObjectHasEndedMeanwhile) {
+    std::promise<void> mayGo;
+    mDesktop->Post([&] { mayGo.get_future().wait(); });
+    const auto object = mContext->AddObject("shared", "Probe");
+    mContext->Run("shared.promisedUIHook('x').catch(e => console.log(e.message))", "script.js");
+    object->Finalize();
+    mayGo.set_value();
+    ASSERT_TRUE(mContext->WaitForPending(std::chrono::seconds(30)));
+    mContext->RunPending();
+    EXPECT_THAT(mConsole.mLines, ElementsAre("test.probes.Probe.promisedUIHook: the object has ended"));
+    EXPECT_EQ(Probe::sThread, std::thread::id());
+}
+
+TEST_F(Threads, TheLongestTimeOutIsForEver) {
+    bool hasRun = false;
+    DirectVoidCallOnUIThread([&] { hasRun = true; }, std::chrono::milliseconds::max());
+    EXPECT_TRUE(hasRun);
+}
+
 TEST_F(Threads, APromiseOfTheUIThreadIsWaitedForInAContextWithoutPromises) {
     ScriptContextSettings settings;
     settings.mFlags = 0;

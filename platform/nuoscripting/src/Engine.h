@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,11 +24,12 @@ class NUOSCRIPTING_API Engine {
     Engine& operator=(const Engine&) = delete;
     virtual ~Engine();
 
-    virtual VariantValue Run(std::string_view inSource, const std::string& inFile, int inFirstLine,
-                             bool inWithResult) = 0;
+    /// Nothing for "undefined", or when no result is asked for.
+    virtual std::optional<VariantValue> Run(std::string_view inSource, const std::string& inFile,
+                                            int inFirstLine, bool inWithResult) = 0;
     virtual RefPtr<ScriptObject> AddObject(const std::string& inVariable, std::string_view inClassName) = 0;
-    /// Runs work in which scripts may be called.
-    virtual void Do(const std::function<void()>& inWork) = 0;
+    /// Runs work in which scripts may be called, all of it as one call; takes out what it begins.
+    virtual void Do(std::deque<std::function<void()>>& ioWork) = 0;
     [[nodiscard]] virtual std::size_t CountOpenPromises() const = 0;
     virtual void CollectGarbage() = 0;
     [[nodiscard]] virtual std::size_t GetMemoryUse() = 0;

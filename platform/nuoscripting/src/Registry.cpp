@@ -70,10 +70,12 @@ void ScriptDefinitions::InitiateLocked() {
             continue;
         }
         mCurrentOwner = registration.mOwner;
+        const auto before = static_cast<std::ptrdiff_t>(mEntries.size());
         try {
             registration.mInitiator->Initiate(*this);
         } catch (...) {
             mCurrentOwner = nullptr;
+            mEntries.erase(mEntries.begin() + before, mEntries.end());
             throw;
         }
         mCurrentOwner = nullptr;
@@ -121,7 +123,7 @@ std::vector<ScriptDefinitions::Pinned> ScriptDefinitions::PinObjectDefinitions()
         }
         std::vector<Pinned> definitions;
         for (const Entry& entry : mEntries) {
-            definitions.push_back({libraries[entry.mOwner], entry.mDefinition});
+            definitions.push_back({libraries[entry.mOwner], entry.mDefinition, entry.mName});
         }
         return definitions;
     }

@@ -42,6 +42,13 @@ void ScriptContext::Run(std::string_view inSource, const std::string& inFile, in
 VariantValue ScriptContext::Evaluate(std::string_view inSource, const std::string& inFile, int inFirstLine) {
     CheckThread("Evaluate");
     const RefPtr<ScriptContext> held(this);
+    return mEngine->Run(inSource, inFile, inFirstLine, true).value_or(VariantValue());
+}
+
+std::optional<VariantValue> ScriptContext::EvaluateIfDefined(std::string_view inSource,
+                                                             const std::string& inFile, int inFirstLine) {
+    CheckThread("EvaluateIfDefined");
+    const RefPtr<ScriptContext> held(this);
     return mEngine->Run(inSource, inFile, inFirstLine, true);
 }
 
@@ -60,18 +67,16 @@ bool ScriptContext::RunPending() {
     CheckThread("RunPending");
     const RefPtr<ScriptContext> held(this);
     std::deque<std::function<void()>> work = mWork->Take();
-    const bool hadWork = !work.empty();
+    if (work.empty()) {
+        return false;
+    }
     try {
-        while (!work.empty()) {
-            const std::function<void()> next = std::move(work.front());
-            work.pop_front();
-            mEngine->Do(next);
-        }
+        mEngine->Do(work);
     } catch (...) {
         mWork->PutBack(std::move(work));
         throw;
     }
-    return hadWork;
+    return true;
 }
 
 bool ScriptContext::WaitForPending(std::chrono::milliseconds inLimit) {

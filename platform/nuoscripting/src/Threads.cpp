@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "Durations.h"
 #include "nuoscripting/Errors.h"
 
 namespace nuoscripting {
@@ -60,7 +61,7 @@ class Call {
     // Whether it came to its end; otherwise it will not be begun any more.
     bool Await(std::chrono::milliseconds inTimeout) {
         std::unique_lock lock(mLock);
-        if (mChanged.wait_for(lock, inTimeout, [this] { return mState == State::kDone; })) {
+        if (mChanged.wait_for(lock, detail::Bounded(inTimeout), [this] { return mState == State::kDone; })) {
             return true;
         }
         if (mState == State::kWaiting) {

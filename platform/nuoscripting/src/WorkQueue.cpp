@@ -3,6 +3,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Durations.h"
 #include "HostFailure.h"
 
 namespace nuoscripting::detail {
@@ -45,14 +46,22 @@ std::deque<std::function<void()>> WorkQueue::Take() {
 }
 
 void WorkQueue::PutBack(std::deque<std::function<void()>> inWork) {
-    const std::lock_guard lock(mLock);
-    mWork.insert(mWork.begin(), std::make_move_iterator(inWork.begin()),
-                 std::make_move_iterator(inWork.end()));
+    if (inWork.empty()) {
+        return;
+    }
+    {
+        const std::lock_guard lock(mLock);
+        mWork.insert(mWork.begin(), std::make_move_iterator(inWork.begin()),
+                     std::make_move_iterator(inWork.end()));
+    }
+    if (mOnWork) {
+        Tell();
+    }
 }
 
 bool WorkQueue::WaitFor(std::chrono::milliseconds inLimit) {
     std::unique_lock lock(mLock);
-    return mChanged.wait_for(lock, inLimit, [this] { return !mWork.empty(); });
+    return mChanged.wait_for(lock, Bounded(inLimit), [this] { return !mWork.empty(); });
 }
 
 void WorkQueue::Close() {

@@ -14,7 +14,8 @@ namespace nuoscripting::detail {
 /// First in, first out. Any thread.
 class NUOSCRIPTING_API WorkQueue {
   public:
-    /// `inOnWork` is told of each work that comes, one call at a time; what it throws goes to the log.
+    /// `inOnWork` is told of each work that comes, and of work that is put back, one call at a time; what it
+    /// throws goes to the log.
     explicit WorkQueue(std::function<void()> inOnWork);
     WorkQueue(const WorkQueue&) = delete;
     WorkQueue& operator=(const WorkQueue&) = delete;

@@ -22,8 +22,9 @@ class NUOSCRIPTING_API ScriptObjectDefinitionInitiatorBase {
     ScriptObjectDefinitionInitiatorBase& operator=(const ScriptObjectDefinitionInitiatorBase&) = delete;
     virtual ~ScriptObjectDefinitionInitiatorBase();
 
-    /// Creates the definition object and hands it to `ioDefinitions.AddObjectDefinition`. Called at most
-    /// once, with the registry locked: it calls nothing else of the registry, and loads no library.
+    /// Creates the definition object and hands it to `ioDefinitions.AddObjectDefinition`. Called until it
+    /// has succeeded once, with the registry locked: it calls nothing else of the registry, and loads no
+    /// library.
     virtual void Initiate(ScriptDefinitions& ioDefinitions) = 0;
 };
 
@@ -56,7 +57,8 @@ class NUOSCRIPTING_API ScriptDefinitions {
                              std::shared_ptr<ScriptObjectDefinitionBase> inDefinition);
 
     /// All definitions, in the order of adding; initiators that haven't been asked yet are asked now. Throws
-    /// what an initiator throws; it is asked again the next time.
+    /// what an initiator throws, without whom no context can be made: what it has added is taken back, and it
+    /// is asked again the next time.
     [[nodiscard]] std::vector<DefinitionPtr> GetObjectDefinitions();
     /// The definition of that name; null when there is none.
     [[nodiscard]] DefinitionPtr FindObjectDefinition(std::string_view inName);
@@ -66,6 +68,7 @@ class NUOSCRIPTING_API ScriptDefinitions {
     struct Pinned {
         std::shared_ptr<void> mLibrary;  // goes last
         DefinitionPtr mDefinition;
+        UTF8String mName;  // that it is registered under
     };
     [[nodiscard]] std::vector<Pinned> PinObjectDefinitions();
 

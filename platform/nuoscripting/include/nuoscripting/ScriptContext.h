@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -30,10 +31,11 @@ enum class ConsoleLevel { kLog, kInfo, kDebug, kWarn, kError };
 struct ScriptContextSettings {
     std::uint32_t mFlags = kContextFlag_Promises;
     /// How long one call into the context (`Run`, `Evaluate`, `AddObject`, `RunPending`, a `ScriptFunction`)
-    /// may take; 0 for ever. Looked at about every 10 ms of the processor's time, and after each native
-    /// method. What a native method or one operation of the engine (matching a regular expression, say) takes
-    /// counts, but is not cut short: the script is stopped after it. Where scripts and native methods call
-    /// each other many levels deep, each with a "catch", leaving them all takes a while more.
+    /// may take, `RunPending` for all its work; 0 for ever. Looked at about every 10 ms of the processor's
+    /// time, and after each native method, constructor and line of the console. What a native method or one
+    /// operation of the engine (matching a regular expression, say) takes counts, but is not cut short: the
+    /// script is stopped after it. Where scripts and native methods call each other many levels deep, each
+    /// with a "catch", leaving them all takes a while more.
     std::chrono::milliseconds mTimeLimit{0};
     /// How many bytes the context's scripts may keep in use; 0 for no limit. Looked at about every 10 ms of
     /// running, at the end of a call, and never oftener than lets measuring take a tenth of the time: until
@@ -43,9 +45,11 @@ struct ScriptContextSettings {
     /// What `console.log` and its sisters print; without it scripts have the engine's mute console. Called on
     /// the context's thread; must not throw.
     std::function<void(ConsoleLevel, std::string_view)> mConsole;
-    /// Called when there is something for `RunPending`, on any thread, also inside `Post`; one call at a
-    /// time, and none any more when the context has gone: who releases the last reference waits for one that
-    /// is running. So it must not wait for the context's thread. What it throws goes to the log.
+    /// Called when there is something for `RunPending`, on any thread, also inside `Post`, and inside a
+    /// `RunPending` that leaves work behind because something threw; one call at a time, and none any more
+    /// when the context has gone: who releases the last reference waits for one that is running. So it must
+    /// not wait for the context's thread, and `Post` must not be called holding a lock that it takes. What it
+    /// throws goes to the log.
     std::function<void()> mOnPendingWork;
 };
 
@@ -75,9 +79,14 @@ class NUOSCRIPTING_API ScriptContext final : public nuocore::RefCountedObjectWit
     /// or too deep (see `nuocore::serialization::JSONLimits`).
     VariantValue Evaluate(std::string_view inSource, const std::string& inFile, int inFirstLine = 1);
 
-    /// Makes an object of a class (by its definition's name) and gives it to the scripts as a global
-    /// variable, in place of what they have under that name. Throws `ScriptError` when there is no such class
-    /// in this context, `ScriptException` when a script has fixed what it has there, and as `Run` does.
+    /// The same, with nothing for "undefined", which can be told from "null" that way.
+    std::optional<VariantValue> EvaluateIfDefined(std::string_view inSource, const std::string& inFile,
+                                                  int inFirstLine = 1);
+
+    /// Makes an object of a class (by the name its definition is registered under) and gives it to the
+    /// scripts as a global variable, in place of what they have under that name. Throws `ScriptError` when
+    /// there is no such class in this context, `ScriptException` when a script has fixed what it has there,
+    /// and as `Run` does.
     RefPtr<ScriptObject> AddObject(const std::string& inVariable, std::string_view inClassName);
 
     /// Hands work to the context's thread, from any thread. What is posted to a context that goes is dropped.

@@ -11,8 +11,9 @@ namespace nuoscripting {
 class ScriptContext;
 
 /// Base of the classes that scripts can use. The script's object owns a reference, hosts may hold more. When
-/// the script has lost its object, its reference is released on the thread of the context, never inside the
-/// collector; how long after, is the collector's affair.
+/// the script has lost its object, its reference is released on the thread of the context (with the context,
+/// on the thread that releases that last), never inside the collector; how long after, is the collector's
+/// affair.
 class NUOSCRIPTING_API ScriptObject : public nuocore::RefCountedObjectWithWeakPtr {
   public:
     /// With the name of its class.

@@ -17,6 +17,8 @@ namespace nuoscripting::engine {
 
 namespace {
 
+constexpr const char* kHasEnded = ": the object has ended";
+
 // The arguments of one call, as many as the method takes: most take few, and calls are many.
 class Arguments {
   public:
@@ -43,16 +45,23 @@ struct DetachedCall {
     RefPtr<ScriptObject> mObject;
     std::vector<ScriptValue> mArguments;
 
-    ScriptValue operator()() { return mItem.Invoke(*mObject, mArguments); }
+    // The object may have ended while the call waited for its turn.
+    ScriptValue operator()() {
+        if (mObject->IsFinalized()) {
+            throw ScriptError(NameOf(*mPinned->mDefinition, mItem) + kHasEnded);
+        }
+        return mItem.Invoke(*mObject, mArguments);
+    }
 };
 
 JSValueRef Refuse(JSContextRef inContext, const ItemInfo& inItem, const std::string& inWhy) {
-    return MakeTypeError(inContext, inItem.mContext.GetTypeError(), NameOf(inItem) + ": " + inWhy);
+    return MakeTypeError(inContext, inItem.mContext.GetTypeError(),
+                         NameOf(inItem.mClass.mDefinition, inItem.mItem) + inWhy);
 }
 
 std::string ParameterText(const ItemInfo& inItem, std::size_t inIndex) {
     const ParameterType& parameter = inItem.mItem.GetParameterTypes()[inIndex];
-    return "parameter " + std::to_string(inIndex + 1) + " \"" + std::string(parameter.GetName()) + "\"";
+    return ": parameter " + std::to_string(inIndex + 1) + " \"" + std::string(parameter.GetName()) + "\"";
 }
 
 // Takes one argument; false with an exception.
@@ -139,13 +148,9 @@ JSValueRef CallElsewhere(JSContextRef inContext, const ItemInfo& inItem, Detache
     return ToScript(inContext, isOnUIThread ? CallOnUIThread(inItem, std::move(inCall)) : inCall());
 }
 
-// The script's frame holds the object while its method runs.
+// The script's frame holds the object while its method runs. What is thrown becomes the script's exception.
 JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, ScriptObject& ioObject, std::size_t inCount,
                 const JSValueRef inArguments[], JSValueRef* outException) {
-    if (ioObject.IsFinalized()) {
-        *outException = Refuse(inContext, inItem, "the object has ended");
-        return nullptr;
-    }
     const ScriptItemDefinitionBase& item = inItem.mItem;
     Arguments arguments(item.GetParameterTypes().size());
     std::size_t index = 0;
@@ -156,19 +161,18 @@ JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, ScriptObject& io
         }
         ++index;
     }
-    try {
-        if ((item.GetFlags() & kItemFlag_ThreadMask) == kItemFlag_Direct) {
-            return ToScript(inContext, item.Invoke(ioObject, arguments.Get()));
-        }
-        std::vector<ScriptValue> owned(std::make_move_iterator(arguments.Get().begin()),
-                                       std::make_move_iterator(arguments.Get().end()));
-        return CallElsewhere(inContext, inItem,
-                             {inItem.mClass.mPinned, item, RefPtr<ScriptObject>(&ioObject), std::move(owned)},
-                             outException);
-    } catch (...) {
-        *outException = MakeError(inItem.mContext, std::current_exception());
+    if (ioObject.IsFinalized()) {  // maybe by what the script's arguments have run
+        *outException = Refuse(inContext, inItem, kHasEnded);
         return nullptr;
     }
+    if ((item.GetFlags() & kItemFlag_ThreadMask) == kItemFlag_Direct) {
+        return ToScript(inContext, item.Invoke(ioObject, arguments.Get()));
+    }
+    std::vector<ScriptValue> owned(std::make_move_iterator(arguments.Get().begin()),
+                                   std::make_move_iterator(arguments.Get().end()));
+    return CallElsewhere(inContext, inItem,
+                         {inItem.mClass.mPinned, item, RefPtr<ScriptObject>(&ioObject), std::move(owned)},
+                         outException);
 }
 
 }  // namespace
@@ -182,19 +186,18 @@ JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRe
     if (limits.HasStopped()) {
         return JSValueMakeUndefined(inContext);
     }
-    if (item == nullptr) {
-        *outException =
-            Refuse(inContext, *context.FindItem(inFunction), "called on something that is no such object");
-        return nullptr;
+    JSValueRef result = nullptr;
+    try {
+        if (item != nullptr) {
+            result = Call(inContext, *item, *instance->mObject, inCount, inArguments, outException);
+        } else {
+            *outException = Refuse(inContext, *context.FindItem(inFunction),
+                                   ": called on something that is no such object");
+        }
+    } catch (...) {
+        *outException = MakeErrorOfCurrent(context);
     }
-    const JSValueRef result = Call(inContext, *item, *instance->mObject, inCount, inArguments, outException);
-    limits.LookAfterCall();
-    if (limits.HasStopped()) {
-        *outException = nullptr;
-        limits.Hurry();
-        return JSValueMakeUndefined(inContext);
-    }
-    return result;
+    return limits.StopAfterCall(outException) ? JSValueMakeUndefined(inContext) : result;
 }
 
 }  // namespace nuoscripting::engine

@@ -33,24 +33,29 @@ JSObjectRef Construct(JSContextRef inContext, JSObjectRef inConstructor, std::si
     if (context.GetLimits().HasStopped()) {
         return inConstructor;
     }
+    JSObjectRef made = nullptr;
     context.ReleaseBuried();
     try {
         RefPtr<ScriptObject> object =
             info.mDefinition.CreateInstance(RefPtr<ScriptContext>(&context.GetOwner()));
-        return MakeInstance(inContext, info, std::move(object));
+        made = MakeInstance(inContext, info, std::move(object));
     } catch (...) {
-        *outException = MakeError(context, std::current_exception());
-        return nullptr;
+        *outException = MakeErrorOfCurrent(context);
     }
+    return context.GetLimits().StopAfterCall(outException) ? inConstructor : made;
 }
 
 JSValueRef CallConstructor(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*inThis*/,
                            std::size_t /*inCount*/, const JSValueRef /*inArguments*/[],
                            JSValueRef* outException) {
     const ClassInfo& info = ClassOf(inFunction);
-    const std::string path(info.mDefinition.GetPath());
-    *outException = MakeTypeError(inContext, info.mContext.GetTypeError(),
-                                  path + " is a class: use \"new " + path + "()\"");
+    try {
+        const std::string path(info.mDefinition.GetPath());
+        *outException = MakeTypeError(inContext, info.mContext.GetTypeError(),
+                                      path + " is a class: use \"new " + path + "()\"");
+    } catch (...) {
+        *outException = MakeErrorOfCurrent(info.mContext);
+    }
     return nullptr;
 }
 
@@ -194,8 +199,8 @@ JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<Scri
     return instance;
 }
 
-std::string NameOf(const ItemInfo& inItem) {
-    return std::string(inItem.mClass.mDefinition.GetPath()) + "." + std::string(inItem.mItem.GetName());
+std::string NameOf(const ScriptObjectDefinitionBase& inClass, const ScriptItemDefinitionBase& inItem) {
+    return std::string(inClass.GetPath()) + "." + std::string(inItem.GetName());
 }
 
 }  // namespace nuoscripting::engine

@@ -93,6 +93,6 @@ JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRe
                       const JSValueRef inArguments[], JSValueRef* outException);
 
 /// "MobileAppLayer.Class.method", for messages.
-std::string NameOf(const ItemInfo& inItem);
+std::string NameOf(const ScriptObjectDefinitionBase& inClass, const ScriptItemDefinitionBase& inItem);
 
 }  // namespace nuoscripting::engine

@@ -33,8 +33,14 @@ JSValueRef DrainNow(JSContextRef inContext, JSObjectRef /*inFunction*/, JSObject
 JSValueRef OnRejection(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*inThis*/,
                        std::size_t inCount, const JSValueRef inArguments[], JSValueRef* /*outException*/) {
     const auto& own = static_cast<OwnFunction&>(*CarriedBy(inFunction));
-    if (!own.mRejection && inCount >= 2) {
+    // The engine may tell when the limits have ended: reading would run code without them.
+    if (own.mContext.GetLimits().HasStopped() || own.mRejection || inCount < 2) {
+        return JSValueMakeUndefined(inContext);
+    }
+    try {
         own.mRejection.emplace(ReadException(own.mContext, inArguments[1]));
+    } catch (...) {
+        detail::LogHostFailure("Reading the reason of a rejected promise");
     }
     return JSValueMakeUndefined(inContext);
 }
@@ -65,9 +71,7 @@ EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::Wor
         mLimits.emplace(mContext, mOwner.GetSettings());
         TakeAwayUnbounded(mContext);
         mProperties.emplace(mContext);
-        JSObjectRef global = JSContextGetGlobalObject(mContext);
-        mTypeError = JSValueToObject(mContext, PropertyOf(mContext, global, "TypeError"), nullptr);
-        JSValueProtect(mContext, mTypeError);
+        KeepErrors();
         mMicrotasks = JSObjectMakeFunctionWithCallback(mContext, nullptr, &DrainNow);
         JSValueProtect(mContext, mMicrotasks);
         WatchRejections();
@@ -97,17 +101,17 @@ EngineContext::~EngineContext() {
     ReleaseBuried();
 }
 
-VariantValue EngineContext::Run(std::string_view inSource, const std::string& inFile, int inFirstLine,
-                                bool inWithResult) {
+std::optional<VariantValue> EngineContext::Run(std::string_view inSource, const std::string& inFile,
+                                               int inFirstLine, bool inWithResult) {
     const String source = MakeString(inSource);
     const String file = MakeString(inFile);
-    VariantValue result;
+    std::optional<VariantValue> result;
     Entry entry(*this);
     JSValueRef exception = nullptr;
     const JSValueRef value =
         JSEvaluateScript(mContext, source.get(), nullptr, file.get(), inFirstLine, &exception);
-    if (exception == nullptr && inWithResult && !VariantFromScript(mContext, value, result, &exception) &&
-        exception == nullptr) {
+    if (exception == nullptr && inWithResult && !JSValueIsUndefined(mContext, value) &&
+        !VariantFromScript(mContext, value, result.emplace(), &exception) && exception == nullptr) {
         exception = MakeTypeError(
             mContext, mTypeError,
             std::string("the result is ") + KindOf(mContext, value) + ", which JSON can't express");
@@ -121,7 +125,7 @@ VariantValue EngineContext::Run(std::string_view inSource, const std::string& in
 
 RefPtr<ScriptObject> EngineContext::AddObject(const std::string& inVariable, std::string_view inClassName) {
     for (const auto& info : mClasses) {
-        if (info->mDefinition.GetName() != inClassName) {
+        if (info->mPinned->mName != inClassName) {
             continue;
         }
         RefPtr<ScriptObject> object = info->mDefinition.CreateFactoryInstance(RefPtr<ScriptContext>(&mOwner));
@@ -147,10 +151,13 @@ const ItemInfo* EngineContext::FindItem(JSObjectRef inFunction) const noexcept {
     return nullptr;
 }
 
-void EngineContext::Do(const std::function<void()>& inWork) {
+void EngineContext::Do(std::deque<std::function<void()>>& ioWork) {
     Entry entry(*this);
-    inWork();
-    entry.Finish();
+    while (!ioWork.empty()) {
+        const std::function<void()> work = std::move(ioWork.front());
+        ioWork.pop_front();
+        entry.Do(work);
+    }
 }
 
 void EngineContext::CollectGarbage() {
@@ -260,6 +267,16 @@ void EngineContext::RunMicrotasks() {
     } else {
         JSUnlock(mContext);
         JSLock(mContext);
+    }
+}
+
+void EngineContext::KeepErrors() {
+    JSObjectRef global = JSContextGetGlobalObject(mContext);
+    mErrorClass = JSValueToObject(mContext, PropertyOf(mContext, global, "Error"), nullptr);
+    mTypeError = JSValueToObject(mContext, PropertyOf(mContext, global, "TypeError"), nullptr);
+    mOutOfMemory = MakeError(mContext, "out of memory");
+    for (const JSValueRef value : {JSValueRef{mErrorClass}, JSValueRef{mTypeError}, mOutOfMemory}) {
+        JSValueProtect(mContext, value);
     }
 }
 

@@ -25,16 +25,19 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
                   std::vector<ScriptDefinitions::Pinned> inDefinitions);
     ~EngineContext() override;
 
-    VariantValue Run(std::string_view inSource, const std::string& inFile, int inFirstLine,
-                     bool inWithResult) override;
+    std::optional<VariantValue> Run(std::string_view inSource, const std::string& inFile, int inFirstLine,
+                                    bool inWithResult) override;
     RefPtr<ScriptObject> AddObject(const std::string& inVariable, std::string_view inClassName) override;
-    void Do(const std::function<void()>& inWork) override;
+    void Do(std::deque<std::function<void()>>& ioWork) override;
     [[nodiscard]] std::size_t CountOpenPromises() const override { return mOpenPromises; }
     void CollectGarbage() override;
     [[nodiscard]] std::size_t GetMemoryUse() override;
 
     [[nodiscard]] JSGlobalContextRef GetContext() const noexcept { return mContext; }
     [[nodiscard]] ScriptContext& GetOwner() const noexcept { return mOwner; }
+    [[nodiscard]] JSObjectRef GetErrorClass() const noexcept { return mErrorClass; }
+    /// An Error for when there is no memory to make one.
+    [[nodiscard]] JSValueRef GetOutOfMemory() const noexcept { return mOutOfMemory; }
     [[nodiscard]] JSObjectRef GetTypeError() const noexcept { return mTypeError; }
     [[nodiscard]] Limits& GetLimits() noexcept { return *mLimits; }
     [[nodiscard]] const PropertyDefiner& GetProperties() const noexcept { return *mProperties; }
@@ -63,6 +66,7 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     class Entry;
 
     void RunMicrotasks();
+    void KeepErrors();
     void WatchRejections();
     [[noreturn]] void ThrowToHost(JSValueRef inException);
 
@@ -72,7 +76,9 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     std::vector<std::unique_ptr<ClassInfo>> mClasses;
     JSContextGroupRef mGroup;
     JSGlobalContextRef mContext;
+    JSObjectRef mErrorClass = nullptr;
     JSObjectRef mTypeError = nullptr;
+    JSValueRef mOutOfMemory = nullptr;
     JSObjectRef mMicrotasks = nullptr;
     std::optional<Limits> mLimits;
     std::optional<PropertyDefiner> mProperties;

@@ -34,10 +34,21 @@ EngineContext::Entry::~Entry() {
         }
         mContext.mLimits->End();
         JSUnlock(mContext.mContext);
-        mContext.ReleaseBuried();
     }
     --mContext.mDepth;
     sCurrent = mBefore;
+    if (mContext.mDepth == 0) {
+        mContext.ReleaseBuried();  // with calls of its own, which have limits of their own
+    }
+}
+
+void EngineContext::Entry::Do(const std::function<void()>& inWork) {
+    // Each script of the work has the engine look at its time anew.
+    mContext.mLimits->LookAfterCall();
+    mContext.mLimits->ThrowIfStopped();
+    mHasRunMicrotasks = false;
+    inWork();
+    Finish();
 }
 
 void EngineContext::Entry::Finish() {

@@ -16,6 +16,8 @@ class EngineContext::Entry {
     Entry& operator=(const Entry&) = delete;
     ~Entry();
 
+    /// Does a piece of work that may be followed by others, and finishes it.
+    void Do(const std::function<void()>& inWork);
     /// After the work was done: what promises have to do, and whether all of it went well.
     void Finish();
 

@@ -47,6 +47,14 @@ JSValueRef MakeError(EngineContext& ioContext, const std::exception_ptr& inError
     }
 }
 
+JSValueRef MakeErrorOfCurrent(EngineContext& ioContext) noexcept {
+    try {
+        return MakeError(ioContext, std::current_exception());
+    } catch (...) {
+        return ioContext.GetOutOfMemory();
+    }
+}
+
 ScriptException ReadException(EngineContext& ioContext, JSValueRef inException) {
     const JSContextRef context = ioContext.GetContext();
     auto thrown = ioContext.Keep(inException);

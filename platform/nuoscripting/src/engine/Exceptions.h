@@ -19,6 +19,10 @@ JSValueRef MakeTypeError(JSContextRef inContext, JSObjectRef inTypeError, std::s
 /// What a script threw, it gets again.
 JSValueRef MakeError(EngineContext& inContext, const std::exception_ptr& inError);
 
+/// The same of the exception that is being handled, for what the engine calls: nothing native may come out of
+/// that, also when there is no memory left.
+JSValueRef MakeErrorOfCurrent(EngineContext& inContext) noexcept;
+
 /// A script's exception for the host. Reading it may run code of the script.
 ScriptException ReadException(EngineContext& inContext, JSValueRef inException);
 

@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "../Durations.h"
 #include "EngineExtras.h"
 #include "Strings.h"
 
@@ -28,7 +29,7 @@ void Limits::Begin() {
         return;
     }
     mStopped.reset();
-    mDeadline = Clock::now() + mTimeLimit;
+    mDeadline = Clock::now() + detail::Bounded(mTimeLimit);
     mNextMeasuring = {};
     mIsActive = true;
     JSContextGroupSetExecutionTimeLimit(JSContextGetGroup(mContext), kBetweenLooks, &Look, this);
@@ -59,7 +60,7 @@ bool Limits::Look(JSContextRef inContext, void* inThis) {
         return false;  // measuring uses the engine, which asks again
     }
     if (!self.mStopped) {
-        if (self.mTimeLimit.count() > 0 && Clock::now() >= self.mDeadline) {
+        if (self.HasTimeLimit() && Clock::now() >= self.mDeadline) {
             self.mStopped = ScriptLimitExceeded::Limit::kTime;
         } else if (self.IsOverMemory(inContext)) {
             self.mStopped = ScriptLimitExceeded::Limit::kMemory;
@@ -111,7 +112,7 @@ void Limits::ThrowIfStopped() const {
 void Limits::Hurry() { JSContextGroupSetExecutionTimeLimit(JSContextGetGroup(mContext), 0, &Look, this); }
 
 std::optional<std::chrono::milliseconds> Limits::TimeLeft() const {
-    if (mTimeLimit.count() == 0) {
+    if (!HasTimeLimit()) {
         return std::nullopt;
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(mDeadline - Clock::now());

@@ -21,7 +21,7 @@ class Limits {
     Limits(const Limits&) = delete;
     Limits& operator=(const Limits&) = delete;
 
-    [[nodiscard]] bool AreSet() const noexcept { return mTimeLimit.count() > 0 || mMemoryLimit > 0; }
+    [[nodiscard]] bool AreSet() const noexcept { return HasTimeLimit() || mMemoryLimit > 0; }
     /// Around one call into the context.
     void Begin();
     void End();
@@ -30,16 +30,25 @@ class Limits {
     [[nodiscard]] bool HasStopped() const noexcept { return mStopped.has_value(); }
     /// Looks at the time after a native method, which may have waited without using the processor.
     void LookAfterCall() noexcept {
-        if (mTimeLimit.count() > 0 && !mStopped && CoarseNow() >= mDeadline) {
+        if (HasTimeLimit() && !mStopped && CoarseNow() >= mDeadline) {
             mStopped = ScriptLimitExceeded::Limit::kTime;
         }
+    }
+    /// The end of a native function that a script has called, after which the script may be stopped. Then
+    /// without the exception, which the script could catch.
+    [[nodiscard]] bool StopAfterCall(JSValueRef* outException) {
+        LookAfterCall();
+        if (!HasStopped()) {
+            return false;
+        }
+        *outException = nullptr;
+        Hurry();
+        return true;
     }
     /// Throws `ScriptLimitExceeded` if it has been stopped.
     void ThrowIfStopped() const;
     /// The same at its end, also if it uses too much memory.
     void Check();
-    /// Asks for the next look at once.
-    void Hurry();
     /// What is left of the time; nothing without a limit.
     [[nodiscard]] std::optional<std::chrono::milliseconds> TimeLeft() const;
 
@@ -48,6 +57,9 @@ class Limits {
   private:
     using Clock = std::chrono::steady_clock;
 
+    [[nodiscard]] bool HasTimeLimit() const noexcept { return mTimeLimit.count() > 0; }
+    /// Asks for the next look at once.
+    void Hurry();
     static bool Look(JSContextRef inContext, void* inThis);
     [[nodiscard]] bool IsOverMemory(JSContextRef inContext);
 

@@ -11,7 +11,7 @@ namespace nuoscripting::engine {
 
 namespace {
 
-constexpr double kLargestWholeNumber = 9007199254740992.0;  // 2^53
+constexpr std::int64_t kLargestWhole = std::int64_t{1} << 53;  // up to it a script has every whole number
 
 bool NumberFromScript(JSContextRef inContext, JSValueRef inValue, bool inStrict, double& outNumber,
                       JSValueRef* outException) {
@@ -110,7 +110,8 @@ bool FromScript(JSContextRef inContext, JSValueRef inValue, ScriptType inType, b
             return true;
         case ScriptType::kInt64:
             if (!NumberFromScript(inContext, inValue, inStrict, number, outException) ||
-                !IsWholeWithin(number, -kLargestWholeNumber, kLargestWholeNumber)) {
+                !IsWholeWithin(number, -static_cast<double>(kLargestWhole),
+                               static_cast<double>(kLargestWhole))) {
                 return false;
             }
             outValue = static_cast<std::int64_t>(number);
@@ -152,6 +153,9 @@ JSValueRef ToScript(JSContextRef inContext, const ScriptValue& inValue) {
         JSValueRef operator()(bool inBool) const { return JSValueMakeBoolean(mContext, inBool); }
         JSValueRef operator()(std::int32_t inNumber) const { return JSValueMakeNumber(mContext, inNumber); }
         JSValueRef operator()(std::int64_t inNumber) const {
+            if (inNumber < -kLargestWhole || inNumber > kLargestWhole) {
+                throw ScriptError("a whole number beyond 2^53 can't be a result: scripts can't hold it");
+            }
             return JSValueMakeNumber(mContext, static_cast<double>(inNumber));
         }
         JSValueRef operator()(double inNumber) const { return JSValueMakeNumber(mContext, inNumber); }
