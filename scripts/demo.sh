@@ -195,12 +195,8 @@ expect '"words":2'
 kill "$(plexa apps pid WORDS-1.0)"
 
 title "a script hands a notification to the native side"
-cat >"$folder/push.js" <<'END'
-const project = new MobileAppLayer.PushNotificationProject();
-console.log("received:", project.pushNotificationReceived('{"subject": "it works"}'));
-END
-show cat "$folder/push.js"
-show plexa script run "$folder/push.js"
+show cat examples/push.js
+show plexa script run examples/push.js
 expect "received: true"
 show plexa script run --eval 'for (;;);' --time-limit 0.5 || true
 expect "it took longer than 500 ms"

@@ -12,6 +12,8 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,11 +41,20 @@ class Listener final : public IPlexaClient {
     // On the delivery thread; scripts run on the context's own.
     void ReceiveSubscribedMessage(const ImmutableString& /*inType*/,
                                   const VariantObject& inPayload) override {
+        const std::lock_guard lock(mLock);
         if (const auto context = mContext.Lock())
             context->Post([function = mFunction, inPayload] { function->Call({VariantValue(inPayload)}); });
     }
 
+    // Afterwards this thread holds no reference to the context, which ends on the thread that drops the last.
+    void Drop() {
+        const std::lock_guard lock(mLock);
+        mContext = WeakPtr<ScriptContext>();
+        mFunction.reset();
+    }
+
   private:
+    std::mutex mLock;
     WeakPtr<ScriptContext> mContext;
     RefPtr<ScriptFunction> mFunction;
 };
@@ -53,7 +64,12 @@ bool sIsDone = false;
 // "example.Bus". Its methods run on the script's thread.
 class Bus final : public nuoscripting::ScriptObject {
   public:
-    Bus() : ScriptObject("Bus") {}
+    Bus() : ScriptObject("Bus") { sAll.insert(this); }
+
+    // Before the context goes.
+    static void EndAll() {
+        for (Bus* const bus : sAll) bus->Finalize();
+    }
 
     // What is thrown becomes an exception of the script.
     bool Send(const UTF8String& inType, const VariantValue& inMessage) {
@@ -69,14 +85,21 @@ class Bus final : public nuoscripting::ScriptObject {
     void Stop() { sIsDone = true; }
 
   private:
+    ~Bus() override { sAll.erase(this); }
     // The script has lost the object, or the host has ended it.
     void OnFinalize() override {
-        for (const auto& [type, listener] : mListeners) UnsubscribeFromMessage(listener, type);
+        for (const auto& [type, listener] : mListeners) {
+            UnsubscribeFromMessage(listener, type);
+            listener->Drop();
+        }
         mListeners.clear();
     }
 
+    static std::set<Bus*> sAll;
     std::vector<std::pair<ImmutableString, boost::shared_ptr<Listener>>> mListeners;
 };
+
+std::set<Bus*> Bus::sAll;
 
 }  // namespace
 
@@ -112,6 +135,9 @@ void RunScript(const std::string& inSource, const std::string& inFile) {
         std::cout << inText << std::endl;
     };
     const auto context = ScriptContext::Create(settings);
+    struct End {
+        ~End() { Bus::EndAll(); }
+    } const end;
     context->Run(inSource, inFile);
     while (!sIsDone)
         if (context->WaitForPending(std::chrono::hours(1))) context->RunPending();

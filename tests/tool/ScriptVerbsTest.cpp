@@ -58,6 +58,8 @@ TEST_F(ScriptVerbs, RunsTheStandardInput) {
 TEST_F(ScriptVerbs, PrintsTheResultOfEvalAsJSON) {
     EXPECT_EQ(RunScript({"--eval", "[1, 'two', {three: null}]"}).mOutput, "[1,\"two\",{\"three\":null}]\n");
     EXPECT_EQ(RunScript({"--eval", "undefined"}).mOutput, "");
+    EXPECT_EQ(RunScript({"--eval", "null"}).mOutput, "null\n");
+    EXPECT_EQ(RunScript({"--eval", "null", "--json"}).mOutput, "{\"result\":null}\n");
     EXPECT_EQ(RunScript({"--eval", ""}).mExitCode, 0);
     EXPECT_EQ(RunScript({"--eval", "'\\u001b[31m'"}).mOutput, "\"\\u001b[31m\"\n");
 }
@@ -140,6 +142,26 @@ TEST_F(ScriptVerbs, IsStoppedWhenItTakesTooLong) {
     EXPECT_THAT(run.mOutput, IsEmpty());
 }
 
+TEST_F(ScriptVerbs, AnOperationThatNothingStopsEndsWithTheTool) {
+    const auto run =
+        RunScript({"--json", "--time-limit", "0.2", "--eval", "/^(a|aa|a)+$/.test('a'.repeat(200) + 'b')"});
+    EXPECT_EQ(run.mExitCode, 3);
+    EXPECT_EQ(run.mErrors, "plexa: the script was stopped: it took longer than 200 ms\n");
+    EXPECT_EQ(run.mOutput, "{\"stopped\":\"time\"}\n");
+}
+
+TEST_F(ScriptVerbs, JSONTellsWhyAScriptWasStopped) {
+    EXPECT_EQ(RunScript({"--json", "--eval", "for (;;);", "--time-limit", "0.2"}).mOutput,
+              "{\"stopped\":\"time\"}\n");
+    EXPECT_EQ(
+        RunScript({"--json", "--eval", "const a = []; for (;;) a.push([a.length])", "--memory-limit", "32"})
+            .mOutput,
+        "{\"stopped\":\"memory\"}\n");
+    const auto large = RunScript({"--json", "--eval", "'x'.repeat(2 ** 26 + 1)"});
+    EXPECT_EQ(large.mExitCode, 1);
+    EXPECT_THAT(large.mOutput, StartsWith("{\"error\":\"the text is too long"));
+}
+
 TEST_F(ScriptVerbs, IsStoppedWhenItKeepsTooMuch) {
     const auto run =
         RunScript({"--eval", "const a = []; for (;;) a.push([a.length])", "--memory-limit", "32"});
@@ -185,6 +207,7 @@ TEST_F(ScriptVerbs, WrongCommandLinesAreRefused) {
     EXPECT_EQ(RunScript({}).mExitCode, 2);
     EXPECT_EQ(RunScript({"a.js", "b.js"}).mExitCode, 2);
     EXPECT_EQ(RunScript({"--eval", "1", "--time-limit", "0"}).mExitCode, 2);
+    EXPECT_EQ(RunScript({"--eval", "1", "--time-limit", "nan"}).mExitCode, 2);
     EXPECT_EQ(RunScript({"--eval", "1", "--memory-limit", "-1"}).mExitCode, 2);
     EXPECT_EQ(Run({"script"}).mExitCode, 2);
     EXPECT_THAT(Run({"--help"}).mOutput, HasSubstr("Run scripts"));

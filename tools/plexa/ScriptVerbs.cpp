@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -14,6 +16,7 @@
 #include "Output.h"
 #include "PayloadText.h"
 #include "Verbs.h"
+#include "Watchdog.h"
 #include "nuocore/StringConversion.h"
 
 namespace orvane::plexa::tool {
@@ -25,6 +28,7 @@ using nuocore::serialization::VariantValue;
 using nuoscripting::ConsoleLevel;
 using nuoscripting::ScriptContext;
 using nuoscripting::ScriptContextSettings;
+using nuoscripting::ScriptError;
 using nuoscripting::ScriptException;
 using nuoscripting::ScriptLimitExceeded;
 
@@ -32,6 +36,7 @@ namespace {
 
 constexpr int kMaxFrames = 20;  // shown; --json has all
 constexpr double kMaxSeconds = 1e6;
+constexpr std::chrono::seconds kGrace{1};  // for the engine to stop a script itself
 constexpr std::size_t kMaxMebibytes = std::size_t{1} << 20;
 
 struct RunOptions {
@@ -56,15 +61,23 @@ class Report {
         } else if (inLevel == ConsoleLevel::kWarn || inLevel == ConsoleLevel::kError) {
             std::cerr << inText << std::endl;
         } else {
-            mOutput.Line(inText);
+            PrintLine(inText);
         }
     }
-    void Give(const VariantValue& inResult) {
-        if (inResult.empty()) return;  // undefined
-        if (mAsJSON) return PrintObject({{"result", inResult}});
-        mOutput.Line(JSONLine(inResult));
+    void Give(const std::optional<VariantValue>& inResult) {
+        if (!inResult) return;  // undefined
+        if (mAsJSON) return PrintObject({{"result", *inResult}});
+        PrintLine(JSONLine(*inResult));
     }
-    void Describe(const ScriptException& inException) {
+    void Describe(const std::exception& inError) {
+        if (mAsJSON) PrintObject({{"error", Text(inError.what())}});
+    }
+    void DescribeStop(ScriptLimitExceeded::Limit inLimit) {
+        if (mAsJSON)
+            PrintObject(
+                {{"stopped", Text(inLimit == ScriptLimitExceeded::Limit::kTime ? "time" : "memory")}});
+    }
+    void DescribeException(const ScriptException& inException) {
         if (!mAsJSON) return;
         VariantObject exception = ObjectOf({{"text", Text(inException.what())},
                                             {"file", Text(inException.GetFile())},
@@ -97,10 +110,15 @@ class Report {
         for (const auto& [name, value] : inMembers) object[name] = MakeValue(value);
         return object;
     }
-    void PrintObject(Members inMembers) { mOutput.Line(JSONLine(VariantValue(ObjectOf(inMembers)))); }
+    void PrintObject(Members inMembers) { PrintLine(JSONLine(VariantValue(ObjectOf(inMembers)))); }
+    void PrintLine(std::string_view inText) {
+        const std::lock_guard lock(mLock);
+        mOutput.Line(inText);
+    }
 
+    std::mutex mLock;  // the watchdog tells something too
     Output mOutput;
-    bool mAsJSON;
+    const bool mAsJSON;
 };
 
 // Scripts can catch whatever comes out of the console; an output that can't be written must end them.
@@ -139,36 +157,64 @@ std::string_view Source(std::string_view inText, const std::string& inWhat) {
     return inText;
 }
 
-void RunScripts(const RunOptions& inOptions, ScriptContext& ioContext, Report& ioReport) {
-    if (inOptions.mFile == "-") {
-        ioContext.Run(Source(ReadInput(), "the standard input"), "standard input");
-    } else if (!inOptions.mFile.empty()) {
-        ioContext.Run(Source(ReadFile(inOptions.mFile), '"' + PlainLine(inOptions.mFile) + '"'),
-                      inOptions.mFile);
-    }
-    if (inOptions.mHasEval) ioReport.Give(ioContext.Evaluate(Source(inOptions.mEval, "--eval"), "--eval"));
+std::chrono::milliseconds TimeLimitOf(const RunOptions& inOptions) {
+    return std::chrono::milliseconds(std::llround(std::ceil(inOptions.mTimeLimit * 1000)));
+}
+
+// Ends the process when the script doesn't end in time: the engine can't cut an operation of its own short.
+std::unique_ptr<Watchdog> WatchOver(const RunOptions& inOptions, Report& ioReport) {
+    const std::chrono::milliseconds limit = TimeLimitOf(inOptions);
+    if (limit.count() == 0) return nullptr;
+    return std::make_unique<Watchdog>(limit + kGrace, [limit, &ioReport] {
+        std::cerr << "plexa: the script was stopped: it took longer than " << limit.count() << " ms"
+                  << std::endl;
+        try {
+            ioReport.DescribeStop(ScriptLimitExceeded::Limit::kTime);
+        } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the exit code tells it too
+        }
+        std::_Exit(kExitTimeout);
+    });
+}
+
+void RunFile(const RunOptions& inOptions, ScriptContext& ioContext, Report& ioReport) {
+    const bool isInput = inOptions.mFile == "-";
+    const UTF8String source = isInput ? ReadInput() : ReadFile(inOptions.mFile);
+    const std::string name = isInput ? "the standard input" : '"' + PlainLine(inOptions.mFile) + '"';
+    const auto watchdog = WatchOver(inOptions, ioReport);
+    ioContext.Run(Source(source, name), isInput ? "standard input" : inOptions.mFile);
+}
+
+std::optional<VariantValue> RunEval(const RunOptions& inOptions, ScriptContext& ioContext, Report& ioReport) {
+    const auto watchdog = WatchOver(inOptions, ioReport);
+    return ioContext.EvaluateIfDefined(Source(inOptions.mEval, "--eval"), "--eval");
 }
 
 void RunVerb(const RunOptions& inOptions) {
     if (inOptions.mFile.empty() && !inOptions.mHasEval)
         throw Failure(kExitUsage,
                       "name a script file (\"-\" for the standard input), or give a script with --eval");
+    if (std::isnan(inOptions.mTimeLimit)) throw Failure(kExitUsage, "--time-limit: that is no number");
     Report report(inOptions.mIsJSON);
     ScriptContextSettings settings;
-    settings.mTimeLimit = std::chrono::milliseconds(std::llround(std::ceil(inOptions.mTimeLimit * 1000)));
+    settings.mTimeLimit = TimeLimitOf(inOptions);
     settings.mMemoryLimit = inOptions.mMemoryLimit << 20U;
     settings.mConsole = [&report](ConsoleLevel inLevel, std::string_view inText) {
         SayOrEnd(report, inLevel, inText);
     };
     const auto context = ScriptContext::Create(settings);
     try {
-        RunScripts(inOptions, *context, report);
+        if (!inOptions.mFile.empty()) RunFile(inOptions, *context, report);
+        if (inOptions.mHasEval) report.Give(RunEval(inOptions, *context, report));
     } catch (const ScriptException& exception) {
-        report.Describe(exception);
+        report.DescribeException(exception);
         throw Failure(kExitFailure, TextOf(exception));
     } catch (const ScriptLimitExceeded& exceeded) {
+        report.DescribeStop(exceeded.GetLimit());
         throw Failure(exceeded.GetLimit() == ScriptLimitExceeded::Limit::kTime ? kExitTimeout : kExitFailure,
                       exceeded.what());
+    } catch (const ScriptError& error) {
+        report.Describe(error);
+        throw;
     }
 }
 
@@ -198,7 +244,7 @@ void AddScriptVerbs(CLI::App& ioApp) {
     run->add_flag(
         "--json", options->mIsJSON,
         "Print one JSON object a line, all on the standard output: level and text of what the console "
-        "is told; result; exception, with text, file, line, column and stack");
+        "is told; result; exception, with text, file, line, column and stack; stopped, by time or memory; error");
     run->callback([options, eval] {
         options->mHasEval = eval->count() > 0;
         RunVerb(*options);
