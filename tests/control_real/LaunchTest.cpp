@@ -195,6 +195,24 @@ TEST_F(LaunchedApplication, GetsATerminalWhenItsEntryWantsOne) {
     ::setenv("PATH", (terminal.parent_path().string() + ":" + before).c_str(), 1);
     EXPECT_TRUE(Launch(application, {"x"}));
     EXPECT_EQ(Report(), "in a terminal: x\n");
+    ::setenv("PATH", before.c_str(), 1);
+}
+
+TEST_F(LaunchedApplication, InATerminalIsTheProcessOfItsOwnProgram) {
+    // It stays, and so is the older one.
+    const fs::path terminal = mDesktop.MakeScript(
+        "x-terminal-emulator", "#!/bin/sh\ntouch " + mReport.string() + "\nshift\n\"$@\"\n:\n");
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application =
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program + " 1000", "Terminal=true\n"));
+    const std::string before = std::getenv("PATH");
+    ::setenv("PATH", (terminal.parent_path().string() + ":" + before).c_str(), 1);
+    EXPECT_TRUE(Launch(application, {}));
+    ::setenv("PATH", before.c_str(), 1);
+    ASSERT_TRUE(Await([&] { return FindProcess(application) != 0; }));
+    const std::string process = "/proc/" + std::to_string(FindProcess(application));
+    EXPECT_EQ(fs::read_symlink(process + "/exe"), program);
+    EXPECT_THAT(ReadFile(process + "/environ"), testing::Not(HasSubstr("GIO_LAUNCHED_DESKTOP_FILE")));
 }
 
 }  // namespace

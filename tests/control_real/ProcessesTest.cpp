@@ -23,6 +23,40 @@ using support::ChildProcess;
 
 class ApplicationProcesses : public testing::Test {
   protected:
+    // A program that takes options, and waits for good behind "-f /dev/null".
+    [[nodiscard]] std::string MakeSuite() const {
+        const fs::path path = mDesktop.Folder() / "bin/suite";
+        fs::copy_file("/usr/bin/tail", path);
+        return path.string();
+    }
+    // A process as an entry would have started it.
+    [[nodiscard]] static support::Command Marked(const Application& inApplication,
+                                                 const std::vector<std::string>& inWords) {
+        // The shell replaces itself, and so keeps its id.
+        support::Command command{{"/bin/sh", "-c",
+                                  "GIO_LAUNCHED_DESKTOP_FILE_PID=$$; export GIO_LAUNCHED_DESKTOP_FILE_PID; "
+                                  "exec \"$@\"",
+                                  "sh"},
+                                 {{"GIO_LAUNCHED_DESKTOP_FILE", inApplication.mEntryFile}}};
+        command.mArguments.insert(command.mArguments.end(), inWords.begin(), inWords.end());
+        return command;
+    }
+    [[nodiscard]] static std::vector<KnownEntry> Entries(const std::vector<Application>& inApplications) {
+        std::vector<KnownEntry> entries;
+        for (const Application& application : inApplications)
+            entries.push_back({application.mEntry, application.mEntryFile});
+        return entries;
+    }
+    static void AwaitProgram(const ChildProcess& inProcess, const std::string& inProgram) {
+        std::error_code error;
+        ASSERT_TRUE(Await([&] {
+            const std::string process = "/proc/" + std::to_string(inProcess.Id());
+            // Its words come a moment after its program.
+            return fs::read_symlink(process + "/exe", error) == inProgram &&
+                   !ReadFile(process + "/cmdline").empty();
+        }));
+    }
+
     PrivateDesktop mDesktop;
 };
 
@@ -138,6 +172,131 @@ TEST_F(ApplicationProcesses, OfSeveralApplicationsAreFoundAtOnce) {
     ChildProcess third({{applications[2].mPath, "1000"}});
     EXPECT_THAT(FindProcesses(applications), testing::ElementsAre(first.Id(), 0, third.Id()));
     EXPECT_THAT(FindProcesses({}), testing::IsEmpty());
+}
+
+TEST_F(ApplicationProcesses, OfApplicationsThatShareAProgramAreToldApartByTheirOptions) {
+    const std::string suite = MakeSuite();
+    const std::vector<Application> all{
+        PrivateDesktop::Read(mDesktop.WriteEntry("suite", "SUITE-1", suite + " %F")),
+        PrivateDesktop::Read(mDesktop.WriteEntry("viewer", "VIEWER-1", suite + " --retry %F")),
+        PrivateDesktop::Read(mDesktop.WriteEntry("both", "BOTH-1", suite + " --retry --verbose %F"))};
+    const auto entries = Entries(all);
+    ChildProcess viewer({{suite, "--retry", "-f", "/dev/null"}});
+    AwaitProgram(viewer, suite);
+    EXPECT_THAT(FindProcesses(all, entries), testing::ElementsAre(0, viewer.Id(), 0));
+    // Of one alone the same is said as of all.
+    EXPECT_EQ(FindProcess(all[0], entries), 0);
+    EXPECT_EQ(FindProcess(all[1], entries), viewer.Id());
+    ChildProcess both({{suite, "-f", "--verbose", "--retry", "/dev/null"}});
+    ChildProcess plain({{suite, "-f", "/dev/null"}});
+    AwaitProgram(both, suite);
+    AwaitProgram(plain, suite);
+    EXPECT_THAT(FindProcesses(all, entries), testing::ElementsAre(plain.Id(), viewer.Id(), both.Id()));
+}
+
+TEST_F(ApplicationProcesses, OfAProgramThatNobodySharesMayLackItsOptions) {
+    const std::string suite = MakeSuite();
+    const std::vector<Application> all{
+        PrivateDesktop::Read(mDesktop.WriteEntry("suite", "SUITE-1", suite + " --retry %F")),
+        // It shares the program, but not what the process is given.
+        PrivateDesktop::Read(mDesktop.WriteEntry("other", "OTHER-1", suite + " other %F"))};
+    ChildProcess process({{suite, "-f", "/dev/null"}});
+    AwaitProgram(process, suite);
+    EXPECT_THAT(FindProcesses(all, Entries(all)), testing::ElementsAre(process.Id(), 0));
+}
+
+TEST_F(ApplicationProcesses, OfScriptsThatAreSharedAreToldApartToo) {
+    const std::string script = mDesktop.MakeScript("app", "#!/bin/sh\ntail -f $0\n").string();
+    const std::vector<Application> all{
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", script + " %F")),
+        PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", script + " --viewer %F"))};
+    ChildProcess process({{script, "--viewer"}});
+    ASSERT_TRUE(process.AwaitOutput("tail -f"));
+    EXPECT_THAT(FindProcesses(all, Entries(all)), testing::ElementsAre(0, process.Id()));
+}
+
+TEST_F(ApplicationProcesses, AreThoseOfTheEntryThatStartedThem) {
+    const std::string suite = MakeSuite();
+    const std::vector<Application> all{
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", suite + " %F")),
+        PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", "env LANG=C " + suite + " %F"))};
+    ChildProcess process(Marked(all[1], {suite, "-f", "/dev/null"}));
+    AwaitProgram(process, suite);
+    EXPECT_THAT(FindProcesses(all, Entries(all)), testing::ElementsAre(0, process.Id()));
+    EXPECT_EQ(FindProcess(all[0], Entries(all)), 0);
+    // One that nobody knows tells nothing.
+    EXPECT_EQ(FindProcess(all[0]), process.Id());
+}
+
+TEST_F(ApplicationProcesses, OfAnEntryThatWantsATerminalAreNotTheTerminals) {
+    const std::string suite = MakeSuite();
+    const std::string terminal = mDesktop.MakeSleeper("terminal").string();
+    const std::vector<Application> all{
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", suite + " %F", "Terminal=true\n")),
+        PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", terminal))};
+    // Other launchers mark the terminal.
+    ChildProcess process(Marked(all[0], {terminal, "1000"}));
+    AwaitProgram(process, terminal);
+    EXPECT_THAT(FindProcesses(all, Entries(all)), testing::ElementsAre(0, process.Id()));
+    ChildProcess inside({{suite, "-f", "/dev/null"}});
+    AwaitProgram(inside, suite);
+    EXPECT_THAT(FindProcesses(all, Entries(all)), testing::ElementsAre(inside.Id(), process.Id()));
+}
+
+TEST_F(ApplicationProcesses, OfAScriptAreNotThoseThatAnotherScriptIsGivenItsPath) {
+    const std::string script = mDesktop.MakeScript("app", "#!/bin/sh\n").string();
+    const std::string opener = mDesktop.MakeScript("open", "#!/bin/sh\ntail -f $1\n").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", script));
+    ChildProcess process({{opener, script}});
+    ASSERT_TRUE(process.AwaitOutput("#!/bin/sh"));
+    EXPECT_EQ(FindProcess(application), 0);
+}
+
+TEST_F(ApplicationProcesses, OfAScriptMayHaveOptionsForItsInterpreter) {
+    const std::string script = mDesktop.MakeScript("app", "#!/bin/sh\ntail -f $0\n").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", script));
+    ChildProcess process({{"/bin/sh", "-e", "-u", script, "more"}});
+    ASSERT_TRUE(process.AwaitOutput("tail -f"));
+    EXPECT_EQ(FindProcess(application), process.Id());
+}
+
+TEST_F(ApplicationProcesses, OfAScriptAreKnownWithTheWordsOfItsFirstLine) {
+    // "tail" shows the script itself, and waits for more; of the line's rest the system makes one word.
+    const std::string words = (mDesktop.Folder() / "two words").string();
+    WriteFile(words, "first file");
+    const std::string script = mDesktop.MakeScript("app", "#!" + MakeSuite() + " " + words + " \n").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", script));
+    ChildProcess process({{script, "-f"}});
+    ASSERT_TRUE(process.AwaitOutput("first file"));
+    EXPECT_EQ(FindProcess(application), process.Id());
+    const std::string through = mDesktop.MakeScript("through", "#!/usr/bin/env sh\ntail -f $0\n").string();
+    const Application other = PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", through));
+    ChildProcess second({{through}});
+    ASSERT_TRUE(second.AwaitOutput("tail -f"));
+    EXPECT_EQ(FindProcess(other), second.Id());
+}
+
+TEST_F(ApplicationProcesses, AreFoundThoughTheirRealPathIsNoText) {
+    fs::create_directory(mDesktop.Folder() / "\xFF");
+    const fs::path odd = mDesktop.Folder() / "\xFF" / "app";
+    fs::rename(mDesktop.MakeSleeper("app"), odd);
+    fs::create_symlink(odd, mDesktop.Folder() / "link");
+    const Application application =
+        PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", (mDesktop.Folder() / "link").string()));
+    ChildProcess process({{odd.string(), "1000"}});
+    AwaitProgram(process, odd.string());
+    EXPECT_EQ(FindProcess(application), process.Id());
+}
+
+TEST_F(ApplicationProcesses, AreFoundThoughAnotherProgramCannotBeRead) {
+    const std::string program = mDesktop.MakeSleeper("app").string();
+    const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", program));
+    Application odd = application;
+    // A regular file whose first byte is never to be had.
+    odd.mResolved = "/proc/self/mem";
+    ChildProcess process({{program, "1000"}});
+    AwaitProgram(process, program);
+    EXPECT_THAT(FindProcesses(std::vector{odd, application}), testing::ElementsAre(0, process.Id()));
 }
 
 TEST_F(ApplicationProcesses, AreNotSaidToBeNoneWhenTheyCannotBeLookedAt) {

@@ -27,11 +27,11 @@ Program FindProgram(const std::string& inName) {
 
 std::optional<Application> FindApplication(const DesktopEntry& inEntry, const std::string& inEntryFile) {
     if (!inEntry.mTry.empty() && FindProgram(inEntry.mTry).mName.empty()) return std::nullopt;
-    auto [name, path] = FindProgram(inEntry.mCommand[ProgramWord(inEntry.mCommand)]);
+    const auto [name, resolved] = FindProgram(inEntry.mCommand[ProgramWord(inEntry.mCommand)]);
     // The entry is UTF-8, what its links lead to needn't be.
-    if (!IsUTF8(path)) path = name;
+    const std::string& path = IsUTF8(resolved) ? resolved : name;
     if (path.empty() || !IsUTF8(path)) return std::nullopt;
-    return Application{inEntry, inEntryFile, std::move(name), std::move(path)};
+    return Application{inEntry, inEntryFile, name, path, resolved};
 }
 
 }  // namespace orvane::plexa::control

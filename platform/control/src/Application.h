@@ -8,11 +8,18 @@
 
 namespace orvane::plexa::control {
 
+/// A desktop entry of this bus; whether its program is there isn't said.
+struct KnownEntry {
+    DesktopEntry mEntry;
+    std::string mFile;
+};
+
 struct Application {
     DesktopEntry mEntry;
     std::string mEntryFile;
-    std::string mProgram;  ///< as the command names it, absolute
-    std::string mPath;     ///< the file behind it, links resolved; UTF-8
+    std::string mProgram;   ///< as the command names it, absolute
+    std::string mPath;      ///< what is told of it; UTF-8
+    std::string mResolved;  ///< the file behind it, links resolved; any bytes
 };
 
 /// A program that may be executed.

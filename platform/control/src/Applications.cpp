@@ -42,6 +42,14 @@ std::vector<std::string> Applications::AppIds() {
     return ids;
 }
 
+std::vector<KnownEntry> Applications::Known() const {
+    std::vector<KnownEntry> known;
+    for (const auto& [path, entry] : mEntries)
+        if (const auto* const described = std::get_if<DesktopEntry>(&entry.mParsed))
+            known.push_back({*described, path});
+    return known;
+}
+
 std::optional<Application> Applications::FindKnown(std::string_view inAppId) const {
     const auto claims = mClaims.find(inAppId);
     if (claims == mClaims.end()) return std::nullopt;

@@ -26,6 +26,8 @@ class Applications {
     std::optional<Application> Find(std::string_view inAppId);
     /// The app ids for which `Find` finds something, sorted by their bytes.
     std::vector<std::string> AppIds();
+    /// All entries, as of the last question.
+    [[nodiscard]] std::vector<KnownEntry> Known() const;
 
   private:
     using Clock = std::chrono::steady_clock;

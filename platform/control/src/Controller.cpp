@@ -59,7 +59,7 @@ class Controller final : public IPlexaController {
             if (!application || !arguments) return false;
             // So that of two callers at the same time one finds what the other has started.
             const std::scoped_lock lock(mLaunching);
-            if (!inNewInstance && control::FindProcess(*application) != 0) return arguments->empty();
+            if (!inNewInstance && control::FindProcess(*application, Known()) != 0) return arguments->empty();
             return control::Launch(*application, *arguments);
         });
     }
@@ -67,7 +67,7 @@ class Controller final : public IPlexaController {
     int GetProcessId(const char* inAppId, void* /*inReserved*/) override {
         return Guarded(0, [&] {
             const std::optional<Application> application = Find(inAppId);
-            return application ? control::FindProcess(*application) : 0;
+            return application ? control::FindProcess(*application, Known()) : 0;
         });
     }
 
@@ -117,7 +117,7 @@ class Controller final : public IPlexaController {
             installed.push_back(*std::move(application));
             places.push_back(i);
         }
-        const std::vector<int> found = control::FindProcesses(installed);
+        const std::vector<int> found = control::FindProcesses(installed, Known());
         std::vector<int> ids(inAppIds.size(), 0);
         for (std::size_t i = 0; i != found.size(); ++i) ids[places[i]] = found[i];
         return ids;
@@ -132,6 +132,10 @@ class Controller final : public IPlexaController {
     std::vector<std::string> AppIds() {
         const std::scoped_lock lock(mLooking);
         return mApplications.AppIds();
+    }
+    std::vector<control::KnownEntry> Known() {
+        const std::scoped_lock lock(mLooking);
+        return mApplications.Known();
     }
 
     std::mutex mLooking;

@@ -43,4 +43,6 @@ void ThrowUnlessLasting(int inError, const std::string& inPath) {
         throw std::system_error(inError, std::generic_category(), "\"" + inPath + "\" can't be read now");
 }
 
+bool IsShortage(int inError) noexcept { return inError == EMFILE || inError == ENFILE || inError == ENOMEM; }
+
 }  // namespace orvane::plexa::control

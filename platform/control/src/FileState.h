@@ -29,4 +29,8 @@ bool IsSettled(const FileState& inState) noexcept;
 /// which holds until that changes: it isn't there, or isn't ours to read.
 void ThrowUnlessLasting(int inError, const std::string& inPath);
 
+/// Whether an error of the system says that this process, or the system, has no descriptor or no memory left,
+/// and so nothing of the file that was asked for.
+bool IsShortage(int inError) noexcept;
+
 }  // namespace orvane::plexa::control

@@ -30,9 +30,17 @@ Words Environment(const Application& inApplication) {
     Words environment;
     for (char** entry = all.get(); *entry != nullptr; ++entry)
         if (!std::string_view(*entry).starts_with(kLaunchFileVariable)) environment.emplace_back(*entry);
+    // The process that is started would be the terminal's, and another one the application's.
+    if (inApplication.mEntry.mInTerminal) return environment;
     environment.push_back(LaunchMark(inApplication.mEntryFile));
     environment.push_back(std::string(kLaunchProcessVariable) + '=' + std::string(kIdPlace));
     return environment;
+}
+
+// Where a new process writes its id; null when its environment has no place for it.
+char* IdPlace(Words& ioEnvironment) {
+    const bool isMarked = !ioEnvironment.empty() && ioEnvironment.back().starts_with(kLaunchProcessVariable);
+    return isMarked ? ioEnvironment.back().data() + kLaunchProcessVariable.size() + 1 : nullptr;
 }
 
 // The command line: with a terminal before it if the entry wants one, and nothing when there is none.
@@ -56,6 +64,7 @@ void PrepareProcess(void* ioIdPlace) {
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);  // NOLINT(concurrency-mt-unsafe): it has one thread
+    if (ioIdPlace == nullptr) return;
     auto* place = static_cast<char*>(ioIdPlace) + kIdPlace.size();
     auto id = static_cast<unsigned>(::getpid());
     char* end = place;
@@ -78,7 +87,7 @@ bool Launch(const Application& inApplication, const Words& inArguments) {
         return false;
     }
     Words environment = Environment(inApplication);
-    char* const idPlace = environment.back().data() + kLaunchProcessVariable.size() + 1;
+    char* const idPlace = IdPlace(environment);
     std::vector<char*> words = Pointers(*command);
     std::vector<char*> variables = Pointers(environment);
     const std::string& folder = inApplication.mEntry.mFolder;

@@ -1,18 +1,19 @@
 #include "Processes.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
-#include <limits>
+#include <map>
 #include <optional>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "FolderNames.h"
-#include "LaunchMark.h"
+#include "Process.h"
 #include "SmallFile.h"
 
 namespace orvane::plexa::control {
@@ -23,149 +24,167 @@ namespace {
 
 // What the system appends to an executable that has been replaced, or removed.
 constexpr std::string_view kDeleted = " (deleted)";
-constexpr std::size_t kLargestFile = std::size_t{4} << 20U;
 
-// Texts that each end with a zero.
-Words SplitZeros(std::string_view inText) {
-    Words words;
-    while (!inText.empty()) {
-        const std::string_view word = inText.substr(0, inText.find('\0'));
-        words.emplace_back(word);
-        inText.remove_prefix(std::min(inText.size(), word.size() + 1));
-    }
-    return words;
-}
-
-// Looks when it is first asked.
-template <typename Value>
-class Lazy {
+// What a command always gives its program; in whatever order, since programs are started by hand too.
+class FixedWords {
   public:
-    template <typename Look>
-    const Value& Get(const Look& inLook) {
-        if (!mValue) mValue = inLook();
-        return *mValue;
+    explicit FixedWords(const Words& inCommand) {
+        for (std::size_t i = ProgramWord(inCommand) + 1; i < inCommand.size(); ++i)
+            if (inCommand[i].find('%') == std::string::npos)
+                (inCommand[i].starts_with('-') ? mOptions : mOthers).push_back(inCommand[i]);
+    }
+    [[nodiscard]] std::size_t Count() const { return mOptions.size() + mOthers.size(); }
+    // Whether a command line has them, options aside.
+    [[nodiscard]] bool AreIn(const Words& inLine) const { return Are(mOthers, inLine); }
+    [[nodiscard]] bool AreAllIn(const Words& inLine) const {
+        return Are(mOthers, inLine) && Are(mOptions, inLine);
     }
 
   private:
-    std::optional<Value> mValue;
-};
-
-// Files of one process, each read once at most; empty when it has ended, or isn't ours to look at.
-class Process {
-  public:
-    explicit Process(int inId) : mId(inId), mFolder("/proc/" + std::to_string(inId)) {}
-
-    [[nodiscard]] bool IsOf(uid_t inUser) const {
-        struct stat status {};
-        return ::stat(mFolder.c_str(), &status) == 0 && status.st_uid == inUser;
-    }
-    [[nodiscard]] int Id() const { return mId; }
-    const std::string& Executable() {
-        return mExecutable.Get([this] {
-            std::error_code error;
-            return fs::read_symlink(mFolder + "/exe", error).string();
+    static bool Are(const Words& inWords, const Words& inLine) {
+        return std::all_of(inWords.begin(), inWords.end(), [&](const std::string& inWord) {
+            return !inLine.empty() && std::find(inLine.begin() + 1, inLine.end(), inWord) != inLine.end();
         });
     }
-    const Words& CommandLine() {
-        return mCommandLine.Get([this] { return SplitZeros(Read("/cmdline")); });
+
+    Words mOptions;
+    Words mOthers;
+};
+
+// The entries that may have started a process.
+class Starters {
+  public:
+    struct Starter {
+        std::string mAppId;
+        FixedWords mWords;
+    };
+
+    Starters(std::span<const Application> inApplications, std::span<const KnownEntry> inKnown)
+        : mKnown(inKnown) {
+        for (const KnownEntry& known : inKnown) Add(known.mEntry, known.mFile);
+        for (const Application& application : inApplications)
+            Add(application.mEntry, application.mEntryFile);
     }
-    // The entry file that it was started by.
-    const std::string& Entry() {
-        return mEntry.Get([this] { return std::string(LaunchedEntryFile(Read("/environ"), mId)); });
+    // The application whose entry started a process; null when that isn't known.
+    [[nodiscard]] const std::string* Of(Process& ioProcess) const {
+        const auto found = mAppIds.find(ioProcess.Entry());
+        return found != mAppIds.end() ? &found->second : nullptr;
     }
-    // In ticks since the system's start.
-    std::uint64_t Start() {
-        return mStart.Get([this] { return ReadStart(); });
+    // The entries that start a program.
+    const std::vector<Starter>& WithProgram(const std::string& inResolved) {
+        static const std::vector<Starter> sNone;
+        const auto& all = mByProgram.Get([this] { return SortByProgram(); });
+        const auto found = all.find(inResolved);
+        return found != all.end() ? found->second : sNone;
     }
 
   private:
-    [[nodiscard]] std::uint64_t ReadStart() const {
-        constexpr int kFieldsBetween = 19;
-        const std::string status = Read("/stat");
-        // The name before it may hold anything.
-        std::size_t place = status.rfind(')');
-        for (int i = 0; i <= kFieldsBetween && place != std::string::npos; ++i)
-            place = status.find(' ', place + 1);
-        std::uint64_t start = std::numeric_limits<std::uint64_t>::max();
-        if (place != std::string::npos)
-            std::from_chars(status.data() + place + 1, status.data() + status.size(), start);
-        return start;
+    using ByProgram = std::map<std::string, std::vector<Starter>>;
+
+    void Add(const DesktopEntry& inEntry, const std::string& inFile) {
+        // The process that was started is the terminal's.
+        if (!inEntry.mInTerminal) mAppIds.emplace(inFile, inEntry.mAppId);
     }
-    [[nodiscard]] std::string Read(const char* inName) const {
-        return ReadSmallFile(mFolder + inName, kLargestFile).value_or("");
+    [[nodiscard]] ByProgram SortByProgram() const {
+        ByProgram all;
+        for (const KnownEntry& known : mKnown)
+            if (const auto application = FindApplication(known.mEntry, known.mFile))
+                all[application->mResolved].push_back(
+                    {known.mEntry.mAppId, FixedWords(known.mEntry.mCommand)});
+        return all;
     }
 
-    int mId;
-    std::string mFolder;
-    Lazy<std::string> mExecutable;
-    Lazy<Words> mCommandLine;
-    Lazy<std::string> mEntry;
-    Lazy<std::uint64_t> mStart;
+    std::span<const KnownEntry> mKnown;
+    std::map<std::string, std::string> mAppIds;  // by entry file
+    Lazy<ByProgram> mByProgram;
 };
 
-// The program that runs a script, links resolved; empty for what is no script.
-std::string InterpreterOf(const std::string& inPath) {
+// What the first line of a script says.
+struct Interpreter {
+    std::string mPath;      // links resolved; empty for what is no script
+    std::string mArgument;  // the word that the system puts between it and the script; may be empty
+};
+
+std::string_view Trimmed(std::string_view inText) {
+    constexpr std::string_view kBlanks = " \t\r";
+    const std::size_t begin = inText.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos) return {};
+    return inText.substr(begin, inText.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+// What is behind the interpreter is one word to the system, blanks and all.
+Interpreter InterpreterOf(const std::string& inPath) {
     constexpr std::size_t kLongest = 256;
-    const std::string beginning = ReadBeginning(inPath, kLongest);
+    const std::string beginning = ReadUnlessOdd([&] { return ReadBeginning(inPath, kLongest); });
     if (!beginning.starts_with("#!")) return {};
-    const std::optional<Words> words = SplitWords(beginning.substr(2, beginning.find('\n') - 2));
-    return words && !words->empty() ? FindProgram((*words)[ProgramWord(*words)]).mPath : "";
+    const std::string_view line = Trimmed(std::string_view(beginning).substr(2, beginning.find('\n') - 2));
+    const std::string program(line.substr(0, line.find_first_of(" \t")));
+    std::string argument(Trimmed(line.substr(program.size())));
+    // Which puts its argument in its own place.
+    if (program.substr(program.rfind('/') + 1) == "env") return {FindProgram(argument).mPath, {}};
+    return {FindProgram(program).mPath, std::move(argument)};
 }
 
 // Looks for the processes of one application among all.
 class Matcher {
   public:
     explicit Matcher(const Application& inApplication)
-        : mApplication(inApplication), mInterpreter(InterpreterOf(inApplication.mPath)) {
-        const Words& command = inApplication.mEntry.mCommand;
-        for (std::size_t i = ProgramWord(command) + 1; i < command.size(); ++i)
-            if (!command[i].starts_with('-') && command[i].find('%') == std::string::npos)
-                mWords.push_back(command[i]);
-    }
+        : mApplication(inApplication),
+          mInterpreter(InterpreterOf(inApplication.mResolved)),
+          mWords(inApplication.mEntry.mCommand) {}
 
-    void Look(Process& ioProcess) {
-        if (!Matches(ioProcess) || (mFound != 0 && ioProcess.Start() >= mSince)) return;
-        mFound = ioProcess.Id();
-        mSince = ioProcess.Start();
+    void Look(Process& ioProcess, Starters& ioStarters) {
+        if (!Matches(ioProcess, ioStarters)) return;
+        // Ids rise, until they begin anew.
+        const std::pair candidate(ioProcess.Start(), ioProcess.Id());
+        if (!mOldest || candidate < *mOldest) mOldest = candidate;
     }
     // The oldest.
-    [[nodiscard]] int Found() const { return mFound; }
+    [[nodiscard]] int Found() const { return mOldest ? mOldest->second : 0; }
 
   private:
-    [[nodiscard]] bool Matches(Process& ioProcess) const {
+    [[nodiscard]] bool Matches(Process& ioProcess, Starters& ioStarters) const {
+        if (ioProcess.Executable().empty()) return false;
+        if (const std::string* const appId = ioStarters.Of(ioProcess))
+            return *appId == mApplication.mEntry.mAppId;
+        return (IsProgram(ioProcess) || RunsAsScript(ioProcess)) &&
+               IsNearest(ioProcess.CommandLine(), ioStarters);
+    }
+    [[nodiscard]] bool IsProgram(Process& ioProcess) const {
         const std::string& executable = ioProcess.Executable();
-        if (executable.empty()) return false;
-        if (IsProgram(executable) && (mWords.empty() || HasWords(ioProcess.CommandLine()))) return true;
-        if (!mInterpreter.empty() && executable == mInterpreter && RunsAsScript(ioProcess.CommandLine()))
-            return true;
-        return ioProcess.Entry() == mApplication.mEntryFile;
+        return (executable == mApplication.mResolved ||
+                executable == mApplication.mResolved + std::string(kDeleted)) &&
+               mWords.AreIn(ioProcess.CommandLine());
     }
-    [[nodiscard]] bool IsProgram(const std::string& inExecutable) const {
-        return inExecutable == mApplication.mPath ||
-               inExecutable == mApplication.mPath + std::string(kDeleted);
-    }
-    // Behind the program, all that the command always gives it, in whatever order.
-    [[nodiscard]] bool HasWords(const Words& inWords) const {
-        return std::all_of(mWords.begin(), mWords.end(), [&](const std::string& inWord) {
-            return !inWords.empty() && std::find(inWords.begin() + 1, inWords.end(), inWord) != inWords.end();
-        });
-    }
-    // The system puts a script's path behind its interpreter, with at most one word between.
-    [[nodiscard]] bool RunsAsScript(const Words& inWords) const {
-        for (std::size_t i = 1; i < inWords.size() && i <= 2; ++i) {
-            const std::string& word = inWords[i];
-            std::error_code error;
-            if (word == mApplication.mProgram || word == mApplication.mPath) return true;
-            if (word.starts_with('/') && fs::canonical(word, error) == mApplication.mPath) return true;
+    // Behind its interpreter a script stands before all other words, save for options.
+    [[nodiscard]] bool RunsAsScript(Process& ioProcess) const {
+        if (mInterpreter.mPath.empty() || ioProcess.Executable() != mInterpreter.mPath) return false;
+        const Words& line = ioProcess.CommandLine();
+        for (std::size_t i = 1; i < line.size(); ++i) {
+            if (IsScript(line[i])) return true;
+            if (line[i] != mInterpreter.mArgument && !line[i].starts_with('-')) return false;
         }
         return false;
     }
+    [[nodiscard]] bool IsScript(const std::string& inWord) const {
+        std::error_code error;
+        return inWord == mApplication.mProgram || inWord == mApplication.mResolved ||
+               (inWord.starts_with('/') && fs::canonical(inWord, error) == mApplication.mResolved);
+    }
+    // Whether no other application's command with this program says more of what a process was given.
+    [[nodiscard]] bool IsNearest(const Words& inLine, Starters& ioStarters) const {
+        const auto& rivals = ioStarters.WithProgram(mApplication.mResolved);
+        return std::all_of(rivals.begin(), rivals.end(), [&](const Starters::Starter& inRival) {
+            if (inRival.mAppId == mApplication.mEntry.mAppId || !inRival.mWords.AreIn(inLine)) return true;
+            return mWords.AreAllIn(inLine) &&
+                   (inRival.mWords.Count() <= mWords.Count() || !inRival.mWords.AreAllIn(inLine));
+        });
+    }
 
     const Application& mApplication;
-    std::string mInterpreter;
-    Words mWords;  // that every process of it has
-    int mFound = 0;
-    std::uint64_t mSince = 0;
+    Interpreter mInterpreter;
+    FixedWords mWords;
+    std::optional<std::pair<std::uint64_t, int>> mOldest;  // its start and its id
 };
 
 std::vector<int> ProcessIds() {
@@ -180,13 +199,15 @@ std::vector<int> ProcessIds() {
 
 }  // namespace
 
-std::vector<int> FindProcesses(std::span<const Application> inApplications) {
+std::vector<int> FindProcesses(std::span<const Application> inApplications,
+                               std::span<const KnownEntry> inKnown) {
     std::vector<Matcher> matchers(inApplications.begin(), inApplications.end());
+    Starters starters(inApplications, inKnown);
     const uid_t user = ::geteuid();
     for (const int id : ProcessIds()) {
         Process process(id);
         if (!process.IsOf(user)) continue;
-        for (Matcher& matcher : matchers) matcher.Look(process);
+        for (Matcher& matcher : matchers) matcher.Look(process, starters);
     }
     std::vector<int> found;
     found.reserve(matchers.size());
@@ -194,8 +215,8 @@ std::vector<int> FindProcesses(std::span<const Application> inApplications) {
     return found;
 }
 
-int FindProcess(const Application& inApplication) {
-    return FindProcesses(std::span(&inApplication, 1)).front();
+int FindProcess(const Application& inApplication, std::span<const KnownEntry> inKnown) {
+    return FindProcesses(std::span(&inApplication, 1), inKnown).front();
 }
 
 }  // namespace orvane::plexa::control
