@@ -196,6 +196,28 @@ TEST_F(InstalledApplications, ThatAreBrokenAreToldOnce) {
                                            "\" is left out: it has no command that can be read\r\n"));
 }
 
+TEST_F(InstalledApplications, HaveEntriesOfOneMebibyteAtMost) {
+    const std::string program = Program("app");
+    const auto pad = [](const fs::path& inEntry, std::size_t inSize) {
+        std::string text = ReadFile(inEntry) + "#";
+        text.resize(inSize, 'x');
+        WriteFile(inEntry, text);
+    };
+    constexpr std::size_t kMebibyte = 1048576;
+    pad(mDesktop.WriteEntry("a", "A-1", program), kMebibyte);
+    pad(mDesktop.WriteEntry("b", "B-1", program), kMebibyte + 1);
+    EXPECT_THAT(mApplications.AppIds(), ElementsAre("A-1"));
+}
+
+TEST_F(InstalledApplications, AreNotLookedForWhereTheHostIs) {
+    const std::string program = Program("app");
+    const fs::path before = fs::current_path();
+    fs::current_path(mDesktop.Folder());
+    EXPECT_EQ(FindProgram("bin/app").mName, "");
+    EXPECT_EQ(FindProgram(program).mName, program);
+    fs::current_path(before);
+}
+
 TEST_F(InstalledApplications, AreNotDisturbedByEntriesThatNobodyCanRead) {
     const std::string program = Program("app");
     mDesktop.WriteEntry("b", "A-1", program);

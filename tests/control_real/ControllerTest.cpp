@@ -7,12 +7,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "PlexaControl/PlexaControl.h"
 #include "PrivateDesktop.h"
+#include "doubles/NuocoreWatch.h"
 
 namespace orvane::plexa::control {
 namespace {
@@ -30,8 +33,13 @@ PrivateDesktop& Desktop() {
 class Controller : public testing::Test {
   protected:
     static void SetUpTestSuite() {
+        const fs::path relative = fs::relative(Desktop().Folder() / "relative");
+        fs::create_directories(Desktop().Folder() / "relative/applications");
+        fs::rename(Desktop().WriteEntry("r", "R-1", "/bin/sh"),
+                   Desktop().Folder() / "relative/applications/r.desktop");
         ::setenv("XDG_DATA_HOME", (Desktop().Folder() / "user").c_str(), 1);
-        ::setenv("XDG_DATA_DIRS", (Desktop().Folder() / "system").c_str(), 1);
+        // What isn't absolute doesn't count, wherever this process may be.
+        ::setenv("XDG_DATA_DIRS", (relative.string() + ":" + (Desktop().Folder() / "system").string()).c_str(), 1);
     }
     Controller() {
         EXPECT_EQ(IPlexaController::GetInstance(&mController), api5::kPlexaControlErrorCode_None);
@@ -141,6 +149,55 @@ TEST_F(Controller, TellsTheProcessesOfSeveralApplicationsAtOnce) {
     ::kill(id, SIGKILL);
     EXPECT_TRUE(Await([&] { return mController->GetProcessId("B-1", nullptr) == 0; }));
     fs::remove(Desktop().EntryPath("x"));
+}
+
+TEST_F(Controller, TellsApplicationsThatShareAProgramApart) {
+    const std::string program = Desktop().MakeSleeper("shared").string();
+    Desktop().WriteEntry("x", "B-1", program + " 1000");
+    Desktop().WriteEntry("y", "C-1", program + " 1000");
+    ASSERT_TRUE(mController->LaunchApp("C-1", false, "", nullptr));
+    EXPECT_EQ(mController->GetProcessId("B-1", nullptr), 0);
+    ASSERT_TRUE(mController->LaunchApp("B-1", false, "", nullptr));
+    const std::array<const char*, 2> ids{"B-1", "C-1"};
+    std::array<int, 2> processes{};
+    EXPECT_EQ(IPlexaController::GetProcessIds(ids.data(), ids.size(), processes.data()),
+              api5::kPlexaControlErrorCode_None);
+    EXPECT_NE(processes[0], processes[1]);
+    for (std::size_t i = 0; i != ids.size(); ++i) {
+        ASSERT_NE(processes.at(i), 0);
+        EXPECT_EQ(mController->GetProcessId(ids.at(i), nullptr), processes.at(i));
+        ::kill(processes.at(i), SIGKILL);
+        EXPECT_TRUE(Await([&] { return mController->GetProcessId(ids.at(i), nullptr) == 0; }));
+    }
+    fs::remove(Desktop().EntryPath("x"));
+    fs::remove(Desktop().EntryPath("y"));
+}
+
+TEST_F(Controller, MayBeAskedByWhoIsToldOfTrouble) {
+    const std::string broken = Desktop().MakeScript("broken", "#!/no/such/interpreter\n").string();
+    Desktop().WriteEntry("x", "B-1", broken);
+    Desktop().WriteEntry("z", "Z-1", "'open");
+    struct Seen {
+        std::atomic<int> mTold{0};
+        std::atomic<bool> mIsDone{false};
+    };
+    const auto seen = std::make_shared<Seen>();
+    const doubles::TraceWatch watch("PlexaControl=1");
+    nuocore::debug::SetTraceSink([seen, this](int, std::string_view, std::string_view) {
+        EXPECT_TRUE(mController->CheckAppInstalled("B-1", nullptr));
+        EXPECT_FALSE(mController->LaunchApp("B-1", true, "", nullptr));
+        ++seen->mTold;
+    });
+    // Not waited for, since it would never end if it hung.
+    std::thread([seen, this] {
+        EXPECT_FALSE(mController->LaunchApp("B-1", true, "", nullptr));
+        seen->mIsDone = true;
+    }).detach();
+    EXPECT_TRUE(Await([&] { return seen->mIsDone.load(); }));
+    // Of the broken entry, and of the program that can't be started.
+    EXPECT_EQ(seen->mTold, 2);
+    fs::remove(Desktop().EntryPath("x"));
+    fs::remove(Desktop().EntryPath("z"));
 }
 
 TEST_F(Controller, StartsNothingWhenItCannotSeeWhatRuns) {

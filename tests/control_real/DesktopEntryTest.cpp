@@ -69,6 +69,10 @@ TEST(DesktopEntry, ThatIsBrokenSaysWhy) {
     for (const char* const command : {"%F", "app%f", "'100%%' %F", "env A=%f %i"})
         EXPECT_EQ(ReasonOf(Without("Exec=app -x\n") + "Exec=" + command + "\n"),
                   "its command names a program with a \"%\"");
+    for (const char* const command : {"./run", "bin/app %F", "env A=b ../app"})
+        EXPECT_EQ(ReasonOf(Without("Exec=app -x\n") + "Exec=" + command + "\n"),
+                  "it names a program by a path that isn't absolute");
+    EXPECT_EQ(ReasonOf(kGood + "TryExec=bin/app\n"), "it names a program by a path that isn't absolute");
     EXPECT_EQ(ReasonOf(Without("X-Plexa-AppId=A-1\n") + "X-Plexa-AppId=\n"),
               "its app id isn't 1 to 255 bytes of UTF-8 without control characters");
     EXPECT_EQ(ReasonOf(Without("X-Plexa-AppId=A-1\n") + "X-Plexa-AppId=a\\tb\n"),
@@ -85,6 +89,8 @@ TEST(AppId, MayBeOddButNotAnything) {
     EXPECT_FALSE(IsAppId("a\nb"));
     EXPECT_FALSE(IsAppId("a\x7F"));
     EXPECT_FALSE(IsAppId("\xFF"));
+    for (const char* const control : {"\xC2\x80", "a\xC2\x85", "\xC2\x9F"}) EXPECT_FALSE(IsAppId(control));
+    EXPECT_TRUE(IsAppId("\xC2\xA0"));
 }
 
 }  // namespace

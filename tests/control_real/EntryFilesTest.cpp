@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -14,6 +13,7 @@
 
 #include "PrivateDesktop.h"
 #include "SmallFile.h"
+#include "doubles/NuocoreWatch.h"
 
 namespace orvane::plexa::control {
 namespace {
@@ -60,8 +60,32 @@ TEST_F(EntryFiles, InFoldersThatLeadBackAreListedOnce) {
     Touch("user/applications/sub/a.desktop");
     fs::create_symlink("..", mDesktop.Folder() / "user/applications/sub/up");
     fs::create_symlink("loop.desktop", mDesktop.Folder() / "user/applications/loop.desktop");
-    const auto files = List();
-    EXPECT_EQ(std::count(files.begin(), files.end(), "user/applications/sub/a.desktop"), 1);
+    EXPECT_THAT(List(), ElementsAre("user/applications/loop.desktop", "user/applications/sub/a.desktop"));
+}
+
+TEST_F(EntryFiles, OfOneDataFolderDoNotCrowdOutThoseOfAnother) {
+    Touch("system/applications/a.desktop");
+    Touch("tree/z.desktop");
+    for (int i = 0; i != 2001; ++i) fs::create_directory(mDesktop.Folder() / "tree" / std::to_string(i));
+    fs::create_directory_symlink(mDesktop.Folder() / "system", mDesktop.Folder() / "user/applications/a");
+    fs::create_directory_symlink(mDesktop.Folder() / "tree", mDesktop.Folder() / "user/applications/tree");
+    const doubles::TraceWatch watch("PlexaControl=1");
+    EXPECT_THAT(List(), ElementsAre("user/applications/a/applications/a.desktop",
+                                    "user/applications/tree/z.desktop", "system/applications/a.desktop"));
+    EXPECT_THAT(watch.Lines(),
+                ElementsAre("1|PlexaControl|of \"" + (mDesktop.Folder() / "user/applications").string() +
+                            "\" a part is left out: there are more than 20000 entries or 2000 folders below "
+                            "it\r\n"));
+}
+
+TEST_F(EntryFiles, AreNotLookedForInTheSystemsState) {
+    Touch("user/applications/z.desktop");
+    for (const char* const folder : {"/proc", "/sys"})
+        fs::create_directory_symlink(folder, mDesktop.Folder() / "user/applications" / (folder + 1));
+    const EntryListing listing = ListEntries(mDesktop.DataFolders());
+    EXPECT_THAT(List(), ElementsAre("user/applications/z.desktop"));
+    // Those that are given, and the two, which aren't read.
+    EXPECT_THAT(listing.mFolders, testing::SizeIs(4));
 }
 
 TEST_F(EntryFiles, MayBeLinks) {

@@ -14,6 +14,7 @@ namespace tool_test {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 namespace fs = std::filesystem;
 
@@ -115,6 +116,7 @@ TEST_F(Apps, AreStartedOnceUnlessAskedForMore) {
     EXPECT_EQ(first.mOutput, "SLEEP-1: started, process " + id);
     EXPECT_EQ(Run({"apps", "launch", "SLEEP-1"}).mOutput, "SLEEP-1: runs already, process " + id);
     EXPECT_EQ(Run({"apps", "launch", "SLEEP-1", "--new"}).mOutput, "SLEEP-1: started\n");
+    EXPECT_THAT(Run({"apps", "launch", "SLEEP-1", "--new", "--json"}).mOutput, Not(HasSubstr("pid")));
     EXPECT_THAT(Run({"apps", "pid", "SLEEP-1", "--json"}).mOutput,
                 HasSubstr("\"pid\":" + id.substr(0, id.size() - 1) + "}"));
     EXPECT_EQ(Run({"apps", "pid", "SLEEP-1"}).mOutput, id);

@@ -31,7 +31,7 @@ class Completion : public OnBus {
     Completion() {
         const fs::path entries = mBus.Folder() / "data/applications";
         fs::create_directories(entries);
-        for (const char* const id : {"PHOTO-2.1", "PHOTO BOOK-1", "MAIL-3"})
+        for (const char* const id : {"PHOTO-2.1", "PHOTO BOOK-1", "MAIL-3", "-DASH-1"})
             std::ofstream(entries / (std::string(id) + ".desktop"))
                 << "[Desktop Entry]\nType=Application\nName=Test\nExec=sh\nX-Plexa-AppId=" << id << '\n';
         fs::create_directory(mBus.Folder() / "home");
@@ -82,16 +82,22 @@ TEST_F(Completion, OffersOptions) {
 
 TEST_F(Completion, OffersAppIdsWhereOneIsAskedFor) {
     for (const char* const verb : {"path", "pid", "launch"})
-        EXPECT_THAT(Offered({"apps", verb, ""}), ElementsAre("MAIL-3", "PHOTO BOOK-1", "PHOTO-2.1")) << verb;
+        EXPECT_THAT(Offered({"apps", verb, ""}), ElementsAre("-DASH-1", "MAIL-3", "PHOTO BOOK-1", "PHOTO-2.1"))
+            << verb;
     EXPECT_THAT(Offered({"apps", "launch", "--new", "M"}), ElementsAre("MAIL-3"));
     EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", ""}), IsEmpty());
     EXPECT_THAT(Offered({"apps", "list", ""}), IsEmpty());
+    // Where such that begin with a dash stand.
+    EXPECT_THAT(Offered({"apps", "path", "--", "M"}), ElementsAre("MAIL-3"));
+    EXPECT_THAT(Offered({"apps", "path", "--", "-"}), ElementsAre("-DASH-1"));
+    EXPECT_THAT(Offered({"apps", "path", "--", "-DASH-1", ""}), IsEmpty());
 }
 
 TEST_F(Completion, OffersNothingWhereAnythingMayStand) {
     EXPECT_THAT(Offered({"send", "--to", ""}), IsEmpty());
     EXPECT_THAT(Offered({"send", "--to", "x", "--j"}), ElementsAre("--json"));
     EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", "--", "--n"}), IsEmpty());
+    EXPECT_THAT(Offered({"apps", "--", ""}), IsEmpty());
     EXPECT_THAT(Offered({"script", "run", ""}), IsEmpty());
     EXPECT_THAT(Offered({}), IsEmpty());
 }
@@ -114,6 +120,33 @@ TEST_F(Completion, WorksInZsh) {
     EXPECT_THAT(In("zsh", "words=(plexa apps path PHO); CURRENT=4; _plexa", shell),
                 ElementsAre("PHOTO BOOK-1", "PHOTO-2.1"));
     EXPECT_THAT(In("zsh", "words=(plexa send t x); CURRENT=4; _plexa", shell), ElementsAre("files"));
+}
+
+TEST_F(Completion, WorksInZshFromWhereItLooksForFunctions) {
+    std::ofstream(mBus.Folder() / "_plexa") << support::Run(Command({"completion", "zsh"})).mOutput;
+    const std::string find = "fpath=(" + mBus.Folder().string() +
+                             " $fpath); autoload -Uz compinit; compinit -D -u; "
+                             "compadd() { print -rl -- \"${(@P)2}\"; }; ";
+    const std::string ask = "words=(plexa apps path PHO); CURRENT=4; $_comps[plexa]";
+    const auto run = [&](const std::string& inScript) {
+        return support::Run({{"/usr/bin/env", "zsh", "-f", "-c", inScript}, Environment()});
+    };
+    // The first time as the next one.
+    for (const std::string& script : {find + ask, find + ask + " >/dev/null; " + ask}) {
+        const auto shown = run(script);
+        EXPECT_THAT(Lines(shown.mOutput), ElementsAre("PHOTO BOOK-1", "PHOTO-2.1")) << shown.mErrors;
+        EXPECT_THAT(shown.mErrors, IsEmpty());
+    }
+}
+
+TEST_F(Completion, DisturbsNoZshThatHasNotSwitchedItOn) {
+    EXPECT_THAT(In("zsh", "print going on"), ElementsAre("going on"));
+}
+
+TEST_F(Completion, OffersFilesInFishForScriptsOnly) {
+    std::ofstream(mBus.Folder() / "home/hello.js") << "1";
+    EXPECT_THAT(In("fish", "cd; complete -C 'plexa script run hel'"), ElementsAre("hello.js"));
+    EXPECT_THAT(In("fish", "cd; complete -C 'plexa send run hel'"), IsEmpty());
 }
 
 TEST_F(Completion, WorksInFish) {

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Failure.h"
@@ -33,7 +35,7 @@ struct AppsOptions {
 struct App {
     std::string mId;
     std::string mPath;
-    int mProcess = 0;
+    std::optional<int> mProcess;  // 0 when it doesn't run, nothing when that isn't known
 };
 
 std::string PathOf(const std::string& inId) {
@@ -41,28 +43,34 @@ std::string PathOf(const std::string& inId) {
     return {path.begin(), path.end()};
 }
 
-App Look(const std::string& inId) {
-    return {inId, PathOf(inId), nuoplexasupport::GetProcessIdEx(inId.c_str())};
+// Of each in order; nothing when they can't be looked at.
+std::optional<std::vector<int>> FindProcesses(const std::vector<std::string>& inIds) {
+    std::vector<const char*> texts;
+    for (const std::string& id : inIds) texts.push_back(id.c_str());
+    std::vector<int> processes(inIds.size());
+    if (api5::IPlexaController::GetProcessIds(texts.data(), texts.size(), processes.data()) !=
+        api5::kPlexaControlErrorCode_None)
+        return std::nullopt;
+    return processes;
+}
+
+std::vector<int> ProcessesOf(const std::vector<std::string>& inIds) {
+    if (auto processes = FindProcesses(inIds)) return *std::move(processes);
+    throw Failure(kExitFailure, "the processes can't be looked at; NUOCORE_TRACE=PlexaControl=1 shows why");
 }
 
 // All that are installed, with one look at all processes.
 std::vector<App> LookAtAll() {
     nuoplexasupport::TargetSpecifiers ids;
     nuoplexasupport::GetTargetSpecifiers(ids);
-    std::vector<const char*> texts;
-    for (const std::string& id : ids) texts.push_back(id.c_str());
-    std::vector<int> processes(ids.size());
-    if (api5::IPlexaController::GetProcessIds(texts.data(), texts.size(), processes.data()) !=
-        api5::kPlexaControlErrorCode_None)
-        throw Failure(kExitFailure,
-                      "the processes can't be looked at; NUOCORE_TRACE=PlexaControl=1 shows why");
+    const std::vector<int> processes = ProcessesOf({ids.begin(), ids.end()});
     std::vector<App> apps;
     for (std::size_t i = 0; i != ids.size(); ++i) apps.push_back({ids[i], PathOf(ids[i]), processes[i]});
     return apps;
 }
 
 App LookInstalled(const std::string& inId) {
-    App app = Look(inId);
+    App app{inId, PathOf(inId), std::nullopt};
     if (app.mPath.empty())
         throw Failure(kExitFailure, "\"" + PlainLine(inId) +
                                         "\" isn't installed; \"plexa apps list\" shows what is, and "
@@ -70,11 +78,16 @@ App LookInstalled(const std::string& inId) {
     return app;
 }
 
+App LookAtProcess(App inApp) {
+    inApp.mProcess = ProcessesOf({inApp.mId}).front();
+    return inApp;
+}
+
 void PrintJSON(const App& inApp, Output& ioOutput) {
     VariantObject line;
     line["app_id"] = MakeValue(UTF8String(std::string_view(inApp.mId)));
     line["path"] = MakeValue(UTF8String(std::string_view(inApp.mPath)));
-    line["pid"] = MakeValue(std::int64_t{inApp.mProcess});
+    if (inApp.mProcess) line["pid"] = MakeValue(std::int64_t{*inApp.mProcess});
     ioOutput.Line(JSONLine(VariantValue(line)));
 }
 
@@ -83,7 +96,7 @@ void List(const AppsOptions& inOptions) {
     std::vector<std::vector<std::string>> rows = {{"APP ID", "PID", "PATH"}};
     for (const App& app : LookAtAll()) {
         if (inOptions.mIsJSON) PrintJSON(app, output);
-        rows.push_back({PlainLine(app.mId), app.mProcess == 0 ? "-" : std::to_string(app.mProcess),
+        rows.push_back({PlainLine(app.mId), app.mProcess == 0 ? "-" : std::to_string(*app.mProcess),
                         PlainLine(app.mPath)});
     }
     if (!inOptions.mIsJSON) PrintTable(rows, output);
@@ -92,19 +105,19 @@ void List(const AppsOptions& inOptions) {
 void Path(const AppsOptions& inOptions) {
     const App app = LookInstalled(inOptions.mId);
     Output output;
-    if (inOptions.mIsJSON) return PrintJSON(app, output);
+    if (inOptions.mIsJSON) return PrintJSON(LookAtProcess(app), output);
     // As it is: it's for programs too.
     output.Line(app.mPath);
 }
 
 void Pid(const AppsOptions& inOptions) {
-    const App app = LookInstalled(inOptions.mId);
+    const App app = LookAtProcess(LookInstalled(inOptions.mId));
     Output output;
     if (inOptions.mIsJSON) PrintJSON(app, output);
     if (app.mProcess == 0)
         throw Failure(kExitFailure,
                       "\"" + PlainLine(app.mId) + "\" doesn't run; \"plexa apps launch\" starts it");
-    if (!inOptions.mIsJSON) output.Line(std::to_string(app.mProcess));
+    if (!inOptions.mIsJSON) output.Line(std::to_string(*app.mProcess));
 }
 
 // As a shell would have to be given it.
@@ -121,23 +134,25 @@ std::string Quoted(const std::string& inText) {
 }
 
 void Launch(const AppsOptions& inOptions) {
-    const App app = LookInstalled(inOptions.mId);
+    App app = LookAtProcess(LookInstalled(inOptions.mId));
+    const int before = *app.mProcess;
+    const bool ranBefore = !inOptions.mInNewProcess && before != 0;
     const std::string id = "\"" + PlainLine(app.mId) + "\"";
-    if (!inOptions.mInNewProcess && app.mProcess != 0 && !inOptions.mArguments.empty())
-        throw Failure(kExitFailure, id + " runs already, as process " + std::to_string(app.mProcess) +
+    if (ranBefore && !inOptions.mArguments.empty())
+        throw Failure(kExitFailure, id + " runs already, as process " + std::to_string(before) +
                                         ", and can't be given arguments; --new starts another process");
     std::string arguments;
     for (const std::string& argument : inOptions.mArguments) arguments += Quoted(argument) + ' ';
     if (!nuoplexasupport::LaunchAppEx(app.mId.c_str(), inOptions.mInNewProcess, arguments))
         throw Failure(kExitFailure, id + " can't be started; NUOCORE_TRACE=PlexaControl=1 shows why");
-    const bool ranBefore = !inOptions.mInNewProcess && app.mProcess != 0;
-    const App after = Look(app.mId);
+    // Of several processes it's the oldest that is found, and none when it has ended already.
+    const auto after = FindProcesses({app.mId});
+    const bool isKnown = after && after->front() != 0 && (ranBefore || after->front() != before);
+    app.mProcess = isKnown ? std::optional(after->front()) : std::nullopt;
     Output output;
-    if (inOptions.mIsJSON) return PrintJSON(after, output);
-    // Of several processes it's the oldest that is told, and none when it has ended already.
-    const bool isKnown = after.mProcess != 0 && (ranBefore || after.mProcess != app.mProcess);
+    if (inOptions.mIsJSON) return PrintJSON(app, output);
     output.Line(PlainLine(app.mId) + (ranBefore ? ": runs already" : ": started") +
-                (isKnown ? ", process " + std::to_string(after.mProcess) : ""));
+                (isKnown ? ", process " + std::to_string(*app.mProcess) : ""));
 }
 
 // What stands before "--" beside the options. A word with a dash is more likely an option that there isn't.
@@ -172,7 +187,9 @@ void AddVerb(CLI::App& ioApps, const Verb& inVerb, const std::vector<std::string
     CLI::App* const verb = ioApps.add_subcommand(inVerb.mName, inVerb.mPurpose);
     const auto options = std::make_shared<AppsOptions>();
     verb->add_flag("--json", options->mIsJSON,
-                   "Print one JSON object a line: app_id, path, and pid (0: doesn't run)");
+                   inVerb.mAction == Launch
+                       ? "Print one JSON object: app_id, path, and pid unless the process isn't known"
+                       : "Print one JSON object a line: app_id, path, and pid (0: doesn't run)");
     if (inVerb.mAction != List)
         verb->add_option("ID", options->mId,
                          "App id, such as PHOTO-2.1; one that begins with a dash stands behind \"--\"")
@@ -210,7 +227,8 @@ void AddAppsVerbs(CLI::App& ioApp, const std::vector<std::string>& inTrailing) {
          "Of several processes the one that has run longest.\n\n"
          "Examples:\n"
          "  kill \"$(plexa apps pid PHOTO-2.1)\"\n\n"
-         "Exit codes: 0 printed, 1 doesn't run, or not installed, 2 wrong command line."});
+         "Exit codes: 0 printed, 1 doesn't run, not installed, or the processes can't be looked at, 2 wrong "
+         "command line."});
     add({"launch", "Start an application", Launch,
          "One that runs already isn't started again, unless with --new.\n\n"
          "Examples:\n"

@@ -40,6 +40,8 @@ Place Walk(const CLI::App& inTool, std::span<const std::string> inWords) {
     for (const std::string& word : inWords) {
         if (place.mIsValue) {
             place.mIsValue = false;
+        } else if (place.mIsTrailing) {
+            ++place.mPositionals;
         } else if (word == "--") {
             place.mIsTrailing = true;
         } else if (word.starts_with('-')) {
@@ -92,13 +94,13 @@ std::vector<std::string> Candidates(const CLI::App& inTool, std::span<const std:
     if (inWords.empty()) return {};
     const std::string& last = inWords.back();
     const Place place = Walk(inTool, inWords.first(inWords.size() - 1));
-    if (place.mIsValue || place.mIsTrailing) return {};
+    if (place.mIsValue) return {};
     Words candidates;
-    if (last.starts_with('-')) {
+    if (last.starts_with('-') && !place.mIsTrailing) {
         candidates = Options(*place.mVerb);
     } else if (AsksForAppId(place)) {
         candidates = inAppIds();
-    } else if (place.mPositionals == 0) {
+    } else if (place.mPositionals == 0 && !place.mIsTrailing) {
         candidates = Verbs(*place.mVerb);
     }
     std::erase_if(candidates, [&](const std::string& inCandidate) { return !inCandidate.starts_with(last); });

@@ -18,6 +18,7 @@ bool IsUTF8(const std::string& inText) {
 }  // namespace
 
 Program FindProgram(const std::string& inName) {
+    if (IsRelativePath(inName)) return {};
     const std::unique_ptr<char, decltype(&g_free)> found(g_find_program_in_path(inName.c_str()), &g_free);
     if (found == nullptr || *found.get() != '/') return {};
     std::error_code error;

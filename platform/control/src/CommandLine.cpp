@@ -95,6 +95,10 @@ std::size_t ProgramWord(const Words& inWords) {
     return static_cast<std::size_t>(program - inWords.begin());
 }
 
+bool IsRelativePath(std::string_view inName) {
+    return !inName.starts_with('/') && inName.find('/') != std::string_view::npos;
+}
+
 Words FillIn(const Words& inCommand, const FieldValues& inValues, const Words& inArguments) {
     Words result;
     WordFiller filler(inValues, inArguments);

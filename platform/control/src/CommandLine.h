@@ -18,6 +18,9 @@ std::optional<Words> SplitWords(std::string_view inText);
 /// variables that it sets. inWords isn't empty.
 std::size_t ProgramWord(const Words& inWords);
 
+/// Whether a program's name is a path that depends on the folder where a process is.
+bool IsRelativePath(std::string_view inName);
+
 /// What a command's field codes stand for.
 struct FieldValues {
     std::string_view mName;  ///< %c

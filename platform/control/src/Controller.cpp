@@ -57,6 +57,7 @@ class Controller final : public IPlexaController {
             const std::optional<Application> application = Find(inAppId);
             const auto arguments = inArguments != nullptr ? control::SplitWords(inArguments) : std::nullopt;
             if (!application || !arguments) return false;
+            const control::TroubleDelay delay;
             // So that of two callers at the same time one finds what the other has started.
             const std::scoped_lock lock(mLaunching);
             if (!inNewInstance && control::FindProcess(*application, Known()) != 0) return arguments->empty();
@@ -126,10 +127,12 @@ class Controller final : public IPlexaController {
   private:
     std::optional<Application> Find(const char* inAppId) {
         if (inAppId == nullptr) return std::nullopt;
+        const control::TroubleDelay delay;
         const std::scoped_lock lock(mLooking);
         return mApplications.Find(inAppId);
     }
     std::vector<std::string> AppIds() {
+        const control::TroubleDelay delay;
         const std::scoped_lock lock(mLooking);
         return mApplications.AppIds();
     }

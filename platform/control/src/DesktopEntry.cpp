@@ -2,7 +2,6 @@
 
 #include <glib.h>
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -46,10 +45,13 @@ class Group {
 }  // namespace
 
 bool IsAppId(std::string_view inText) {
-    const auto isControl = [](unsigned char inByte) { return inByte < 0x20 || inByte == 0x7F; };
-    return !inText.empty() && inText.size() <= kLongestAppId &&
-           std::none_of(inText.begin(), inText.end(), isControl) &&
-           g_utf8_validate(inText.data(), static_cast<gssize>(inText.size()), nullptr) != FALSE;
+    if (inText.empty() || inText.size() > kLongestAppId ||
+        g_utf8_validate(inText.data(), static_cast<gssize>(inText.size()), nullptr) == FALSE)
+        return false;
+    const char* const end = inText.data() + inText.size();
+    for (const char* at = inText.data(); at != end; at = g_utf8_next_char(at))
+        if (g_unichar_iscntrl(g_utf8_get_char(at)) != FALSE) return false;
+    return true;
 }
 
 ParsedEntry ParseEntry(std::string_view inText) {
@@ -70,9 +72,13 @@ ParsedEntry ParseEntry(std::string_view inText) {
     if (!command || command->empty()) return BrokenEntry{"it has no command that can be read"};
     entry.mCommand = *std::move(command);
     // Codes stand for arguments only; which program is started can't depend on them.
-    if (entry.mCommand[ProgramWord(entry.mCommand)].find('%') != std::string::npos)
+    const std::string& program = entry.mCommand[ProgramWord(entry.mCommand)];
+    if (program.find('%') != std::string::npos)
         return BrokenEntry{"its command names a program with a \"%\""};
     entry.mTry = group.Text(G_KEY_FILE_DESKTOP_KEY_TRY_EXEC);
+    // Every host would find another one there.
+    if (IsRelativePath(program) || IsRelativePath(entry.mTry))
+        return BrokenEntry{"it names a program by a path that isn't absolute"};
     entry.mName = group.LocalText(G_KEY_FILE_DESKTOP_KEY_NAME);
     entry.mIcon = group.LocalText(G_KEY_FILE_DESKTOP_KEY_ICON);
     entry.mFolder = group.Text(G_KEY_FILE_DESKTOP_KEY_PATH);
