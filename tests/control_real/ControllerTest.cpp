@@ -39,7 +39,8 @@ class Controller : public testing::Test {
                    Desktop().Folder() / "relative/applications/r.desktop");
         ::setenv("XDG_DATA_HOME", (Desktop().Folder() / "user").c_str(), 1);
         // What isn't absolute doesn't count, wherever this process may be.
-        ::setenv("XDG_DATA_DIRS", (relative.string() + ":" + (Desktop().Folder() / "system").string()).c_str(), 1);
+        ::setenv("XDG_DATA_DIRS",
+                 (relative.string() + ":" + (Desktop().Folder() / "system").string()).c_str(), 1);
     }
     Controller() {
         EXPECT_EQ(IPlexaController::GetInstance(&mController), api5::kPlexaControlErrorCode_None);

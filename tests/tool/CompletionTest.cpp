@@ -82,7 +82,8 @@ TEST_F(Completion, OffersOptions) {
 
 TEST_F(Completion, OffersAppIdsWhereOneIsAskedFor) {
     for (const char* const verb : {"path", "pid", "launch"})
-        EXPECT_THAT(Offered({"apps", verb, ""}), ElementsAre("-DASH-1", "MAIL-3", "PHOTO BOOK-1", "PHOTO-2.1"))
+        EXPECT_THAT(Offered({"apps", verb, ""}),
+                    ElementsAre("-DASH-1", "MAIL-3", "PHOTO BOOK-1", "PHOTO-2.1"))
             << verb;
     EXPECT_THAT(Offered({"apps", "launch", "--new", "M"}), ElementsAre("MAIL-3"));
     EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", ""}), IsEmpty());

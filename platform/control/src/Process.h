@@ -27,8 +27,8 @@ class Lazy {
     std::optional<Value> mValue;
 };
 
-/// What inRead reads, or nothing when the file is an odd one, so that the others can still be looked at. Throws
-/// `std::system_error` when it's this process that lacks what reading any file takes.
+/// What inRead reads, or nothing when the file is an odd one, so that the others can still be looked at.
+/// Throws `std::system_error` when it's this process that lacks what reading any file takes.
 template <typename Read>
 std::string ReadUnlessOdd(const Read& inRead) {
     try {

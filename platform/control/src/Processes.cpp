@@ -62,8 +62,7 @@ class Starters {
     Starters(std::span<const Application> inApplications, std::span<const KnownEntry> inKnown)
         : mKnown(inKnown) {
         for (const KnownEntry& known : inKnown) Add(known.mEntry, known.mFile);
-        for (const Application& application : inApplications)
-            Add(application.mEntry, application.mEntryFile);
+        for (const Application& application : inApplications) Add(application.mEntry, application.mEntryFile);
     }
     // The application whose entry started a process; null when that isn't known.
     [[nodiscard]] const std::string* Of(Process& ioProcess) const {
