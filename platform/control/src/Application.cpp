@@ -20,7 +20,7 @@ bool IsUTF8(const std::string& inText) {
 Program FindProgram(const std::string& inName) {
     if (IsRelativePath(inName)) return {};
     const std::unique_ptr<char, decltype(&g_free)> found(g_find_program_in_path(inName.c_str()), &g_free);
-    if (found == nullptr || *found.get() != '/') return {};
+    if (found == nullptr || *found != '/') return {};
     std::error_code error;
     std::string path = std::filesystem::canonical(found.get(), error).string();
     return error ? Program() : Program{found.get(), std::move(path)};
