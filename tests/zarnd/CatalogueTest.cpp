@@ -106,6 +106,24 @@ TEST(Catalogue, NamesModulesThatAreNeededAndUnknownOrNeedEachOther) {
                 HasSubstr("in a circle: B, C, B"));
 }
 
+TEST(Catalogue, RefusesChainsOfNeedsThatAreTooLong) {
+    const auto chain = [](std::size_t inModules) {
+        std::string modules = R"("Z0":)" + Module();
+        for (std::size_t i = 1; i != inModules; ++i) {
+            modules += ",\"" + std::string(i % 2 == 0 ? "A" : "Z") + std::to_string(i) + "\":" +
+                       Module(R"(,"needs":[")" +
+                              std::string(i % 2 == 0 ? "Z"
+                                          : i == 1   ? "Z"
+                                                     : "A") +
+                              std::to_string(i - 1) + "\"]");
+        }
+        return Whole(modules);
+    };
+    EXPECT_NO_THROW(ParseCatalogue(chain(kMaxNeedsChain), "QRTX"));
+    EXPECT_THAT(Refusal(chain(kMaxNeedsChain + 1)),
+                HasSubstr("more than 64 modules need each other one after another"));
+}
+
 TEST(Catalogue, PutsWhatIsNeededFirstAndOnce) {
     const Catalogue catalogue = ParseCatalogue(
         Whole(R"("A":)" + Module(R"(,"needs":["B","C"])") + R"(,"B":)" + Module(R"(,"needs":["D"])") +

@@ -166,8 +166,19 @@ TEST_F(Deploying, LetsTwoModulesOfTwoCataloguesNotWaitForEachOther) {
     Request(kBert, {"A", "B<A"});
     Request(kAnna, {"B", "A<B"});  // by now it is the other way round
     Done("A", CancelledByAsker{});
-    Done("A");
     Done("B");
+    Done("A");
+    EXPECT_TRUE(mDeployment.IsIdle());
+    // The same when both are being stopped.
+    for (const char* const module : {"A", "B"}) {
+        Request(kAnna, {module});
+        Cancel(kAnna, module);
+    }
+    Request(kBert, {"A", "B<A"});
+    Request(kAnna, {"B", "A<B"});
+    for (const char* const module : {"A", "B"}) Done(module, CancelledByAsker{});
+    Done("B");
+    Done("A");
     EXPECT_TRUE(mDeployment.IsIdle());
 }
 

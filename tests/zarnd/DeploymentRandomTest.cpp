@@ -58,7 +58,14 @@ TEST_F(RandomDeploying, OwesEachRequestExactlyOneEnd) {
             mOwed.try_emplace(who, -1);
             mPending.insert(who);
             if (pick(20) != 0) {
-                Request(asker, plan);
+                Plan drawn;
+                for (const std::string& text : plan) drawn.push_back(Planned(text, 100));
+                // The catalogue changes: also what a module needs.
+                for (PlannedModule& planned : drawn) {
+                    if (pick(4) == 0) planned.mSpec.mVersion = std::to_string(pick(3));
+                    if (pick(8) == 0) planned.mSpec.mNeeds.clear();
+                }
+                RequestPlan(asker, drawn);
             } else if (mDeployment.IsAwaited(asker, {"QRTX", module})) {
                 Refuse(asker, module);
                 EXPECT_TRUE(mPending.contains(who));
@@ -75,7 +82,10 @@ TEST_F(RandomDeploying, OwesEachRequestExactlyOneEnd) {
             if (what < 7) {
                 Share(done, static_cast<double>(pick(1000)) / 999);
             } else if (mStopped.contains(done)) {
-                Done(done, pick(4) == 0 ? Outcome(Completed{}) : Outcome(CancelledByAsker{}));
+                const std::size_t end = pick(4);
+                Done(done, end == 0   ? Outcome(Completed{})
+                           : end == 1 ? Outcome(Error{ErrorCode::kDiskFull, ""})
+                                      : Outcome(CancelledByAsker{}));
             } else {
                 Done(done, pick(4) == 0 ? Outcome(Error{ErrorCode::kDiskFull, ""}) : Outcome(Completed{}));
             }

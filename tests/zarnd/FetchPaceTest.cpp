@@ -75,6 +75,19 @@ TEST(Fetch, GoesOnAfterAServerWasSlowForAWhile) {
     EXPECT_EQ(server.Questions(), 2);
 }
 
+TEST(Fetch, NoticesAServerThatDrawsOutItsHead) {
+    HttpServer server([](const Question&) {
+        Answer answer;
+        for (int i = 0; i != 200; ++i) answer.mHeaders.push_back("X-Filler: " + std::to_string(i));
+        answer.mHeadPause = 20ms;
+        return answer;
+    });
+    FetchSettings settings = Quick();
+    settings.mRetry.mMaxBreaks = 0;
+    Collector sink;
+    EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink, settings), ErrorCode::kStalled);
+}
+
 TEST(Pace, JudgesEachSpanAndCountsNoPauses) {
     const Pace::Time begin{};
     Pace pace({30s, 60s, 1000}, begin);

@@ -1,6 +1,9 @@
 // Servers that have to prove who they are.
 #include <gmock/gmock.h>
 
+#include <stdexcept>
+
+#include "fetch/Authorities.h"
 #include "support/Fetching.h"
 #include "support/HttpServer.h"
 #include "support/SafeServer.h"
@@ -34,6 +37,32 @@ TEST(Fetch, TrustsNoServerThatNobodyVouchesFor) {
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.Code(), ErrorCode::kUnreachable);
         EXPECT_THAT(failure.what(), testing::StartsWith("the server can't be trusted"));
+    }
+}
+
+TEST(Fetch, DoesNotTryAgainWithAuthoritiesThatItCannotUse) {
+    const ScratchFolder scratch;
+    const SafeServer server(scratch.Path().string());
+    Write(scratch.Path() / "words", "no certificate");
+    FetchSettings settings = Quick();
+    settings.mAuthorities = (scratch.Path() / "words").string();
+    Collector sink;
+    try {
+        Fetch(server.Address(), 1, settings, sink, {});
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.Code(), ErrorCode::kUnreachable);
+        EXPECT_THAT(failure.what(), testing::StartsWith("the certificates to trust can't be used"));
+    }
+}
+
+TEST(Authorities, AreCheckedBeforeTheyAreNeeded) {
+    const ScratchFolder scratch;
+    const SafeServer server(scratch.Path().string());
+    EXPECT_NO_THROW(CheckAuthorities(server.Authority()));
+    Write(scratch.Path() / "words", "no certificate");
+    for (const auto& path : {scratch.Path() / "words", scratch.Path() / "nothing", scratch.Path()}) {
+        EXPECT_THROW(CheckAuthorities(path), std::runtime_error) << path;
     }
 }
 

@@ -10,6 +10,26 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 namespace fs = std::filesystem;
 
+TEST_F(Installing, IsNotSweptAwayWhenItCannotBeToldWhatIsInstalled) {
+    Run(ModuleOf(kNew, Address(kNew)));
+    const fs::path module = mRoot / "QRTX" / "KQ7L";
+    const fs::path before = fs::read_symlink(module / "current");
+    for (const char* const target : {"./.", "a b"}) {  // which no service has written
+        fs::remove(module / "current");
+        fs::create_symlink(target, module / "current");
+        mStore.Sweep();
+        EXPECT_TRUE(fs::exists(module / before / "files")) << target;
+        EXPECT_FALSE(mStore.Installed("QRTX", "KQ7L"));
+    }
+    fs::remove(module / "current");
+    Write(module / "current", "no link");
+    mStore.Sweep();
+    EXPECT_TRUE(fs::exists(module / before / "files"));
+    fs::remove(module / "current");
+    mStore.Sweep();
+    EXPECT_FALSE(fs::exists(module));
+}
+
 TEST_F(Installing, IsVerifiedFileByFile) {
     const std::string archive = MakeArchive({{Entry::Kind::kFile, "a", "aa"},
                                              {Entry::Kind::kFile, "b", "bb"},

@@ -52,6 +52,14 @@ TEST(Options, FindTheDataFolder) {
     EXPECT_EQ(Parse({}).mExitCode, kExitUsage);
 }
 
+TEST(Options, FindTheAuthoritiesToTrust) {
+    std::map<std::string, std::string> environment = {{"HOME", "/home/ada"}};
+    EXPECT_EQ(Parse(environment).mOptions->mAuthorities, "");
+    environment["ZARND_CA_FILE"] = "/variable.pem";
+    EXPECT_EQ(Parse(environment).mOptions->mAuthorities, "/variable.pem");
+    EXPECT_EQ(Parse(environment, {"--ca-file", "/option.pem"}).mOptions->mAuthorities, "/option.pem");
+}
+
 TEST(Options, StayForAWhileOnDemandAndForEverOtherwise) {
     const std::map<std::string, std::string> environment = {{"HOME", "/home/ada"}};
     EXPECT_EQ(Parse(environment).mOptions->mIdleExit.count(), 0);

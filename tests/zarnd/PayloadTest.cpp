@@ -90,6 +90,16 @@ TEST(Event, IsWellFormedWhateverItEchoes) {
     EXPECT_EQ(texts.at("error-data/error-code"), "362");
 }
 
+TEST(Event, ReplacesTheCharactersThatXmlHasNoFormFor) {
+    const DeploymentEvent event{
+        {"P\xEF\xBF\xBE", "M\xEF\xBF\xBF"}, "1\xEF\xBF\xBD", Error{ErrorCode::kInternal, "\xEF\xBF\xBE."}};
+    const PayloadTexts texts = ReadPayload(WriteEvent(event));
+    EXPECT_EQ(texts.at("product-sapcode"), "P\xEF\xBF\xBD");
+    EXPECT_EQ(texts.at("module-id"), "M\xEF\xBF\xBD");
+    EXPECT_EQ(texts.at("product-vardo-version"), "1\xEF\xBF\xBD");
+    EXPECT_EQ(texts.at("error-data/error-metadata"), "\xEF\xBF\xBD.");
+}
+
 TEST(Answer, CarriesTheIdAsItCame) {
     EXPECT_EQ(WriteAnswer({"request-id", "17"}, {}), R"({"request-id":"17","result":"done"})");
     EXPECT_EQ(

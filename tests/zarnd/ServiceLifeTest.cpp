@@ -12,6 +12,7 @@ using support::ChildProcess;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 namespace fs = std::filesystem;
 
@@ -66,6 +67,25 @@ TEST_F(Serving, ServesOneDataFolderOnce) {
     const auto second = support::Run(mDesk.ServiceCommand());
     EXPECT_EQ(second.mExitCode, 0);
     EXPECT_THAT(second.mErrors, HasSubstr("another service has"));
+}
+
+TEST_F(Serving, ServesOneBusOnce) {
+    mDesk.StartService();
+    const ScratchFolder other;
+    const auto second = support::Run(mDesk.ServiceCommand({"--data-dir", other.Path().string()}));
+    EXPECT_EQ(second.mExitCode, 3);
+    EXPECT_THAT(second.mErrors, AllOf(HasSubstr("serves this bus already"), Not(HasSubstr("serving as"))));
+    EXPECT_EQ(mDesk.Service().Wait(std::chrono::seconds(0)), std::nullopt);
+}
+
+TEST_F(Serving, DoesNotStartWithAuthoritiesThatItCannotUse) {
+    const ScratchFolder other;
+    Write(other.Path() / "words", "no certificate");
+    support::Command command = mDesk.ServiceCommand();
+    command.mEnvironment["ZARND_CA_FILE"] = (other.Path() / "words").string();
+    const auto run = support::Run(command);
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_THAT(run.mErrors, HasSubstr("the file of certificates to trust has none in the form PEM"));
 }
 
 TEST_F(Serving, LeavesWhenItHasNothingToDo) {

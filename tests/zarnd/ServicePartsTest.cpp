@@ -5,6 +5,7 @@
 #include <chrono>
 #include <ctime>
 
+#include "bus/OtherService.h"
 #include "support/HttpServer.h"
 #include "support/ServiceFixture.h"
 
@@ -43,6 +44,27 @@ TEST_F(ServiceParts, RefusesAModuleWhenThereIsNoThreadForItAndServesTheNextOne) 
     ASSERT_EQ(::pthread_setattr_default_np(&usual), 0);
     Take(Install(kAnna, "A"));
     mPort.Await(kAnna, "completed");
+}
+
+TEST(EndPoints, ThatWaitToBeLookedAtAreTheNewestOnes) {
+    Inputs inputs;
+    PutEndPoints(inputs, {kAnna});
+    inputs.Put(EndAsked{});
+    for (int i = 0; i != 5'000; ++i) PutEndPoints(inputs, {kAnna, kBert});
+    EXPECT_TRUE(std::holds_alternative<EndAsked>(*inputs.Take()));
+    EXPECT_THAT(std::get<EndPointsChanged>(*inputs.Take()).mEndPoints, ElementsAre(kAnna, kBert));
+    EXPECT_FALSE(inputs.Take(std::chrono::steady_clock::now()));
+}
+
+TEST(OtherServices, AreThoseWhoseProcessIsOlder) {
+    const StartOfProcess startOf = [](std::int32_t inId) { return static_cast<std::uint64_t>(inId / 10); };
+    const Asker self{"zarnd-2.0", 1, 55};
+    EXPECT_EQ(OlderService({self, kAnna, {"zarnd-2.0", 2, 60}, {"zarnd-2.0", 3, 56}, {"zarnd-1.0", 1, 9}},
+                           self, startOf),
+              std::nullopt);
+    for (const Asker& other : {Asker{"zarnd-1.0", 1, 49}, Asker{"zarnd-2.0", 2, 54}}) {
+        EXPECT_EQ(OlderService({kAnna, other, self}, self, startOf), other);
+    }
 }
 
 TEST_F(ServiceParts, EchoesAnIdAsItCame) {

@@ -7,6 +7,8 @@
 
 #include "PlexaMessage5/Interest.h"
 #include "PlexaMessage5/Texts.h"
+#include "bus/OtherService.h"
+#include "bus/QuestionLimits.h"
 #include "nuocore/Config.h"
 #include "nuoplexasupport/Messaging.h"
 #include "service/Notes.h"
@@ -22,10 +24,11 @@ Asker AskerOf(const api5::EndPoint& inEndPoint) {
 }  // namespace
 
 void BusHost::Join(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
-                   EndPointsTaker inEndPointsTaker) {
+                   EndPointsTaker inEndPointsTaker, RivalTaker inRivalTaker) {
     mTypes.insert(inTypes.begin(), inTypes.end());
     mTaker = std::move(inTaker);
     mEndPointsTaker = std::move(inEndPointsTaker);
+    mRivalTaker = std::move(inRivalTaker);
     nuocore::config::SetProductConfig({"zarnd", nuocore::UTF8String(inVersion), {}});
     api5::SetInterest(inTypes.data(), inTypes.size());
     nuoplexasupport::Startup();
@@ -54,11 +57,17 @@ void BusHost::Leave() {
 void BusHost::OnRefresh(void* inThis) {
     auto& self = *static_cast<BusHost*>(inThis);
     if (!self.mDispatcher->IsDispatcherReady()) return;
+    std::vector<Asker> endPoints = self.EndPoints();
     if (!self.mIsReady) {
         self.mIsReady = true;
-        Note("serving as " + AskerOf(self.mDispatcher->GetSelfEndPoint()).mAppId);
+        const Asker own = AskerOf(self.mDispatcher->GetSelfEndPoint());
+        if (const auto rival = OlderService(endPoints, own, &StartOfSystemProcess)) {
+            self.mRivalTaker(*rival);
+            return;
+        }
+        Note("serving as " + own.mAppId);
     }
-    self.mEndPointsTaker(self.EndPoints());
+    self.mEndPointsTaker(std::move(endPoints));
 }
 
 std::vector<Asker> BusHost::EndPoints() const {

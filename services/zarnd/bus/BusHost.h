@@ -1,7 +1,6 @@
 /// This service as a host on the bus.
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <set>
 #include <span>
@@ -23,8 +22,8 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
     using Taker = std::function<void(Message)>;
     /// Takes all end points whenever they have changed, on the delivery thread.
     using EndPointsTaker = std::function<void(std::vector<Asker>)>;
-    /// A message with a longer payload is none of this service's.
-    static constexpr std::size_t kMaxQuestionBytes = std::size_t{16} << 10U;
+    /// Is told, on the delivery thread, that an older service is on the bus already: this one is to leave.
+    using RivalTaker = std::function<void(const Asker&)>;
 
     BusHost() = default;
     ~BusHost() override { Leave(); }
@@ -32,7 +31,7 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
     /// Joins the bus as "zarnd-VERSION", for messages of some types. Throws `std::runtime_error` when there
     /// is no broker to be had. Once.
     void Join(const std::string& inVersion, std::span<const char* const> inTypes, Taker inTaker,
-              EndPointsTaker inEndPointsTaker);
+              EndPointsTaker inEndPointsTaker, RivalTaker inRivalTaker);
     /// Leaves; waits until what was sent has been handed over, 5 s at most. Messages are taken up to the end:
     /// what is taken can be answered, unless that happens in this very moment; the senders of all others are
     /// told that this process has left.
@@ -48,6 +47,7 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
     std::set<std::string> mTypes;
     Taker mTaker;
     EndPointsTaker mEndPointsTaker;
+    RivalTaker mRivalTaker;
     api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
     bool mHasJoined = false;
     bool mIsReady = false;  // of the delivery thread

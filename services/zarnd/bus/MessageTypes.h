@@ -7,6 +7,9 @@
 
 namespace orvane::plexa::zarnd {
 
+/// What app ids of this service begin with; the version follows.
+inline constexpr std::string_view kAppIdPrefix = "zarnd-";
+
 inline constexpr const char* kInstallType = "plexa.SuiteMessage.zarn.apps.installAppModule";
 inline constexpr const char* kCancelType = "plexa.SuiteMessage.zarn.apps.cancelAppModule";
 inline constexpr const char* kListType = "plexa.SuiteMessage.zarn.apps.listAppModules";

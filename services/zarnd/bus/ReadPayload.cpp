@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "bus/Payload.h"
+#include "bus/QuestionLimits.h"
 #include "nuocore/JSON.h"
 #include "nuocore/StringConversion.h"
 #include "nuocore/XML.h"
@@ -17,8 +18,6 @@ using nuocore::serialization::VariantValue;
 namespace {
 
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;
-constexpr std::size_t kMaxDepth = 8;
-constexpr std::size_t kMaxTexts = 1000;
 
 std::string Below(const std::string& inPath, std::string_view inName) {
     std::string path = inPath;
@@ -27,7 +26,7 @@ std::string Below(const std::string& inPath, std::string_view inName) {
 }
 
 void Enter(PayloadTexts& outTexts, const std::string& inPath, std::string inText) {
-    if (outTexts.size() == kMaxTexts) throw PayloadError("the payload has too many parts");
+    if (outTexts.size() == kMaxQuestionValues) throw PayloadError("the payload has too many parts");
     outTexts[inPath] = std::move(inText);
 }
 
@@ -80,13 +79,14 @@ PayloadTexts ReadXML(std::string_view inText) {
     PayloadTexts texts;
     nuocore::xml::ParserOptions options;
     options.mLimits.mMaxBytes = kMaxBytes;
-    options.mLimits.mMaxDepth = kMaxDepth;
+    options.mLimits.mMaxDepth = kMaxQuestionDepth;
     nuocore::xml::GetParser(std::make_unique<TextCollector>(texts), options)->Parse(inText);
     return texts;
 }
 
 PayloadTexts ReadJSON(std::string_view inText) {
-    const auto value = nuocore::serialization::ParseJSON(inText, {kMaxBytes, kMaxDepth, kMaxTexts});
+    const auto value =
+        nuocore::serialization::ParseJSON(inText, {kMaxBytes, kMaxQuestionDepth, kMaxQuestionValues});
     const auto* const object = boost::any_cast<VariantObject>(value.get());
     if (object == nullptr) throw PayloadError("the payload is no object");
     PayloadTexts texts;

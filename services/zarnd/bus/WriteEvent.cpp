@@ -1,4 +1,7 @@
-#include <algorithm>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
 
 #include "bus/Payload.h"
 #include "bus/XMLWriter.h"
@@ -7,6 +10,19 @@
 namespace orvane::plexa::zarnd {
 
 namespace {
+
+/// A text as XML can carry it: there is no form for two characters, nor for what is no UTF-8.
+std::string Shown(const std::string& inText) {
+    constexpr std::string_view kBeforeLast = "\xEF\xBF";  // of U+FFFE and U+FFFF, and U+FFFD
+    if (!nuocore::string::IsValidUTF8(inText)) return "a text that can't be shown";
+    std::string shown = inText;
+    for (std::size_t place = shown.find(kBeforeLast); place != std::string::npos;
+         place = shown.find(kBeforeLast, place + 1)) {
+        char& last = shown[place + kBeforeLast.size()];
+        if (last == '\xBE' || last == '\xBF') last = '\xBD';
+    }
+    return shown;
+}
 
 /// What differs from event to event.
 struct CourseWriter {
@@ -21,9 +37,7 @@ struct CourseWriter {
         mWriter.Open("error-data");
         mWriter.Leaf("error-code", std::to_string(static_cast<int>(inError.mCode)));
         mWriter.Leaf("error-type", "fatal");
-        mWriter.Leaf("error-metadata", nuocore::string::IsValidUTF8(inError.mMetadata)
-                                           ? inError.mMetadata
-                                           : "a text that can't be shown");
+        mWriter.Leaf("error-metadata", Shown(inError.mMetadata));
         mWriter.Close("error-data");
     }
     void operator()(const Completed&) const {}
@@ -47,9 +61,9 @@ std::string WriteEvent(const DeploymentEvent& inEvent) {
     writer.Open("message");
     writer.Leaf("command", "module-install");
     writer.Leaf("event-type", TypeOf(inEvent.mCourse));
-    writer.Leaf("product-sapcode", inEvent.mKey.mProduct);
-    writer.Leaf("product-vardo-version", inEvent.mVersion);
-    writer.Leaf("module-id", inEvent.mKey.mModule);
+    writer.Leaf("product-sapcode", Shown(inEvent.mKey.mProduct));
+    writer.Leaf("product-vardo-version", Shown(inEvent.mVersion));
+    writer.Leaf("module-id", Shown(inEvent.mKey.mModule));
     writer.Leaf("cancellable", IsCancellable(inEvent.mCourse) ? "true" : "false");
     std::visit(CourseWriter{writer}, inEvent.mCourse);
     writer.Close("message");

@@ -42,6 +42,8 @@ class CatalogueError : public std::runtime_error {
 inline constexpr std::size_t kMaxCatalogueBytes = std::size_t{4} << 20U;
 inline constexpr std::size_t kMaxModules = 2000;
 inline constexpr std::size_t kMaxListEntries = 64;
+inline constexpr std::size_t kMaxNeedsChain = 64;    // of modules that need each other one after another
+inline constexpr std::size_t kMaxNeedsInAll = 1000;  // modules that have to be there for one, itself too
 inline constexpr std::size_t kMaxTextBytes = 2048;
 inline constexpr std::uint64_t kMaxArchiveBytes = std::uint64_t{64} << 30U;
 

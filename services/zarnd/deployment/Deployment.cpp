@@ -39,43 +39,33 @@ bool Deployment::IsWorkedOn(const ModuleKey& inKey) const {
     });
 }
 
-// Makes a job that waits for what it needs, unless there is one. One that is being stopped will begin anew.
-void Deployment::Prepare(const std::string& inProduct, const ModuleSpec& inSpec) {
+// Makes a job that waits for what it needs, unless there is one. One that still waits is for what the
+// catalogue says now; one that is being stopped will begin anew. One that is worked on waits for nothing, so
+// that no two jobs wait for each other: what they wait for is of one state of the catalogue.
+std::set<ModuleKey> Deployment::Prepare(const std::string& inProduct, const ModuleSpec& inSpec) {
     const ModuleKey key{inProduct, inSpec.mId};
     const auto [place, isNew] = mJobs.try_emplace(key);
     Job& job = place->second;
-    if (!isNew) {
-        if (job.mState != Job::State::kStopping) return;
-        job.mIsRenewed = job.mIsRenewed || job.mSpec != inSpec;
-    }
+    const bool isSame = !isNew && job.mSpec == inSpec;
+    if (job.mState == Job::State::kWorking || (job.mState == Job::State::kWaiting && isSame)) return {};
+    job.mIsRenewed = job.mState == Job::State::kStopping && (job.mIsRenewed || !isSame);
     job.mSpec = inSpec;
+    mReady.erase(job.mTurn);
+    std::set<ModuleKey> before = std::exchange(job.mNeeds, {});
+    for (const ModuleKey& needed : before) mJobs.at(needed).mDependents.erase(key);
     for (const std::string& needed : inSpec.mNeeds) {
-        const ModuleKey neededKey{inProduct, needed};
-        const auto found = mJobs.find(neededKey);
-        // Of another state of the catalogue a job may wait for this one: then they can't wait for each other.
-        if (found == mJobs.end() || (!isNew && DependsOn(neededKey, key))) continue;
-        job.mNeeds.insert(neededKey);
+        const auto found = mJobs.find({inProduct, needed});
+        if (found == mJobs.end()) continue;
+        job.mNeeds.insert(found->first);
         found->second.mDependents.insert(key);
     }
-    if (isNew) AwaitTurn(key, job);
-}
-
-bool Deployment::DependsOn(const ModuleKey& inKey, const ModuleKey& inOther) const {
-    std::set<ModuleKey> seen;
-    std::vector<ModuleKey> rest{inKey};
-    while (!rest.empty()) {
-        const ModuleKey key = std::move(rest.back());
-        rest.pop_back();
-        const auto found = mJobs.find(key);
-        if (found == mJobs.end() || !seen.insert(key).second) continue;
-        if (found->second.mNeeds.contains(inOther)) return true;
-        rest.insert(rest.end(), found->second.mNeeds.begin(), found->second.mNeeds.end());
-    }
-    return false;
+    if (isNew) job.mTurn = ++mLastTurn;
+    if (job.mState == Job::State::kWaiting && job.mNeeds.empty()) mReady.emplace(job.mTurn, key);
+    return before;
 }
 
 void Deployment::OnRequest(const InstallRequest& inRequest, const Plan& inPlan, Time inNow) {
-    const auto& [asker, key, version] = inRequest;
+    const auto& [asker, key, version, start] = inRequest;
     if (IsAwaited(asker, key)) return;
     const auto known = mJobs.find(key);
     const bool wasTakenBack = known != mJobs.end() && known->second.mTakenBack.contains(asker);
@@ -83,12 +73,16 @@ void Deployment::OnRequest(const InstallRequest& inRequest, const Plan& inPlan, 
         Refuse(inRequest, {ErrorCode::kTooManyRequests, "too many modules are being asked for"});
         return;
     }
-    // A job that is there and goes on has seen to what it needs.
-    if (known == mJobs.end() || known->second.mState == Job::State::kStopping) {
-        for (const PlannedModule& planned : inPlan) Prepare(key.mProduct, planned.mSpec);
+    // A job that is worked on has seen to what it needs.
+    std::set<ModuleKey> needless;
+    bool isOther = false;
+    if (known == mJobs.end() || known->second.mState != Job::State::kWorking) {
+        isOther = known != mJobs.end() && known->second.mSpec != inPlan.back().mSpec;
+        for (const PlannedModule& planned : inPlan) needless.merge(Prepare(key.mProduct, planned.mSpec));
     }
     Job& job = mJobs.at(key);
-    if (job.mRequests.empty()) Watch(key, job, inPlan);
+    if (isOther) Unwatch(key, job);
+    if (isOther || job.mRequests.empty()) Watch(key, job, inPlan);
     Request& request = job.mRequests[asker];
     if (wasTakenBack) {
         request = job.mTakenBack.extract(asker).mapped();
@@ -96,14 +90,15 @@ void Deployment::OnRequest(const InstallRequest& inRequest, const Plan& inPlan, 
         ++mRequests;
     }
     request.mVersion = version;
+    request.mStart = start;
     // Of what was planned a job that goes on may need nothing: it has seen to that.
-    for (auto planned = inPlan.rbegin(); planned != inPlan.rend(); ++planned) {
-        const ModuleKey needed{key.mProduct, planned->mSpec.mId};
+    for (const PlannedModule& planned : inPlan) needless.insert({key.mProduct, planned.mSpec.mId});
+    for (const ModuleKey& needed : needless) {
         const auto found = mJobs.find(needed);
         if (found != mJobs.end() && !found->second.IsWanted()) Abandon(needed);
     }
     if (const auto told = job.mMeter.Told()) {
-        TellProgress(key, job, told);
+        TellPercent(key, asker, request, *told);
     } else {
         TellShare(key, job, inNow);
     }

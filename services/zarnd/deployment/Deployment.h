@@ -9,8 +9,10 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "deployment/Types.h"
+#include "processes/ProcessStart.h"
 #include "progress/ProgressMeter.h"
 
 namespace orvane::plexa::zarnd {
@@ -50,6 +52,10 @@ class Deployment {
     /// Takes an asker's request back. False when there is none.
     bool OnCancel(const Asker& inAsker, const ModuleKey& inKey);
 
+    /// These are on the bus now: what a process asked for that has come back under another end point is to be
+    /// told there.
+    void OnEndPoints(const std::vector<Asker>& inEndPoints, const StartOfProcess& inStartOf);
+
     void OnShare(const ModuleKey& inKey, double inShare, Time inNow);
     void OnDone(const ModuleKey& inKey, const Outcome& inOutcome, Time inNow);
     /// Tells progress that was held back.
@@ -67,6 +73,7 @@ class Deployment {
     struct Request {
         std::string mVersion;
         int mTold = -1;  ///< percentage; none yet
+        std::uint64_t mStart = 0;
     };
     using Requests = std::map<Asker, Request>;
     struct Job {
@@ -91,8 +98,8 @@ class Deployment {
         [[nodiscard]] bool IsWanted() const { return !mRequests.empty() || !mDependents.empty(); }
     };
 
-    void Prepare(const std::string& inProduct, const ModuleSpec& inSpec);
-    [[nodiscard]] bool DependsOn(const ModuleKey& inKey, const ModuleKey& inOther) const;
+    /// Returns what a job needs no more.
+    std::set<ModuleKey> Prepare(const std::string& inProduct, const ModuleSpec& inSpec);
     void TurnUp();
     void AwaitTurn(const ModuleKey& inKey, Job& ioJob);
     void Remove(const ModuleKey& inKey);
@@ -104,12 +111,17 @@ class Deployment {
     void EndRequests(const ModuleKey& inKey, Requests& ioRequests, const Course& inCourse);
     void TellAll(const ModuleKey& inKey, const Requests& inRequests, const Course& inCourse);
 
+    // Askers that come back (DeploymentAskers.cpp).
+    struct Presence;
+    void Move(Requests& ioRequests, const Presence& inPresence);
+
     // Progress (DeploymentProgress.cpp).
     void Watch(const ModuleKey& inKey, Job& ioJob, const Plan& inPlan);
     void Unwatch(const ModuleKey& inKey, Job& ioJob);
     [[nodiscard]] double ShareOf(const Job& inJob) const;
     void TellShare(const ModuleKey& inKey, Job& ioJob, Time inNow);
     void TellProgress(const ModuleKey& inKey, Job& ioJob, std::optional<int> inPercent);
+    void TellPercent(const ModuleKey& inKey, const Asker& inAsker, Request& ioRequest, int inPercent);
 
     IDeploymentActions& mActions;
     std::unordered_map<ModuleKey, Job, ModuleKeyHash> mJobs;

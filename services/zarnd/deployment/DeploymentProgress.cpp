@@ -44,18 +44,21 @@ void Deployment::TellShare(const ModuleKey& inKey, Job& ioJob, Time inNow) {
 
 void Deployment::TellProgress(const ModuleKey& inKey, Job& ioJob, std::optional<int> inPercent) {
     if (inPercent) {
-        for (auto& [asker, request] : ioJob.mRequests) {
-            // Work that has begun anew is behind what has been told of the work before.
-            if (*inPercent <= request.mTold) continue;
-            request.mTold = *inPercent;
-            mActions.Tell(asker, {inKey, request.mVersion, Progress{*inPercent}});
-        }
+        for (auto& [asker, request] : ioJob.mRequests) TellPercent(inKey, asker, request, *inPercent);
     }
     const std::optional<Time> due = ioJob.mMeter.Due();
     if (due == ioJob.mDue) return;
     if (ioJob.mDue) mDue.erase({*ioJob.mDue, inKey});
     if (due) mDue.emplace(*due, inKey);
     ioJob.mDue = due;
+}
+
+void Deployment::TellPercent(const ModuleKey& inKey, const Asker& inAsker, Request& ioRequest,
+                             int inPercent) {
+    // Work that has begun anew is behind what has been told of the work before.
+    if (inPercent <= ioRequest.mTold) return;
+    ioRequest.mTold = inPercent;
+    mActions.Tell(inAsker, {inKey, ioRequest.mVersion, Progress{inPercent}});
 }
 
 void Deployment::OnShare(const ModuleKey& inKey, double inShare, Time inNow) {

@@ -27,8 +27,14 @@ Plan MakePlan(const ModuleKey& inKey, const std::string& inVersion, const Catalo
     if (!catalogue->mModules.contains(inKey.mModule)) {
         throw Failure(ErrorCode::kUnknownModule, "the product's catalogue has no such module");
     }
+    const std::vector<const ModuleSpec*> order = InstallOrder(*catalogue, inKey.mModule);
+    if (order.size() > kMaxNeedsInAll) {
+        throw Failure(ErrorCode::kCatalogueFault, "the module needs more than " +
+                                                      std::to_string(kMaxNeedsInAll - 1) +
+                                                      " others, which is more than can be installed for it");
+    }
     Plan plan;
-    for (const ModuleSpec* const module : InstallOrder(*catalogue, inKey.mModule)) {
+    for (const ModuleSpec* const module : order) {
         if (inVersion.size() > kMaxVersionBytes || !FitsVersion(*module, inVersion)) {
             throw Failure(ErrorCode::kDoesNotFit,
                           "the module " + module->mId + " is not made for this version of the product");

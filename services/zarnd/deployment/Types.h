@@ -42,7 +42,8 @@ struct ModuleKeyHash {
 struct InstallRequest {
     Asker mAsker;
     ModuleKey mKey;
-    std::string mVersion;  ///< of the product; echoed
+    std::string mVersion;      ///< of the product; echoed
+    std::uint64_t mStart = 0;  ///< when the asker's process started; 0: not known
 };
 
 /// What an asker is told of an installation. `Progress` any number of times, then one of the others.

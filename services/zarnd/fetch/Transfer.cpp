@@ -1,6 +1,7 @@
 #include "fetch/Transfer.h"
 
 #include <new>
+#include <utility>
 
 namespace orvane::plexa::zarnd {
 
@@ -60,7 +61,11 @@ void Transfer::SetUp(const std::string& inAddress) {
     Set(easy, CURLOPT_QUICK_EXIT, 1L);
     Set(easy, CURLOPT_BUFFERSIZE, kBufferBytes);
     Set(easy, CURLOPT_USERAGENT, "zarnd");
-    if (!mSettings.mAuthorities.empty()) Set(easy, CURLOPT_CAINFO, mSettings.mAuthorities.c_str());
+    if (!mSettings.mAuthorities.empty()) {
+        Set(easy, CURLOPT_CAINFO, mSettings.mAuthorities.c_str());
+        // The library looks into the system's folder as well, unless it is told not to.
+        Set(easy, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
     Set(easy, CURLOPT_HEADERFUNCTION, &OnHeader);
     Set(easy, CURLOPT_HEADERDATA, static_cast<void*>(this));
     Set(easy, CURLOPT_WRITEFUNCTION, &OnBody);
@@ -80,7 +85,8 @@ std::size_t Transfer::OnHeader(char* inLine, std::size_t /*inOne*/, std::size_t 
     auto& self = *static_cast<Transfer*>(inThis);
     try {
         self.mHead.Line({inLine, inCount});
-        self.mPace.OnBytes(inCount, Clock::now());
+        // That it answers counts; a head without an end is no progress.
+        if (!std::exchange(self.mHasAnswered, true)) self.mPace.OnBytes(inCount, Clock::now());
     } catch (...) {
         self.mThrown = std::current_exception();
         return 0;
@@ -206,6 +212,8 @@ std::optional<Failure> Transfer::Judge(CURLcode inResult) const {
             throw Failure(ErrorCode::kBadRedirect, "the server leads astray: " + reason);
         case CURLE_PEER_FAILED_VERIFICATION:
             throw Failure(ErrorCode::kUnreachable, "the server can't be trusted: " + reason);
+        case CURLE_SSL_CACERT_BADFILE:
+            throw Failure(ErrorCode::kUnreachable, "the certificates to trust can't be used: " + reason);
         default:
             return Failure(ErrorCode::kUnreachable, "the server can't be reached: " + reason);
     }

@@ -62,6 +62,7 @@ class Transfer {
     std::unique_ptr<CURLM, decltype(&::curl_multi_cleanup)> mMulti;
     std::unique_ptr<curl_slist, decltype(&::curl_slist_free_all)> mHeaders;
     ResponseHead mHead;
+    bool mHasAnswered = false;
     bool mHasBody = false;
     Pace mPace;
     std::optional<Failure> mBroken;  // why the attempt is of no use, found inside a callback

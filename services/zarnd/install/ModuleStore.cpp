@@ -52,11 +52,15 @@ std::vector<fs::path> FoldersOf(const fs::path& inFolder) {
     return folders;
 }
 
-// Where "current" points to, in the module's own folder; empty without one.
-fs::path CurrentOf(const fs::path& inFolder) {
+// Where "current" points to, in the module's own folder; empty without one. Nothing when that can't be told.
+std::optional<fs::path> CurrentOf(const fs::path& inFolder) {
     std::error_code error;
     const fs::path target = fs::read_symlink(inFolder / kCurrent, error);
-    return error || !IsName(target.string()) ? fs::path() : target;
+    if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
+        return fs::path();
+    }
+    if (error || !IsName(target.string())) return std::nullopt;
+    return target;
 }
 
 // A module's folder and its product's, if there is nothing in them.
@@ -68,10 +72,11 @@ void RemoveEmpty(const fs::path& inFolder) {
 
 // Removes all of a module but what is installed, and what `inKept` names.
 void SweepModule(const fs::path& inFolder, const fs::path& inKept) {
-    const fs::path current = CurrentOf(inFolder);
+    const std::optional<fs::path> current = CurrentOf(inFolder);
+    if (!current) return;  // any of it may be what is installed
     for (const fs::path& entry : Entries(inFolder)) {
         const fs::path name = entry.filename();
-        const bool stays = !current.empty() && (name == kCurrent || name == current || name == inKept);
+        const bool stays = !current->empty() && (name == kCurrent || name == *current || name == inKept);
         if (!stays) RemoveAll(entry);
     }
     RemoveEmpty(inFolder);
@@ -96,9 +101,9 @@ fs::path ModuleStore::ManifestPath(const std::string& inProduct, const std::stri
 std::optional<Manifest> ModuleStore::Installed(const std::string& inProduct,
                                                const std::string& inModule) const {
     const fs::path folder = Folder(inProduct, inModule);
-    const fs::path current = CurrentOf(folder);
-    if (current.empty()) return std::nullopt;
-    const auto text = ReadFile(folder / current / kManifest, kMaxManifestBytes);
+    const std::optional<fs::path> current = CurrentOf(folder);
+    if (!current || current->empty()) return std::nullopt;
+    const auto text = ReadFile(folder / *current / kManifest, kMaxManifestBytes);
     if (!text) return std::nullopt;
     try {
         Manifest manifest = ReadManifest(*text);
@@ -143,7 +148,7 @@ void ModuleStore::Complete(const StagedModule& inStaged, const Manifest& inManif
 void ModuleStore::Switch(StagedModule inStaged, const std::string& inProduct,
                          const std::string& inModule) const {
     const fs::path folder = Folder(inProduct, inModule);
-    const fs::path before = CurrentOf(folder);
+    const fs::path before = CurrentOf(folder).value_or(fs::path());
     const fs::path name = inStaged.mFolder.filename();
     const fs::path link = folder / ("to-" + name.string());
     if (::symlink(name.c_str(), link.c_str()) != 0) {

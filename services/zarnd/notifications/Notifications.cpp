@@ -124,7 +124,7 @@ void Notifications::Save() {
     try {
         mFile.Save(mObservers.All());
     } catch (const Failure& failure) {  // the next change tries again
-        Note(std::string("observers are not kept: ") + failure.what());
+        NoteProvoked(std::string("observers are not kept: ") + failure.what());
     }
     mSavedAt = Now();
 }

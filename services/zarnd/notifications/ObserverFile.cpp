@@ -1,15 +1,13 @@
 #include "notifications/ObserverFile.h"
 
 #include <cerrno>
-#include <charconv>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include "common/Failure.h"
 #include "common/JSONFields.h"
 #include "install/Disk.h"
 #include "nuocore/JSON.h"
+#include "processes/KernelText.h"
 #include "service/Notes.h"
 
 namespace orvane::plexa::zarnd {
@@ -22,12 +20,6 @@ using nuocore::serialization::VariantValue;
 namespace {
 
 constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20U;  // more than the most observers take
-
-// What the kernel tells in a file, which has no size; empty when there is no such file.
-std::string KernelText(const std::string& inPath) {
-    std::ifstream file(inPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // Of the running system; empty when it doesn't say.
 std::string BootId() { return KernelText("/proc/sys/kernel/random/boot_id"); }
@@ -67,20 +59,6 @@ Observers::Table TableOf(const VariantObject& inContent) {
 }
 
 }  // namespace
-
-std::uint64_t StartOfSystemProcess(std::int32_t inProcessId) {
-    constexpr int kFieldsBefore = 20;  // between the name and the time of the start
-    const std::string stat = KernelText("/proc/" + std::to_string(inProcessId) + "/stat");
-    // The name stands in parentheses and may have anything in it.
-    std::size_t place = stat.rfind(')');
-    for (int field = 0; field < kFieldsBefore && place != std::string::npos; ++field) {
-        place = stat.find(' ', place + 1);
-    }
-    if (place == std::string::npos) return 0;
-    std::uint64_t start = 0;
-    std::from_chars(stat.data() + place + 1, stat.data() + stat.size(), start);
-    return start;
-}
 
 void ObserverFile::Save(const Observers::Table& inTable) const {
     VariantArray processes;

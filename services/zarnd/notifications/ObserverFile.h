@@ -7,9 +7,6 @@
 
 namespace orvane::plexa::zarnd {
 
-/// When a process of this system started, by the kernel's account.
-std::uint64_t StartOfSystemProcess(std::int32_t inProcessId);
-
 /// A file with observers and their processes. Those of another boot of the system are worth nothing.
 class ObserverFile {
   public:

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "deployment/Types.h"
+#include "processes/ProcessStart.h"
 
 namespace orvane::plexa::zarnd {
 
@@ -22,9 +22,6 @@ struct Observer {
 
     bool operator==(const Observer&) const = default;
 };
-
-/// When a running process started, in the system's own measure; 0 when there is no such process.
-using StartOfProcess = std::function<std::uint64_t(std::int32_t)>;
 
 /// Observers belong to a process. While that isn't among the end points nothing is meant for them, but they
 /// stay until the process has ended: one that was cut off from the bus comes back under a new end point, and

@@ -19,8 +19,9 @@ constexpr const char* kExamples =
     "  zarnd --idle-exit 300                  leave after five minutes with nothing to do\n"
     "  zarnd --catalogue-dir ./catalogues --data-dir /tmp/try\n"
     "                                         try out catalogues without touching what is installed\n\n"
-    "Catalogues are files PRODUCT.json. One service runs for each data folder.\n"
-    "Exit codes: 0 stopped, idle, or another one serves the data folder; 1 failed; 2 wrong arguments.";
+    "Catalogues are files PRODUCT.json. One service runs for each data folder, and on each bus.\n"
+    "Exit codes: 0 stopped, idle, or another one serves the data folder; 1 failed; 2 wrong arguments;\n"
+    "3 another one serves the bus.";
 
 std::vector<fs::path> CatalogueFoldersOf(const Environment& inEnvironment) {
     const std::string chosen = inEnvironment("ZARND_CATALOGUE_DIR");
@@ -66,8 +67,8 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, const Envir
         ->check(isFilled);
     app.add_option("--ca-file", authorities,
                    "File of certificates (PEM) that are trusted in place of the system's, for archives at "
-                   "https addresses")
-        ->check(CLI::ExistingFile);
+                   "https addresses (default: $ZARND_CA_FILE, else the system's)")
+        ->check(isFilled);
     app.add_option(
            "--idle-exit", idleExit,
            "Leave after this many seconds with nothing to do, 0: never (default: 0, with --on-demand 300)")
@@ -83,6 +84,7 @@ ParsedOptions ParseOptions(std::span<const char* const> inArguments, const Envir
         std::chrono::seconds(idleExit.value_or(options.mIsOnDemand ? kIdleExitOnDemand : std::int64_t{0}));
     options.mCatalogues = catalogues.empty() ? CatalogueFoldersOf(inEnvironment)
                                              : std::vector<fs::path>{fs::absolute(catalogues)};
+    if (authorities.empty()) authorities = inEnvironment("ZARND_CA_FILE");
     if (!authorities.empty()) options.mAuthorities = fs::absolute(authorities);
     options.mData = data.empty() ? DataFolderOf(inEnvironment) : fs::absolute(data);
     if (options.mData.empty()) {

@@ -10,12 +10,9 @@
 #include <string>
 #include <vector>
 
-namespace orvane::plexa::zarnd {
+#include "program/ExitCodes.h"
 
-inline constexpr int kExitSuccess = 0;
-/// Something on this machine keeps the service from running; stderr says what.
-inline constexpr int kExitFailure = 1;
-inline constexpr int kExitUsage = 2;
+namespace orvane::plexa::zarnd {
 
 struct Options {
     std::vector<std::filesystem::path> mCatalogues;  ///< folders, the first one counts most

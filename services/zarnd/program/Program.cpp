@@ -2,13 +2,16 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <exception>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "bus/BusHost.h"
 #include "bus/MessageTypes.h"
 #include "bus/Outbox.h"
+#include "fetch/Authorities.h"
 #include "processes/RunningPrograms.h"
 #include "program/Process.h"
 #include "service/Notes.h"
@@ -49,8 +52,12 @@ class Stay {
         types.insert(types.end(), kNotificationTypes.begin(), kNotificationTypes.end());
         mHost.Join(
             ZARND_VERSION, types, [&ioService](Message inMessage) { ioService.Take(std::move(inMessage)); },
-            [&ioInputs](std::vector<Asker> inEndPoints) {
-                ioInputs.Put(EndPointsChanged{std::move(inEndPoints)});
+            [&ioInputs](std::vector<Asker> inEndPoints) { PutEndPoints(ioInputs, std::move(inEndPoints)); },
+            [this](const Asker& inRival) {
+                Note("another service, " + inRival.mAppId + " with process id " +
+                     std::to_string(inRival.mProcessId) + ", serves this bus already");
+                mHasRival = true;
+                mInputs.Put(EndAsked{});
             });
     }
     Stay(const Stay&) = delete;
@@ -62,13 +69,17 @@ class Stay {
         mHost.Leave();
     }
 
+    /// Whether this service is to leave the bus to another one.
+    [[nodiscard]] bool HasRival() const { return mHasRival; }
+
   private:
     BusHost& mHost;
     Outbox& mOutbox;
     Inputs& mInputs;
+    std::atomic<bool> mHasRival{false};
 };
 
-void Serve(const Options& inOptions) {
+int Serve(const Options& inOptions) {
     Inputs inputs;
     ServiceSettings settings;
     settings.mCatalogues = inOptions.mCatalogues;
@@ -83,6 +94,7 @@ void Serve(const Options& inOptions) {
     const EndWatch watch(inputs);
     const Stay stay(host, outbox, service, inputs);
     service.Run();
+    return stay.HasRival() ? kExitOtherServes : kExitSuccess;
 }
 
 }  // namespace
@@ -90,14 +102,15 @@ void Serve(const Options& inOptions) {
 int RunProgram(const Options& inOptions) try {
     SettleSignals();
     if (inOptions.mIsOnDemand) Detach(inOptions.mData / "zarnd.log");
+    if (!inOptions.mAuthorities.empty()) CheckAuthorities(inOptions.mAuthorities);
     const auto lock = LockFolder(inOptions.mData);
     if (!lock) {
         Note("another service has " + inOptions.mData.string() + " already");
         return kExitSuccess;
     }
-    Serve(inOptions);
+    const int code = Serve(inOptions);
     Note("ended");
-    return kExitSuccess;
+    return code;
 } catch (const std::exception& error) {
     Note(std::string("cannot serve: ") + error.what());
     return kExitFailure;

@@ -32,8 +32,15 @@ class Inbox {
 
     /// Adds an item, after a wait while the inbox is full. A closed one gives it back.
     std::optional<T> Put(T inItem) {
+        return PutNewest(std::move(inItem), [](const T&) { return false; });
+    }
+
+    /// The same for an item that makes earlier ones needless: those are taken out.
+    template <typename IsNeedless>
+    std::optional<T> PutNewest(T inItem, IsNeedless inIsNeedless) {
         const std::size_t weight = Weigh()(inItem);
         std::unique_lock lock(mMutex);
+        if (!mIsClosed) TakeOut(inIsNeedless);
         mChanged.wait(lock, [&] {
             return mIsClosed || mItems.empty() ||
                    (mItems.size() < mMaxItems && mWeight + weight <= mMaxWeight);
@@ -70,6 +77,15 @@ class Inbox {
     }
 
   private:
+    template <typename IsNeedless>
+    void TakeOut(IsNeedless inIsNeedless) {
+        std::erase_if(mItems, [&](const T& inItem) {
+            const bool isNeedless = inIsNeedless(inItem);
+            if (isNeedless) mWeight -= Weigh()(inItem);
+            return isNeedless;
+        });
+    }
+
     std::mutex mMutex;
     std::condition_variable mChanged;
     std::deque<T> mItems;

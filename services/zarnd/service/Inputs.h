@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -40,5 +41,12 @@ struct EndAsked {};
 
 using Input = std::variant<Message, ShareReport, WorkDone, AnswerReady, EndPointsChanged, EndAsked>;
 using Inputs = Inbox<Input>;
+
+/// Only the newest end points matter: those that wait to be looked at go.
+inline void PutEndPoints(Inputs& ioInputs, std::vector<Asker> inEndPoints) {
+    ioInputs.PutNewest(EndPointsChanged{std::move(inEndPoints)}, [](const Input& inInput) {
+        return std::holds_alternative<EndPointsChanged>(inInput);
+    });
+}
 
 }  // namespace orvane::plexa::zarnd

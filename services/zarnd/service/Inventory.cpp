@@ -48,19 +48,30 @@ std::vector<ListedModule> Inventory::List(const std::string& inProduct) const {
     return list;
 }
 
+// Nothing when it has been removed meanwhile.
+std::optional<CheckedModule> Inventory::CheckOne(Manifest inManifest, const std::stop_token& inStop) const
+    try {
+    for (;;) {
+        auto damages = mStore.Verify(inManifest.mProduct, inManifest.mModule, kMostDamages, inStop);
+        auto now = mStore.Installed(inManifest.mProduct, inManifest.mModule);
+        if (!now) return std::nullopt;
+        if (*now == inManifest) {
+            return CheckedModule{inManifest.mProduct, inManifest.mModule, inManifest.mVersion,
+                                 std::move(damages)};
+        }
+        inManifest = std::move(*now);  // what was compared is partly the one, partly the other
+    }
+} catch (const Failure& failure) {
+    if (failure.Code() != ErrorCode::kNotInstalled) throw;
+    return std::nullopt;
+}
+
 std::vector<CheckedModule> Inventory::Check(const std::string& inProduct, const std::string& inModule,
                                             const std::stop_token& inStop) const {
     std::vector<CheckedModule> checked;
     for (const Manifest& manifest : mStore.List(inProduct)) {
         if (!inModule.empty() && manifest.mModule != inModule) continue;
-        auto damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages, inStop);
-        const auto now = mStore.Installed(manifest.mProduct, manifest.mModule);
-        // Replaced meanwhile: what was compared is partly the one, partly the other.
-        if (now != manifest && now) {
-            damages = mStore.Verify(manifest.mProduct, manifest.mModule, kMostDamages, inStop);
-        }
-        checked.push_back({manifest.mProduct, manifest.mModule, now ? now->mVersion : manifest.mVersion,
-                           std::move(damages)});
+        if (auto one = CheckOne(manifest, inStop)) checked.push_back(std::move(*one));
     }
     if (checked.empty() && !inModule.empty()) {
         throw Failure(ErrorCode::kNotInstalled, "the module is not installed");

@@ -30,6 +30,9 @@ class Inventory {
     void Remove(const std::string& inProduct, const std::string& inModule) const;
 
   private:
+    [[nodiscard]] std::optional<CheckedModule> CheckOne(Manifest inManifest,
+                                                        const std::stop_token& inStop) const;
+
     const CatalogueFolders& mCatalogues;
     const ModuleStore& mStore;
     ConflictFinder mConflicts;

@@ -30,11 +30,11 @@ void Service::OnQuestion(const Message& inMessage, const PayloadTexts& inTexts) 
     } else if (inMessage.mType == kRemoveType) {
         Remove(inMessage, key, *id);
     } else if (inMessage.mType == kListType) {
-        AnswerLater(inMessage, *id, std::nullopt, [this, key](const std::stop_token&) {
+        AnswerLater(mTasks, inMessage, *id, std::nullopt, [this, key](const std::stop_token&) {
             return ListContent(mInventory.List(key.mProduct));
         });
     } else if (inMessage.mType == kCheckType) {
-        AnswerLater(inMessage, *id, std::nullopt, [this, key](const std::stop_token& inStop) {
+        AnswerLater(mChecks, inMessage, *id, std::nullopt, [this, key](const std::stop_token& inStop) {
             return CheckContent(mInventory.Check(key.mProduct, key.mModule, inStop));
         });
     }
@@ -51,17 +51,17 @@ void Service::Remove(const Message& inMessage, const ModuleKey& inKey, const Req
         Answer(inMessage, WriteRefusal(inId, ErrorCode::kBusy, "the module is being worked on"));
         return;
     }
-    AnswerLater(inMessage, inId, inKey, [this, inKey](const std::stop_token&) {
+    AnswerLater(mTasks, inMessage, inId, inKey, [this, inKey](const std::stop_token&) {
         mInventory.Remove(inKey.mProduct, inKey.mModule);
         NoteProvoked("module " + inKey.mModule + " of " + inKey.mProduct + ": removed");
         return VariantObject();
     });
 }
 
-void Service::AnswerLater(const Message& inQuestion, const RequestId& inId,
+void Service::AnswerLater(TaskRunner& ioRunner, const Message& inQuestion, const RequestId& inId,
                           const std::optional<ModuleKey>& inHeld, QuestionWork inWork) {
-    const bool isTaken =
-        mTasks.Add([this, inQuestion, inId, inHeld, work = std::move(inWork)](const std::stop_token& inStop) {
+    const bool isTaken = ioRunner.Add(
+        [this, inQuestion, inId, inHeld, work = std::move(inWork)](const std::stop_token& inStop) {
             std::string payload;
             try {
                 if (inStop.stop_requested()) throw Cancelled();

@@ -7,6 +7,7 @@
 
 #include "bus/MessageTypes.h"
 #include "deployment/Planner.h"
+#include "processes/ProcessStart.h"
 #include "service/Notes.h"
 
 namespace orvane::plexa::zarnd {
@@ -63,6 +64,7 @@ void Service::End() {
     }
     mDeployment.End({ErrorCode::kServiceEnding, kEndingSentence});
     mTasks.End();
+    mChecks.End();
     mNotifications.Save();
 }
 
@@ -165,6 +167,7 @@ void Service::SendAnswer(const AnswerReady& inReady) {
 
 bool Service::Handle(const EndPointsChanged& inChanged) {
     mNotifications.OnEndPoints(inChanged.mEndPoints);
+    mDeployment.OnEndPoints(inChanged.mEndPoints, &StartOfSystemProcess);
     return true;
 }
 
@@ -189,8 +192,8 @@ bool Service::Handle(const Message& inMessage) {
 }
 
 void Service::OnInstall(const Message& inMessage, const PayloadTexts& inTexts) {
-    const InstallRequest request{inMessage.mFrom, ModuleOf(inTexts),
-                                 TextAt(inTexts, "product-vardo-version")};
+    const InstallRequest request{inMessage.mFrom, ModuleOf(inTexts), TextAt(inTexts, "product-vardo-version"),
+                                 StartOfSystemProcess(inMessage.mFrom.mProcessId)};
     if (request.mKey.mModule.empty()) {
         // Events name the module, so nobody could tell whom one without a name is for.
         NoteProvoked("a request of " + inMessage.mFrom.mAppId + " names no module");

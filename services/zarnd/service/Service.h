@@ -71,8 +71,8 @@ class Service final : private IDeploymentActions {
     void OnQuestion(const Message& inMessage, const PayloadTexts& inTexts);
     [[nodiscard]] std::string Cancel(const Asker& inAsker, const ModuleKey& inKey, const RequestId& inId);
     void Remove(const Message& inMessage, const ModuleKey& inKey, const RequestId& inId);
-    void AnswerLater(const Message& inQuestion, const RequestId& inId, const std::optional<ModuleKey>& inHeld,
-                     QuestionWork inWork);
+    void AnswerLater(TaskRunner& ioRunner, const Message& inQuestion, const RequestId& inId,
+                     const std::optional<ModuleKey>& inHeld, QuestionWork inWork);
     void SendAnswer(const AnswerReady& inReady);
     void Answer(const Message& inQuestion, const std::string& inPayload);
     [[nodiscard]] std::optional<Clock::time_point> NextTime() const;
@@ -98,6 +98,7 @@ class Service final : private IDeploymentActions {
     Clock::time_point mLastInput = Clock::now();
     Workers mWorkers;
     TaskRunner mTasks;
+    TaskRunner mChecks;  // which take long, and keep nothing else waiting
 };
 
 }  // namespace orvane::plexa::zarnd

@@ -83,6 +83,8 @@ Outcome Workers::Work(const ModuleKey& inKey, const ModuleSpec& inModule,
     } catch (const Cancelled&) {
         return CancelledByAsker{};
     } catch (const std::exception& error) {
+        NoteProvoked("module " + inKey.mModule + " of " + inKey.mProduct +
+                     " can't be installed, by a fault of this service: " + error.what());
         return Error{ErrorCode::kInternal, std::string("this service fails: ") + error.what()};
     }
 }

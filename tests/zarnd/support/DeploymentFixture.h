@@ -62,6 +62,9 @@ class Deploying : public testing::Test, protected IDeploymentActions {
     void RequestPlan(const Asker& inAsker, const Plan& inPlan, const std::string& inVersion = "20.0") {
         mDeployment.OnRequest({inAsker, {"QRTX", inPlan.back().mSpec.mId}, inVersion}, inPlan, mNow);
     }
+    void RequestFrom(const Asker& inAsker, const std::string& inModule, std::uint64_t inStart) {
+        mDeployment.OnRequest({inAsker, {"QRTX", inModule}, "20.0", inStart}, {Planned(inModule, 100)}, mNow);
+    }
     void Refuse(const Asker& inAsker, const std::string& inModule) {
         mDeployment.Refuse({inAsker, {"QRTX", inModule}, "20.0"}, {ErrorCode::kUnknownModule, "no such"});
     }

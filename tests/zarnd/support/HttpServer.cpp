@@ -118,7 +118,14 @@ void HttpServer::Serve(int inConnection) {
         const bool isTrue = answer.mLength == Answer::Length::kTrue;
         text += "Content-Length: " + std::to_string(isTrue ? answer.mBody.size() : answer.mClaimed) + "\r\n";
     }
-    for (const std::string& header : answer.mHeaders) text += header + "\r\n";
+    for (const std::string& header : answer.mHeaders) {
+        if (answer.mHeadPause.count() > 0) {
+            if (mIsEnding) return;
+            Send(inConnection, std::exchange(text, {}));
+            std::this_thread::sleep_for(answer.mHeadPause);
+        }
+        text += header + "\r\n";
+    }
     const std::string body = answer.mBody.substr(0, answer.mCutAfter.value_or(std::string::npos));
     const std::size_t first = std::min(answer.mPauseAfter, body.size());
     Send(inConnection, text + "\r\n" + body.substr(0, first));

@@ -32,6 +32,7 @@ struct Answer {
     /// end.
     enum class Length { kTrue, kNone, kClaimed } mLength = Length::kTrue;
     std::size_t mClaimed = 0;
+    std::chrono::milliseconds mHeadPause{0};    ///< before each of the headers
     std::optional<std::size_t> mCutAfter = {};  ///< bytes of the body, after which it goes no further
     std::size_t mPauseAfter = 0;                ///< bytes of the body, after which it pauses
     std::chrono::milliseconds mPause{0};
