@@ -123,6 +123,31 @@ TEST_F(ModuleInstallation, ErrorsWithAResultOfTheirOwnHaveAnExitCodeOfTheirOwn) 
     EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L is not installed: out of luck (error 413)"));
 }
 
+TEST_F(ModuleInstallation, AnErrorWithoutAReasonIsSaidToHaveNone) {
+    const auto service = OtherService();
+    std::vector<std::string> install = Install("KQ7L");
+    install.push_back("--json");
+    ChildProcess tool(Command(install));
+    ASSERT_TRUE(service->AwaitOutput(zarnd::kInstallType)) << tool.Errors();
+    Run({"send", zarnd::kEventType,
+         R"({"event-type":"error","module-id":"KQ7L","error-data":{"error-code":"","error-metadata":""}})"});
+    EXPECT_EQ(tool.Wait(), 1);
+    EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L is not installed: the desktop service gives no reason\n"));
+    EXPECT_THAT(tool.Output(), HasSubstr("\"text\":\"the desktop service gives no reason\""));
+    EXPECT_THAT(tool.Output(), testing::Not(HasSubstr("\"result\":0")));
+}
+
+TEST_F(ModuleInstallation, ACheckOfAServiceThatLeavesEnds) {
+    const auto service =
+        std::make_unique<ChildProcess>(Command({"subscribe", zarnd::kCheckType, "--as", "zarnd"}));
+    ASSERT_TRUE(service->AwaitErrors("listening as zarnd-")) << service->Errors();
+    ChildProcess tool(Command({"module", "check"}));
+    ASSERT_TRUE(service->AwaitOutput(zarnd::kCheckType)) << tool.Errors();
+    service->Signal(SIGINT);
+    EXPECT_EQ(tool.Wait(), 3);
+    EXPECT_THAT(tool.Errors(), HasSubstr("has left the bus without an answer"));
+}
+
 TEST_F(ModuleInstallation, ASecondInterruptionWaitsForNothing) {
     const auto service = OtherService();  // says nothing
     ChildProcess tool(Command(Install("KQ7L")));

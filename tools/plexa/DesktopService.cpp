@@ -16,7 +16,10 @@
 #include "Failure.h"
 #include "PayloadText.h"
 #include "bus/MessageTypes.h"
+#include "bus/QuestionLimits.h"
+#include "nuocore/JSON.h"
 #include "nuoplexasupport/nuoplexasupport.h"
+#include "program/ExitCodes.h"
 
 namespace orvane::plexa::tool {
 
@@ -27,11 +30,10 @@ using nuocore::serialization::VariantObject;
 
 namespace {
 
-constexpr const char* kAppIdPrefix = "zarnd-";
 constexpr double kStartSeconds = 20;
 constexpr std::chrono::milliseconds kBetweenLooks{50};
 constexpr std::chrono::seconds kBetweenStarts{1};
-constexpr double kAnswerSeconds = 30;  // a check reads every file
+constexpr std::chrono::seconds kBetweenGlances{1};  // whether it is still there
 
 /// The service's program, started until one of them stays.
 class Starts {
@@ -48,12 +50,15 @@ class Starts {
         return ::posix_spawnp(&mId, program.c_str(), nullptr, nullptr, arguments.data(), environ) == 0;
     }
     /// A service that has left the bus may keep its data folder a while longer; one that is started meanwhile
-    /// ends at once, and is no failure. False when the program has failed.
+    /// ends at once, and is no failure, nor is one that finds that another has come. False when the program
+    /// has failed.
     bool GoOn() {
         if (Clock::now() < mNext) return true;
         int status = 0;
         if (::waitpid(mId, &status, WNOHANG) != mId) return true;
-        return status == 0 && Start();
+        const bool isNeedless =
+            status == 0 || (WIFEXITED(status) && WEXITSTATUS(status) == zarnd::kExitOtherServes);
+        return isNeedless && Start();
     }
 
   private:
@@ -70,7 +75,7 @@ class Starts {
 
 std::optional<api5::EndPoint> FindService(const BusConnection& inBus) {
     for (const api5::EndPoint& endPoint : inBus.EndPoints()) {
-        if (AppIdOf(endPoint).starts_with(kAppIdPrefix)) return endPoint;
+        if (AppIdOf(endPoint).starts_with(zarnd::kAppIdPrefix)) return endPoint;
     }
     return std::nullopt;
 }
@@ -102,19 +107,48 @@ api5::EndPoint RequireService(const BusConnection& inBus, const Interruption& in
     }
 }
 
-VariantObject AskService(const std::string& inType, const VariantObject& inQuestion,
-                         const Interruption& inInterruption) {
+void CheckQuestion(const VariantObject& inQuestion) {
+    // As it will be sent, with an id.
+    VariantObject question = inQuestion;
+    question["requestId"] =
+        nuocore::serialization::MakeValue(nuocore::UTF8String("00000000-0000-0000-0000-000000000000"));
+    const std::string text(
+        nuocore::serialization::GetJSONUTF8String(nuocore::serialization::VariantValue(question), false));
+    if (text.size() > zarnd::kMaxQuestionBytes) {
+        throw Failure(kExitUsage, "cannot ask this: it has " + std::to_string(text.size()) +
+                                      " bytes, and the desktop service takes " +
+                                      std::to_string(zarnd::kMaxQuestionBytes) + " at most");
+    }
+    try {
+        nuocore::serialization::ParseJSON(
+            text, {zarnd::kMaxQuestionBytes, zarnd::kMaxQuestionDepth, zarnd::kMaxQuestionValues});
+    } catch (const nuocore::serialization::JSONError&) {
+        throw Failure(kExitUsage, "cannot ask this: the desktop service takes dictionaries of " +
+                                      std::to_string(zarnd::kMaxQuestionDepth) + " levels and " +
+                                      std::to_string(zarnd::kMaxQuestionValues) + " values at most in all");
+    }
+}
+
+VariantObject AskService(const BusConnection& inBus, const api5::EndPoint& inService,
+                         const std::string& inType, const VariantObject& inQuestion,
+                         const Interruption& inInterruption, std::optional<double> inSeconds) {
     const auto answers = std::make_shared<Asker::Answers>();
     const auto asker = boost::make_shared<Asker>(answers);
     nuoplexasupport::SendClientRequest(
         asker, ImmutableString(inType), ImmutableString(inType + zarnd::kAnswerSuffix),
         nuocore::utility::Guid(), inQuestion, nuoplexasupport::kPlexaSerializationFlavor_JSON,
         nuoplexasupport::kPlexaRequestIDKeyType_RequestId, "");
-    if (!inInterruption.Await(answers->Descriptor(), After(kAnswerSeconds))) {
-        throw Failure(kExitTimeout, inInterruption.HasCome()
-                                        ? "interrupted before the desktop service answered"
-                                        : "the desktop service does not answer; is it busy, or gone (\"plexa "
-                                          "endpoints\")?");
+    const Deadline deadline = After(inSeconds);
+    while (!inInterruption.Await(answers->Descriptor(), Clock::now() + kBetweenGlances)) {
+        if (inInterruption.HasCome()) {
+            throw Failure(kExitTimeout, "interrupted before the desktop service answered");
+        }
+        if (!IsOnBus(inBus, inService)) {
+            throw Failure(kExitTimeout, "the desktop service has left the bus without an answer; ask again");
+        }
+        if (deadline && Clock::now() >= *deadline) {
+            throw Failure(kExitTimeout, "the desktop service does not answer; is it busy?");
+        }
     }
     VariantObject answer = *answers->Take();
     if (TextOf(answer, "result") == "done") return answer;

@@ -1,6 +1,7 @@
 /// The desktop service "zarnd" as the tool meets it.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "BusConnection.h"
@@ -17,10 +18,20 @@ api5::EndPoint RequireService(const BusConnection& inBus, const Interruption& in
 /// Whether this very end point is on the bus.
 bool IsOnBus(const BusConnection& inBus, const api5::EndPoint& inEndPoint);
 
-/// Asks the service, and gives its answer. Throws `Failure` when it refuses, or no answer comes in time.
-nuocore::serialization::VariantObject AskService(const std::string& inType,
+/// Throws `Failure` (`kExitUsage`) for a question that the service would not take: too long, too deep, or
+/// with too many values.
+void CheckQuestion(const nuocore::serialization::VariantObject& inQuestion);
+
+/// Seconds for what the service answers at once, unless it is busy.
+inline constexpr double kAnswerSeconds = 30;
+
+/// Asks the service that is there, and gives its answer. Waits so many seconds for it, or without a value as
+/// long as the service is on the bus. Throws `Failure` when it refuses, or no answer comes.
+nuocore::serialization::VariantObject AskService(const BusConnection& inBus, const api5::EndPoint& inService,
+                                                 const std::string& inType,
                                                  const nuocore::serialization::VariantObject& inQuestion,
-                                                 const Interruption& inInterruption);
+                                                 const Interruption& inInterruption,
+                                                 std::optional<double> inSeconds = kAnswerSeconds);
 
 /// A text that an answer must have; empty when it hasn't.
 std::string TextOf(const nuocore::serialization::VariantObject& inObject, const char* inKey);

@@ -30,7 +30,6 @@ using nuocore::serialization::VariantObject;
 namespace {
 
 constexpr std::chrono::seconds kBetweenLooks{1};
-constexpr double kCancelSeconds = 10;
 constexpr int kPercentBetweenLines = 10;
 
 struct InstallOptions {
@@ -76,7 +75,8 @@ End EndOf(const Future<void>& inDone) {
         inDone.Get();
         return {true, 0};
     } catch (const nuocore::config::nuo_exception& exception) {
-        return {false, exception.GetCode()};
+        const int result = exception.GetCode();
+        return {false, result != 0 ? result : nuoplexasupport::kModuleDownloadFailedDefault};
     }
 }
 
@@ -149,10 +149,8 @@ class Installation {
                 if (const auto* const share = std::get_if<Share>(&news)) mDisplay.Show(*share);
                 if (const auto* const reason = std::get_if<Reason>(&news)) mReason = *reason;
                 if (const auto* const end = std::get_if<End>(&news)) return Finish(*end);
-            } else if (mInterruption.HasCome() && !mCancelUntil) {
+            } else if (mInterruption.HasCome() && !mIsCancelled) {
                 Cancel();
-            } else if (mCancelUntil && Clock::now() >= *mCancelUntil) {
-                Fail(kExitCancelled, "was asked to be cancelled, and the service has not said that it is");
             } else if (!IsOnBus(mBus, mService)) {
                 Fail(kExitFailure, "is not installed: the desktop service has left the bus; ask again");
             }
@@ -163,14 +161,14 @@ class Installation {
     // False when nothing came for a while, or at the first interruption.
     bool Await() {
         const Deadline next = Clock::now() + kBetweenLooks;
-        if (!mCancelUntil) return mInterruption.Await(mNews->Descriptor(), next);
+        if (!mIsCancelled) return mInterruption.Await(mNews->Descriptor(), next);
         pollfd wanted{mNews->Descriptor(), POLLIN, 0};
         return ::poll(&wanted, 1, static_cast<int>(std::chrono::milliseconds(kBetweenLooks).count())) == 1;
     }
 
-    // The end is told by an event, as for every installation.
+    // The end is told by an event, as for every installation, and may be that it is installed.
     void Cancel() {
-        mCancelUntil = After(kCancelSeconds);
+        mIsCancelled = true;
         nuoplexasupport::SendClientRequest(
             mListener, ImmutableString(zarnd::kCancelType),
             ImmutableString(std::string(zarnd::kCancelType) + zarnd::kAnswerSuffix), nuocore::utility::Guid(),
@@ -187,14 +185,15 @@ class Installation {
             mDisplay.Finish(EndLine(id, "cancelled"), "");
             throw Failure(kExitCancelled, PlainLine(id) + ": cancelled");
         }
+        if (mReason.mText.empty()) mReason.mText = "the desktop service gives no reason";
         mDisplay.Finish(ErrorLine(id, mReason.mCode, mReason.mText, inEnd.mResult), "");
         if (inEnd.mResult == nuoplexasupport::kModuleOperationsBlockedByConflictingProcess) {
             throw Failure(kExitConflict, PlainLine(id) + " is not installed: close these programs first: " +
                                              PlainLine(mReason.mText));
         }
         throw Failure(HasCodeOfItsOwn(inEnd.mResult) ? kExitInstallError : kExitFailure,
-                      PlainLine(id) + " is not installed: " + PlainLine(mReason.mText) + " (error " +
-                          PlainLine(mReason.mCode) + ")");
+                      PlainLine(id) + " is not installed: " + PlainLine(mReason.mText) +
+                          (mReason.mCode.empty() ? "" : " (error " + PlainLine(mReason.mCode) + ")"));
     }
 
     static bool HasCodeOfItsOwn(int inResult) {
@@ -204,7 +203,8 @@ class Installation {
     }
 
     [[noreturn]] void Fail(ExitCode inCode, const char* inText) {
-        mDisplay.Finish(ErrorLine(mOptions.mModule.mId, "", inText, 0), "");
+        mDisplay.Finish(
+            ErrorLine(mOptions.mModule.mId, "", inText, nuoplexasupport::kModuleDownloadFailedDefault), "");
         throw Failure(inCode, PlainLine(mOptions.mModule.mId) + " " + inText);
     }
 
@@ -218,11 +218,12 @@ class Installation {
     boost::shared_ptr<Listener> mListener;
     Display mDisplay;
     Reason mReason;
-    Deadline mCancelUntil;
+    bool mIsCancelled = false;
 };
 
 void Install(InstallOptions ioOptions) {
     RequireProduct(ioOptions.mModule);
+    CheckQuestion(ioOptions.mModule.AsQuestion());
     // The library asks for modules of the product that the process says it is.
     ioOptions.mConnection.mCode = ioOptions.mModule.mProduct;
     const Interruption interruption;

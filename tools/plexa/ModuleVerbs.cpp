@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,11 +39,14 @@ std::vector<VariantObject> ObjectsOf(const VariantObject& inObject, const char* 
     return objects;
 }
 
-VariantObject Ask(const QuestionOptions& inOptions, const char* inType, const Interruption& inInterruption) {
+VariantObject Ask(const QuestionOptions& inOptions, const char* inType, const Interruption& inInterruption,
+                  std::optional<double> inSeconds = kAnswerSeconds) {
+    const VariantObject question = inOptions.mModule.AsQuestion();
+    CheckQuestion(question);
     BusConnection bus(inOptions.mConnection);
     bus.Connect(inInterruption);
-    RequireService(bus, inInterruption);
-    return AskService(inType, inOptions.mModule.AsQuestion(), inInterruption);
+    const api5::EndPoint service = RequireService(bus, inInterruption);
+    return AskService(bus, service, inType, question, inInterruption, inSeconds);
 }
 
 void PrintJSON(const std::vector<VariantObject>& inModules, Output& ioOutput) {
@@ -75,7 +79,8 @@ void List(const QuestionOptions& inOptions) {
 
 void Check(const QuestionOptions& inOptions) {
     const Interruption interruption;
-    const auto modules = ObjectsOf(Ask(inOptions, zarnd::kCheckType, interruption), "modules");
+    // Every file is read, however long that takes.
+    const auto modules = ObjectsOf(Ask(inOptions, zarnd::kCheckType, interruption, std::nullopt), "modules");
     Output output(interruption.Descriptor());
     if (inOptions.mIsJSON) PrintJSON(modules, output);
     std::size_t damaged = 0;
@@ -143,7 +148,8 @@ void AddCheckVerb(CLI::App& ioModule) {
     AddModuleId(*verb, options->mModule, false);
     AddJSON(*verb, *options);
     verb->footer(
-        "Without an id all modules of the product, without --product those of all.\n\n"
+        "Without an id all modules of the product, without --product those of all. Takes as long as it takes to\n"
+        "read all files; Ctrl-C ends the wait.\n\n"
         "Examples:\n"
         "  plexa module check\n"
         "  plexa module check KQ7L --product QRTX\n\n"

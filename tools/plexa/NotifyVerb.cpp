@@ -49,11 +49,13 @@ void Notify(const NotifyOptions& inOptions) {
     VariantObject notification = inOptions.mKind.AsObject();
     notification["values"] = MakeValue(values);
 
+    CheckQuestion(notification);
+
     const Interruption interruption;
     BusConnection bus(inOptions.mConnection);
     bus.Connect(interruption);
-    RequireService(bus, interruption);
-    const VariantObject answer = AskService(zarnd::kPushType, notification, interruption);
+    const api5::EndPoint service = RequireService(bus, interruption);
+    const VariantObject answer = AskService(bus, service, zarnd::kPushType, notification, interruption);
     const auto count = nuocore::serialization::ExtractPropertyFromObject<std::int64_t>(answer, "observers");
     Output output(interruption.Descriptor());
     if (inOptions.mIsJSON) {

@@ -59,10 +59,11 @@ void Observe(const ObserveOptions& inOptions) {
     Mailbox<Arrival> mailbox;
     BusConnection bus(inOptions.mConnection);
     bus.Connect(interruption);
-    RequireService(bus, interruption);
+    const api5::EndPoint service = RequireService(bus, interruption);
     const Observation observation(mailbox, inOptions.mKind);
     // The service says nothing to a registration; asked behind it, it tells whether it has one.
-    if (!IsTaken(AskService(zarnd::kCountObserversType, inOptions.mKind.AsObject(), interruption))) {
+    if (!IsTaken(
+            AskService(bus, service, zarnd::kCountObserversType, inOptions.mKind.AsObject(), interruption))) {
         throw Failure(kExitFailure,
                       "the desktop service has refused the observer; its log says why, perhaps there are too "
                       "many");
