@@ -67,6 +67,25 @@ TEST(OtherServices, AreThoseWhoseProcessIsOlder) {
     }
 }
 
+TEST_F(ServiceParts, RefusesQuestionsThatAreTooLongByTheirId) {
+    const std::string filler(20'000, 'x');
+    const auto id = OnlyRequestId(R"({"request-id":"7","filler":")" + filler + "\"}");
+    EXPECT_EQ(id, R"({"request-id":"7"})");
+    EXPECT_EQ(OnlyRequestId(R"({"filler":")" + filler + "\"}"), std::nullopt);
+    EXPECT_EQ(OnlyRequestId(R"({"request-id":")" + filler + "\"}"), std::nullopt);
+    EXPECT_EQ(OnlyRequestId(filler), std::nullopt);
+    Start();
+    for (const char* const type : {kInstallType, kObserverType, kListType, kPushType}) {
+        Take({kAnna, type, *id, true});
+    }
+    Take(Ask(kBert, kListType));
+    mPort.Await(kBert, "\"done\"");
+    EXPECT_THAT(mPort.To(kAnna), ElementsAre("error 209", "error 209"));
+    End();
+    Take({kAnna, kPushType, *id, true});
+    EXPECT_THAT(mPort.To(kAnna), ElementsAre("error 209", "error 209", "error 209"));
+}
+
 TEST_F(ServiceParts, EchoesAnIdAsItCame) {
     Start();
     Take(Install(kAnna, "one\\ttwo\\nthree"));

@@ -26,6 +26,9 @@ TEST_F(Serving, ListsChecksAndRemovesModules) {
     EXPECT_THAT(list, HasSubstr(R"("folder":")" + mDesk.Files("BASE").string()));
     EXPECT_THAT(mDesk.Ask(kListType, {"product-sapcode=OTHER"}), HasSubstr(R"("modules":[])"));
 
+    EXPECT_THAT(mDesk.Ask(kListType, {"filler=" + std::string(20'000, 'x')}),
+                HasSubstr(R"("error-code":"209")"));
+
     EXPECT_THAT(mDesk.Ask(kCheckType, {}), AllOf(HasSubstr("\"intact\""), Not(HasSubstr("\"damaged\""))));
     fs::remove(mDesk.Files("TOP") / "text");
     EXPECT_THAT(mDesk.Ask(kCheckType, {"product-sapcode=QRTX", R"(modules:={"module-id":"TOP"})"}),

@@ -8,6 +8,7 @@
 #include "PlexaMessage5/Interest.h"
 #include "PlexaMessage5/Texts.h"
 #include "bus/OtherService.h"
+#include "bus/Payload.h"
 #include "bus/QuestionLimits.h"
 #include "nuocore/Config.h"
 #include "nuoplexasupport/Messaging.h"
@@ -85,15 +86,18 @@ void BusHost::Receive(const api5::PlexaMessage& inMessage) {
     if (message == nullptr) return;  // that somebody has gone, who then isn't told anything any more
     std::string type = api5::TypeOf(*message);
     if (!mTypes.contains(type)) return;
-    if (message->GetPayloadSize() > kMaxQuestionBytes) {
-        NoteProvoked("a message of " + AskerOf(message->GetSource()).mAppId +
-                     " is too long to be a question");
-        return;
-    }
     std::string payload(message->GetPayloadSize() + 1, '\0');
     message->GetPayload(payload.data());
     payload.resize(payload.find('\0'));
-    mTaker({AskerOf(message->GetSource()), std::move(type), std::move(payload)});
+    Message question{AskerOf(message->GetSource()), std::move(type), std::move(payload)};
+    if (question.mPayload.size() > kMaxQuestionBytes) {
+        NoteProvoked("a message of " + question.mFrom.mAppId + " is too long to be a question");
+        const auto id = OnlyRequestId(question.mPayload);
+        if (!id) return;
+        question.mPayload = *id;
+        question.mIsTooLong = true;
+    }
+    mTaker(std::move(question));
 }
 
 void BusHost::Send(const Asker& inTo, const std::string& inType, const std::string& inPayload) {

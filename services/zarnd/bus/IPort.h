@@ -12,6 +12,7 @@ struct Message {
     Asker mFrom;
     std::string mType;
     std::string mPayload;
+    bool mIsTooLong = false;  ///< to be a question: the payload is nothing but its request id
 };
 
 class IPort {

@@ -4,6 +4,7 @@
 
 #include "bus/Payload.h"
 #include "bus/QuestionLimits.h"
+#include "common/JSONFields.h"
 #include "nuocore/JSON.h"
 #include "nuocore/StringConversion.h"
 #include "nuocore/XML.h"
@@ -122,6 +123,17 @@ std::optional<RequestId> RequestIdOf(const PayloadTexts& inTexts) {
         const auto found = inTexts.find(key);
         if (found != inTexts.end()) return RequestId{key, found->second};
     }
+    return std::nullopt;
+}
+
+std::optional<std::string> OnlyRequestId(std::string_view inText) try {
+    if (inText.size() > kMaxReadBytes) return std::nullopt;
+    const auto id = RequestIdOf(ReadPayload(inText));
+    if (!id || id->mId.size() > kMaxReadIdBytes) return std::nullopt;
+    VariantObject content;
+    content[UTF8String(id->mKey)] = TextValue(id->mId);
+    return std::string(nuocore::serialization::GetJSONUTF8String(VariantValue(content), false));
+} catch (const PayloadError&) {
     return std::nullopt;
 }
 

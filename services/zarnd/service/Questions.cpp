@@ -1,7 +1,9 @@
 #include <functional>
+#include <string>
 #include <utility>
 
 #include "bus/MessageTypes.h"
+#include "bus/QuestionLimits.h"
 #include "service/Answer.h"
 #include "service/Notes.h"
 #include "service/Service.h"
@@ -82,6 +84,16 @@ void Service::AnswerLater(TaskRunner& ioRunner, const Message& inQuestion, const
     }
     ++mAnswersDue;
     if (inHeld) mHeld.insert(*inHeld);
+}
+
+void Service::RefuseLength(const Message& inMessage) {
+    // These have no answers.
+    if (inMessage.mType == kInstallType || inMessage.mType == kObserverType) return;
+    if (const auto id = RequestIdOf(ReadPayload(inMessage.mPayload))) {
+        Answer(inMessage,
+               WriteRefusal(*id, ErrorCode::kBadRequest,
+                            "the question is longer than " + std::to_string(kMaxQuestionBytes) + " bytes"));
+    }
 }
 
 void Service::Answer(const Message& inQuestion, const std::string& inPayload) {

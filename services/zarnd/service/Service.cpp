@@ -77,6 +77,7 @@ void Service::Take(Message inMessage) {
 }
 
 void Service::RefuseForEnd(const Message& inMessage) {
+    if (inMessage.mIsTooLong) return RefuseLength(inMessage);
     const Error ending{ErrorCode::kServiceEnding, kEndingSentence};
     if (Notifications::Takes(inMessage.mType)) {  // takes no time, and observers are for the next run too
         mNotifications.OnMessage(inMessage);
@@ -174,6 +175,10 @@ bool Service::Handle(const EndPointsChanged& inChanged) {
 bool Service::Handle(const EndAsked& /*inAsked*/) { return false; }
 
 bool Service::Handle(const Message& inMessage) {
+    if (inMessage.mIsTooLong) {
+        RefuseLength(inMessage);
+        return true;
+    }
     if (Notifications::Takes(inMessage.mType)) {
         mNotifications.OnMessage(inMessage);
         return true;

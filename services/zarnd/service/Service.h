@@ -66,6 +66,7 @@ class Service final : private IDeploymentActions {
     void Serve();
     void End();
     void RefuseForEnd(const Message& inMessage);
+    void RefuseLength(const Message& inMessage);
     void RefuseUnstarted();
     void OnInstall(const Message& inMessage, const PayloadTexts& inTexts);
     void OnQuestion(const Message& inMessage, const PayloadTexts& inTexts);
