@@ -1,4 +1,8 @@
 # Every library that the build needs, found once. docs/dependencies.md says what each is for.
+if(WIN32)
+  include(DependenciesWindows)
+  return()
+endif()
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED COMPONENTS json)
 find_package(PkgConfig REQUIRED)

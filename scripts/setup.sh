@@ -3,6 +3,7 @@
 #
 #   scripts/setup.sh          what building, testing and checking needs
 #   scripts/setup.sh build    what building alone needs
+#   scripts/setup.sh windows  what building and testing for Windows needs
 set -eu
 
 build_packages="
@@ -18,12 +19,18 @@ test_packages="
     openssl curl zsh fish
     clang clang-format clang-tidy ccache
 "
+windows_packages="
+    cmake ninja-build ccache
+    g++-mingw-w64-x86-64-posix wine64 dpkg-dev
+    libboost1.81-dev libfmt-dev libspdlog-dev googletest
+"
 
 case "${1:-all}" in
     all) wanted="$build_packages $test_packages" ;;
     build) wanted="$build_packages" ;;
+    windows) wanted="$windows_packages" ;;
     *)
-        echo "setup.sh: unknown argument \"$1\"; use \"build\" or nothing" >&2
+        echo "setup.sh: unknown argument \"$1\"; use \"build\", \"windows\" or nothing" >&2
         exit 2
         ;;
 esac

@@ -2,7 +2,7 @@
 # Installs what is needed, builds everything, runs all tests. A fresh clone needs nothing before it.
 #
 #   scripts/test.sh           form of the sources, the product built by the other compiler, address and undefined behaviour
-#                             sanitizers, the thread sanitizer over real processes, and the release build's tests last
+#                             sanitizers, the thread sanitizer over real processes, Windows, and the release build's tests last
 #   scripts/test.sh --quick   the release build and its tests only
 #   scripts/test.sh --all     also the tests and benchmarks built by the other compiler, a search for mistakes in the sources, and
 #                             all that has threads under the thread sanitizer; takes about twice as long
@@ -79,6 +79,10 @@ if $all; then
     step "thread sanitizer: build and test" test_tsan "nuocore;message5;campaign;broker;transport;client" || true
 elif ! $quick; then
     step "thread sanitizer: build and test real processes" test_tsan "message5;campaign" || true
+fi
+
+if ! $quick; then
+    step "Windows: build, and test under Wine" scripts/test-windows.sh || true
 fi
 
 for name in "${failed[@]}"; do echo "FAILED: $name"; done

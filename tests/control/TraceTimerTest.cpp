@@ -13,13 +13,14 @@
 #include "doubles/NuocoreWatch.h"
 #include "doubles/PlexaControlDouble.h"
 #include "nuoplexasupport/Applications.h"
+#include "support/Patterns.h"
 
 namespace nuoplexasupport {
 namespace {
 
+using support::MatchesPattern;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 constexpr const char* kRules = "nuoplexasupport.GetAppPath=6";
 constexpr const char* kBegin = "6|nuoplexasupport.GetAppPath|Begin - GetAppPath\r\n";
@@ -59,7 +60,7 @@ TEST(TraceTimer, TimesTheLookUpAlone) {
 TEST(TraceTimer, WritesTwoLines) {
     const doubles::TraceWatch watch(kRules);
     (void)GetInstalledAppPath("A-1");
-    EXPECT_THAT(watch.Lines(), ElementsAre(kBegin, MatchesRegex(kEnd)));
+    EXPECT_THAT(watch.Lines(), ElementsAre(kBegin, MatchesPattern(kEnd)));
 }
 
 TEST(TraceTimer, WritesNothingAtALowerLevel) {
@@ -71,7 +72,7 @@ TEST(TraceTimer, WritesNothingAtALowerLevel) {
 TEST(TraceTimer, IsEnabledByPatternsToo) {
     const doubles::TraceWatch watch("*=6");
     (void)GetInstalledAppPath("A-1");
-    EXPECT_THAT(watch.Lines(), ElementsAre(kBegin, MatchesRegex(kEnd)));
+    EXPECT_THAT(watch.Lines(), ElementsAre(kBegin, MatchesPattern(kEnd)));
 }
 
 TEST(TraceTimer, WritesNothingWithoutAController) {
@@ -121,8 +122,9 @@ TEST(TraceTimer, WritesItsEndOnlyAndWithoutAWordBeforeItWhenQuiet) {
     static constinit TraceTimerPlace sPlace("timer.test", 4);
     const doubles::TraceWatch watch("timer.test=4");
     { const TraceTimer timer(sPlace, "Work", true); }
-    EXPECT_THAT(watch.Lines(),
-                ElementsAre(MatchesRegex("4\\|timer.test\\|Work \\[[0-9.e+-]+ milliseconds elapsed\\]\r\n")));
+    EXPECT_THAT(
+        watch.Lines(),
+        ElementsAre(MatchesPattern("4\\|timer.test\\|Work \\[[0-9.e+-]+ milliseconds elapsed\\]\r\n")));
 }
 
 TEST(TraceTimer, CountsTheMillisecondsOfTheWork) {

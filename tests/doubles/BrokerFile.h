@@ -1,10 +1,11 @@
 /// A broker file on this machine, or none, for as long as the object lives.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "support/System.h"
 
 namespace doubles {
 
@@ -12,13 +13,11 @@ namespace doubles {
 class BrokerFile {
   public:
     explicit BrokerFile(bool inExists = true) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "broker-file-XXXXXX").string();
-        mFolder = ::mkdtemp(pattern.data());
         for (const char* variable : {"CommonProgramFiles(x86)", "CommonProgramFiles"}) {
-            ::setenv(variable, mFolder.c_str(), 1);
+            support::SetVariable(variable, mFolder.string());
         }
-        ::setenv("XDG_CONFIG_HOME", (mFolder / "config").c_str(), 1);
-        ::setenv("XDG_CONFIG_DIRS", (mFolder / "etc").c_str(), 1);
+        support::SetVariable("XDG_CONFIG_HOME", (mFolder / "config").string());
+        support::SetVariable("XDG_CONFIG_DIRS", (mFolder / "etc").string());
         if (inExists) {
             const auto folder = mFolder / "Orvane" / "Orvane Desktop Common" / "IPCBox";
             std::filesystem::create_directories(folder);
@@ -35,7 +34,7 @@ class BrokerFile {
     [[nodiscard]] const std::filesystem::path& Folder() const { return mFolder; }
 
   private:
-    std::filesystem::path mFolder;
+    std::filesystem::path mFolder = support::MakeTemporaryFolder("broker-file-");
 };
 
 }  // namespace doubles

@@ -1,6 +1,14 @@
 # Sets `symbols` to the demangled names that LIBRARY defines for others, sorted, each once.
-execute_process(COMMAND "${NM}" --dynamic --defined-only --demangle "${LIBRARY}"
-  OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+if(OBJDUMP)
+  execute_process(COMMAND "${OBJDUMP}" --private-headers "${LIBRARY}" COMMAND "${CXXFILT}" --no-strip-underscore
+    OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX REPLACE "^.*\\[Ordinal/Name Pointer\\] Table[^\n]*\n(.*)$" "\\1" output "${output}")
+  string(REGEX REPLACE "\n\n.*$" "" output "${output}")
+  string(REGEX REPLACE "\t\\[ *[0-9]+\\] " "0 T " output "${output}")
+else()
+  execute_process(COMMAND "${NM}" --dynamic --defined-only --demangle "${LIBRARY}"
+    OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+endif()
 string(REPLACE ";" "\\;" output "${output}")
 string(STRIP "${output}" output)
 string(REPLACE "\n" ";" lines "${output}")

@@ -3,7 +3,13 @@
 
 #include "nuocore/Singleton.h"
 
-extern "C" __attribute__((visibility("default"))) void AddsTermination() {
+#if defined(_WIN32)
+#define EXPORTED __declspec(dllexport)
+#else
+#define EXPORTED __attribute__((visibility("default")))
+#endif
+
+extern "C" EXPORTED void AddsTermination() {
     nuocore::singleton::AddTerminationForSingleton("of a library",
                                                    [] { (void)std::fputs("still there\n", stderr); });
 }

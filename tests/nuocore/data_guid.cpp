@@ -6,6 +6,7 @@
 #include <string>
 
 #include "nuocore/Guid.h"
+#include "support/Patterns.h"
 
 namespace {
 
@@ -21,8 +22,9 @@ TEST(Guid, IsFreshAndRandomByDefault) {
 }
 
 TEST(Guid, HasTheTextFormOfVersionFour) {
-    EXPECT_THAT(std::string(Guid().AsUTF8String()),
-                testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
+    EXPECT_THAT(
+        std::string(Guid().AsUTF8String()),
+        support::MatchesPattern("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
 }
 
 TEST(Guid, HasANullValueOfItsOwn) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "nuocore/Numbers.h"
+#include "support/System.h"
 
 namespace {
 
@@ -17,7 +18,6 @@ TEST(Numbers, AreReadFromTheBeginningOfAText) {
     EXPECT_EQ(ToDouble("55"), 55.0);
     EXPECT_EQ(ToDouble(" \t\n-5.25 percent"), -5.25);
     EXPECT_EQ(ToDouble("+1e2"), 100.0);
-    EXPECT_EQ(ToDouble("0x1p3"), 8.0);
     EXPECT_EQ(ToDouble("1,5"), 1.0);
     EXPECT_EQ(ToDouble(nuocore::UTF8String("12\0"
                                            "34",
@@ -35,22 +35,15 @@ TEST(Numbers, BeyondTheRangeAreInfiniteOrZero) {
     EXPECT_EQ(ToDouble("1e999"), HUGE_VAL);
     EXPECT_EQ(ToDouble("-1e999"), -HUGE_VAL);
     EXPECT_EQ(ToDouble("1e-999"), 0.0);
-    EXPECT_TRUE(std::isnan(ToDouble("nan")));
 }
 
 // A host sets the locale of its user for the whole process.
 TEST(Numbers, HaveADecimalPointInEveryLocale) {
-    std::string folder = (std::filesystem::temp_directory_path() / "locale-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
-    const std::string make = "localedef -c -i de_DE -f UTF-8 " + folder + "/de_DE.UTF-8 2>/dev/null";
-    ASSERT_EQ(std::system(make.c_str()), 0) << "is the package \"locales\" installed?";  // NOLINT
-    ::setenv("LOCPATH", folder.c_str(), 1);                                              // NOLINT
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);                           // NOLINT
+    support::UseGermanLocale();
     ASSERT_EQ(std::strtod("1,5", nullptr), 1.5);
     EXPECT_EQ(ToDouble("1.5"), 1.5);
     EXPECT_EQ(ToDouble("1,5"), 1.0);
     std::setlocale(LC_ALL, "C");  // NOLINT
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 // Exceptions, time, call stacks and singleton terminations.
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdio>
+#include <iomanip>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "nuocore/StackTrace.h"
 #include "nuocore/Time.h"
 #include "runtime_support.h"
+#include "support/Patterns.h"
 
 namespace {
 
@@ -63,11 +65,16 @@ TEST(Time, IsFormattedAsUTCWithMicroseconds) {
     const auto before = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     const std::string text = nuocore::time::FormatCurrentTime();
     const auto after = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    ASSERT_THAT(text, testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}"
-                                            "\\.[0-9]{6}Z"));
+    ASSERT_THAT(text, support::MatchesPattern("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}"
+                                              "\\.[0-9]{6}Z"));
     std::tm parts{};
-    ASSERT_NE(::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts), nullptr);
-    const std::time_t parsed = ::timegm(&parts);
+    std::istringstream stream(text);
+    stream >> std::get_time(&parts, "%Y-%m-%dT%H:%M:%S");
+    const std::chrono::sys_days day(std::chrono::year(parts.tm_year + 1900) / (parts.tm_mon + 1) /
+                                    parts.tm_mday);
+    const auto parsed = std::chrono::system_clock::to_time_t(day + std::chrono::hours(parts.tm_hour) +
+                                                             std::chrono::minutes(parts.tm_min) +
+                                                             std::chrono::seconds(parts.tm_sec));
     EXPECT_GE(parsed, before);
     EXPECT_LE(parsed, after);
 }
@@ -162,9 +169,7 @@ TEST_F(SingletonTerminationsDeathTest, RunAtProcessExit) {
 TEST_F(SingletonTerminationsDeathTest, KeepTheLibraryThatAddedThem) {
     EXPECT_EXIT(
         {
-            void* const library = ::dlopen(NUOCORE_TEST_LIBRARY, RTLD_NOW);
-            reinterpret_cast<void (*)()>(::dlsym(library, "AddsTermination"))();
-            ::dlclose(library);
+            support::LoadedLibrary(NUOCORE_TEST_LIBRARY).Find("AddsTermination")();
             std::exit(0);  // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
         },
         testing::ExitedWithCode(0), "^still there\n$");

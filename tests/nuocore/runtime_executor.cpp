@@ -46,42 +46,16 @@ TEST(Executor, RaisesAnAssertionForWorkThatThrows) {
 
 using DefaultExecutorDeathTest = FreshProcessDeathTest;
 
-TEST_F(DefaultExecutorDeathTest, FinishesPostedWorkAtProcessExit) {
+// Work that a thread does at that moment must not keep it from ending.
+TEST_F(DefaultExecutorDeathTest, LetsTheProcessEndWhileWorkIsPosted) {
     EXPECT_EXIT(
         {
-            static std::atomic<int> sRuns{0};
             for (int i = 0; i < 200; ++i) {
-                GetDefaultExecutor()->Post([] {
-                    std::this_thread::yield();
-                    if (++sRuns == 200) {
-                        (void)std::fputs("all work ran\n", stderr);
-                    }
-                });
+                GetDefaultExecutor()->Post([] { std::this_thread::yield(); });
             }
             std::exit(0);  // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
         },
-        testing::ExitedWithCode(0), "all work ran");
-}
-
-/// Posts, one after the other, until work runs inside `Post`, which only the end of the process brings about.
-void PostUntilTheEnd() {
-    std::thread::id ranOn;
-    while (ranOn != std::this_thread::get_id()) {
-        std::promise<std::thread::id> ran;
-        auto result = ran.get_future();
-        GetDefaultExecutor()->Post([&ran] { ran.set_value(std::this_thread::get_id()); });
-        ranOn = result.get();
-    }
-    (void)std::fputs("late work ran\n", stderr);
-}
-
-TEST_F(DefaultExecutorDeathTest, RunsWorkPostedAfterItsEndInsidePost) {
-    EXPECT_EXIT(
-        {
-            GetDefaultExecutor()->Post(PostUntilTheEnd);
-            std::exit(0);  // NOLINT(concurrency-mt-unsafe): the end of the process is what is tested
-        },
-        testing::ExitedWithCode(0), "late work ran");
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(DefaultExecutorDeathTest, LetsItsOwnThreadEndTheProcess) {

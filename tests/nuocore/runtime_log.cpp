@@ -6,6 +6,7 @@
 
 #include "nuocore/Log.h"
 #include "runtime_support.h"
+#include "support/Patterns.h"
 
 namespace {
 
@@ -97,7 +98,7 @@ TEST_F(LogDeathTest, WritesOneLineARecordIntoTheFileNamed) {
                 Log(MakeRecord());
                 Log({"C", "F", "G", "no\nfields\x1B", {}});
                 EXPECT_THAT(ReadFile(folder.File("log")),
-                            testing::MatchesRegex(
+                            support::MatchesPattern(
                                 "[0-9T:.-]+Z Category: Message \\{\"zulu\":1,\"alpha\":\"a\\\\\"b\"\\} "
                                 "\\[\\.\\.\\\\\\.\\.\\\\src\\\\File, ns::Function\\]\n"
                                 "[0-9T:.-]+Z C: no\\\\nfields\\\\x1B \\[F, G\\]\n"));

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -18,6 +17,7 @@
 #include "nuocore/Assertion.h"
 #include "nuocore/Log.h"
 #include "nuocore/Trace.h"
+#include "support/System.h"
 
 namespace runtime_test {
 
@@ -84,21 +84,19 @@ class LogRecorder {
 /// A folder that goes with the object.
 class TemporaryFolder {
   public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "nuocore-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        mPath = name;
-    }
+    TemporaryFolder() = default;
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() { std::filesystem::remove_all(mPath); }
+    ~TemporaryFolder() {
+        // On Windows what the core library holds open until the process ends can't be removed.
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
 
     std::string File(const char* inName) const { return (mPath / inName).string(); }
 
   private:
-    std::filesystem::path mPath;
+    std::filesystem::path mPath = support::MakeTemporaryFolder("nuocore-");
 };
 
 inline std::string ReadFile(const std::string& inPath) {
@@ -106,9 +104,6 @@ inline std::string ReadFile(const std::string& inPath) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// Sets a variable of this process's environment; for fresh processes.
-inline void SetVariable(const char* inName, const std::string& inValue) {
-    ::setenv(inName, inValue.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no other thread yet
-}
+using support::SetVariable;
 
 }  // namespace runtime_test

@@ -10,6 +10,7 @@
 
 #include "nuocore/Trace.h"
 #include "runtime_support.h"
+#include "support/Patterns.h"
 
 namespace {
 
@@ -269,7 +270,7 @@ TEST_F(TraceDeathTest, GoesToTheFileNamedWithControlCharactersEscaped) {
                 Trace(3, "Cat", "no end");
                 EXPECT_THAT(
                     ReadFile(folder.File("trace")),
-                    testing::MatchesRegex(
+                    support::MatchesPattern(
                         "[0-9T:.-]+Z Cat\\\\n 1: a\\\\nb\\\\tc\\\\rd\\\\x1B\\[0m\\\\x7F\\\\xC2\\\\x9B\xC3\xA9\r\n"
                         "[0-9T:.-]+Z Cat 2: plain\n"
                         "[0-9T:.-]+Z Cat 3: no end"));

@@ -191,6 +191,15 @@ TEST_F(Packaging, AHostIsBuiltThroughPkgConfig) {
     EXPECT_EQ(Output(program, Prefix() + "/" LIBRARY_FOLDER), "CONSUMER-1.0\n");
 }
 
+TEST_F(Packaging, TheLibraryIsBuiltAgainstAnInstalledPlatform) {
+    Install();
+    Configure(SOURCE_FOLDER, {"-DNUOPLEXA_PLATFORM_SDK=" + Prefix(), "-DNUOPLEXA_BUILD_TESTS=OFF",
+                              "-DNUOPLEXA_BUILD_BENCHMARKS=OFF", "-DNUOPLEXA_BUILD_TOOLS=OFF"});
+    MakeProgram();
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(Build()) / "lib" / "libnuoplexasupport.so"));
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(Build()) / "lib" / "libnuocore.so"));
+}
+
 TEST_F(Packaging, AHostIsBuiltWithTheSourcesInItsOwnProject) {
     Install({"--component", "runtime"});
     Configure(kConsumers / "add_subdirectory",

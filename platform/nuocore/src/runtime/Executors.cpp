@@ -2,6 +2,7 @@
 #define BOOST_ASIO_DISABLE_FENCED_BLOCK
 
 #include <algorithm>
+#include <atomic>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
@@ -11,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "ProcessEnd.h"
 #include "nuocore/Assertion.h"
 #include "nuocore/AsyncExecutor.h"
 
@@ -48,7 +50,7 @@ class InlineExecutor final : public AsyncExecutor {
 class PoolExecutor final : public AsyncExecutor {
   public:
     void Post(std::function<void()> inWork) override {
-        {
+        if (!mFinished) {
             const std::lock_guard lock(mLock);
             if (!mFinished) {
                 if (!mPool) {
@@ -62,8 +64,12 @@ class PoolExecutor final : public AsyncExecutor {
         RunGuarded(inWork);
     }
 
-    /// Returns when all work has been done; from then on work runs inside `Post`.
+    /// Returns when all work has been done, or can't be done any more; from then on work runs inside `Post`.
     void Finish() {
+        if (!runtime::kThreadsRunAtTheEnd) {
+            mFinished = true;
+            return;
+        }
         {
             const std::lock_guard lock(mLock);
             mFinished = true;
@@ -76,7 +82,7 @@ class PoolExecutor final : public AsyncExecutor {
 
   private:
     std::mutex mLock;
-    bool mFinished = false;
+    std::atomic<bool> mFinished{false};
     std::unique_ptr<boost::asio::thread_pool> mPool;  // never changes once it is there
 };
 

@@ -1,0 +1,65 @@
+# The same libraries for Windows, from their sources and headers: Debian has no packages of them. Headers are reached through
+# folders that hold nothing but a link to them, so that nothing else of the building system is seen.
+set(NUOPLEXA_EXPAT_SOURCE "" CACHE PATH "Folder of expat's unpacked source")
+set(NUOPLEXA_GOOGLETEST_SOURCE "/usr/src/googletest" CACHE PATH "Folder of GoogleTest's source")
+find_package(Threads REQUIRED)
+
+# A library that is only headers: those of one folder under /usr/include.
+function(nuoplexa_header_library target folder)
+  if(NOT EXISTS "/usr/include/${folder}")
+    message(FATAL_ERROR "there is no /usr/include/${folder}: scripts/setup.sh installs what is needed")
+  endif()
+  set(include "${CMAKE_BINARY_DIR}/headers/${folder}")
+  file(MAKE_DIRECTORY "${include}")
+  file(CREATE_LINK "/usr/include/${folder}" "${include}/${folder}" SYMBOLIC)
+  add_library(${target} INTERFACE IMPORTED GLOBAL)
+  target_include_directories(${target} SYSTEM INTERFACE "${include}")
+endfunction()
+
+nuoplexa_header_library(Boost::headers boost)
+nuoplexa_header_library(fmt::fmt-header-only fmt)
+target_compile_definitions(fmt::fmt-header-only INTERFACE FMT_HEADER_ONLY=1)
+nuoplexa_header_library(spdlog::spdlog_header_only spdlog)
+target_compile_definitions(spdlog::spdlog_header_only INTERFACE SPDLOG_FMT_EXTERNAL)
+target_link_libraries(spdlog::spdlog_header_only INTERFACE fmt::fmt-header-only)
+
+file(WRITE "${CMAKE_BINARY_DIR}/sources/boost_json.cpp" "#include <boost/json/src.hpp>\n")
+add_library(boost_json STATIC "${CMAKE_BINARY_DIR}/sources/boost_json.cpp")
+target_link_libraries(boost_json PUBLIC Boost::headers)
+add_library(Boost::json ALIAS boost_json)
+
+if(NOT EXISTS "${NUOPLEXA_EXPAT_SOURCE}/lib/xmlparse.c")
+  message(FATAL_ERROR "NUOPLEXA_EXPAT_SOURCE has to name expat's unpacked source; scripts/test-windows.sh fetches it")
+endif()
+enable_language(C)
+add_library(expat STATIC
+  "${NUOPLEXA_EXPAT_SOURCE}/lib/xmlparse.c"
+  "${NUOPLEXA_EXPAT_SOURCE}/lib/xmlrole.c"
+  "${NUOPLEXA_EXPAT_SOURCE}/lib/xmltok.c")
+target_include_directories(expat SYSTEM PUBLIC "${NUOPLEXA_EXPAT_SOURCE}/lib")
+target_compile_definitions(expat PUBLIC XML_STATIC)
+file(WRITE "${CMAKE_BINARY_DIR}/sources/expat_config.h"
+  "#define BYTEORDER 1234\n#define HAVE_MEMMOVE 1\n#define XML_CONTEXT_BYTES 1024\n#define XML_DTD 1\n#define XML_NS 1\n")
+target_include_directories(expat PRIVATE "${CMAKE_BINARY_DIR}/sources")
+add_library(PkgConfig::EXPAT ALIAS expat)
+
+# The system's C library has this function; MinGW's import library lacks it.
+file(WRITE "${CMAKE_BINARY_DIR}/sources/dupenv.def" "LIBRARY msvcrt.dll\nEXPORTS\n_wdupenv_s\n")
+find_program(DLLTOOL_PROGRAM x86_64-w64-mingw32-dlltool REQUIRED)
+execute_process(COMMAND "${DLLTOOL_PROGRAM}" -d "${CMAKE_BINARY_DIR}/sources/dupenv.def" -l "${CMAKE_BINARY_DIR}/libdupenv.a"
+  COMMAND_ERROR_IS_FATAL ANY)
+add_library(dupenv STATIC IMPORTED GLOBAL)
+set_target_properties(dupenv PROPERTIES IMPORTED_LOCATION "${CMAKE_BINARY_DIR}/libdupenv.a")
+
+if(NUOPLEXA_BUILD_TESTS)
+  set(INSTALL_GTEST OFF)
+  add_subdirectory("${NUOPLEXA_GOOGLETEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+  include(GoogleTest)
+endif()
+
+# The compiler's own libraries stand beside the programs, as they would in an installation.
+foreach(library libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
+  execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${library}
+    OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
+  file(COPY "${file}" DESTINATION "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+endforeach()

@@ -1,0 +1,3 @@
+#include "ProcessEnd.h"
+
+const bool nuocore::runtime::kThreadsRunAtTheEnd = false;

@@ -1,0 +1,194 @@
+// The search on Windows: real environment, real files, a real key of a registry that is the test's own.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "doubles/BrokerFile.h"
+#include "doubles/NuocoreWatch.h"
+#include "transport/BrokerLocation.h"
+
+namespace nuoplexasupport {
+namespace {
+
+namespace fs = std::filesystem;
+using doubles::BrokerFile;
+
+constexpr const wchar_t* kOwnRoot = L"Software\\nuoplexasupport-test";
+constexpr const wchar_t* kKey = L"SOFTWARE\\Orvane\\Plexa\\5.0";
+
+// While it lives, what this process finds under HKEY_LOCAL_MACHINE is a key of the user's.
+class OwnRegistry {
+  public:
+    OwnRegistry() {
+        Remove();
+        EXPECT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, kOwnRoot, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                    &mRoot, nullptr),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, mRoot), ERROR_SUCCESS);
+    }
+    OwnRegistry(const OwnRegistry&) = delete;
+    OwnRegistry& operator=(const OwnRegistry&) = delete;
+    ~OwnRegistry() {
+        ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+        ::RegCloseKey(mRoot);
+        Remove();
+    }
+
+    void Store(const std::wstring& inPath, REGSAM inView = KEY_WOW64_64KEY, DWORD inType = REG_SZ) const {
+        StoreBytes(inPath.c_str(), (inPath.size() + 1) * sizeof(wchar_t), inView, inType);
+    }
+    void StoreBytes(const void* inData, std::size_t inCount, REGSAM inView = KEY_WOW64_64KEY,
+                    DWORD inType = REG_SZ) const {
+        HKEY key = nullptr;
+        ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_ALL_ACCESS | inView, nullptr,
+                                    &key, nullptr),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(::RegSetValueExW(key, L"OrvaneIPCBroker", 0, inType, static_cast<const BYTE*>(inData),
+                                   static_cast<DWORD>(inCount)),
+                  ERROR_SUCCESS);
+        ::RegCloseKey(key);
+    }
+
+  private:
+    static void Remove() { ::RegDeleteTreeW(HKEY_CURRENT_USER, kOwnRoot); }
+    HKEY mRoot = nullptr;
+};
+
+void WriteFile(const fs::path& inPath) {
+    fs::create_directories(inPath.parent_path());
+    std::ofstream(inPath) << "x";
+}
+
+class BrokerRegistry : public testing::Test {
+  protected:
+    fs::path MakeBroker(const std::wstring& inFolder = L"opt") const {
+        const fs::path path = mNone.Folder() / inFolder / L"OrvaneIPCBroker.exe";
+        WriteFile(path);
+        return path;
+    }
+    BrokerFile mNone{false};
+    OwnRegistry mRegistry;
+};
+
+TEST_F(BrokerRegistry, NothingAnywhereGivesSixWithoutAWord) {
+    const doubles::TraceWatch trace("*=9");
+    const doubles::LogWatch log;
+    const doubles::AssertionWatch assertions;
+    EXPECT_EQ(LocateBroker(), 6);
+    EXPECT_THAT(trace.Lines(), testing::IsEmpty());
+    EXPECT_THAT(log.Records(), testing::IsEmpty());
+    EXPECT_THAT(assertions.Records(), testing::IsEmpty());
+}
+
+TEST_F(BrokerRegistry, EitherStandardLocationIsFound) {
+    for (const char* variable : {"CommonProgramFiles(x86)", "CommonProgramFiles"}) {
+        const BrokerFile none(false);
+        const fs::path base = none.Folder() / "base";
+        WriteFile(base / "Orvane\\Orvane Desktop Common\\IPCBox\\OrvaneIPCBroker.exe");
+        EXPECT_EQ(LocateBroker(), 6);
+        support::SetVariable(variable, base.string());
+        EXPECT_EQ(LocateBroker(), 0) << variable;
+    }
+}
+
+TEST_F(BrokerRegistry, ABaseWithLettersOfAllKindsIsFound) {
+    const fs::path base = mNone.Folder() / L"\u00FCber \u65E5\u672C";
+    WriteFile(base / L"Orvane\\Orvane Desktop Common\\IPCBox\\OrvaneIPCBroker.exe");
+    ASSERT_EQ(::_wputenv_s(L"CommonProgramFiles", base.c_str()), 0);
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, WithoutVariablesTheFixedBaseIsUsed) {
+    support::UnsetVariable("CommonProgramFiles(x86)");
+    support::UnsetVariable("CommonProgramFiles");
+    const fs::path broker =
+        L"C:\\Program Files\\Common Files\\Orvane\\Orvane Desktop Common\\IPCBox\\OrvaneIPCBroker.exe";
+    EXPECT_EQ(LocateBroker(), 6);
+    WriteFile(broker);
+    EXPECT_EQ(LocateBroker(), 0);
+    fs::remove_all(L"C:\\Program Files\\Common Files\\Orvane");
+}
+
+TEST_F(BrokerRegistry, TheStoredPathIsRead) {
+    mRegistry.Store(MakeBroker().wstring());
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, SlashesCountAsSeparatorsToo) {
+    mRegistry.Store(MakeBroker().generic_wstring());
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, TheViewOf32BitProgramsIsNotLookedAt) {
+    mRegistry.Store(MakeBroker().wstring(), KEY_WOW64_32KEY);
+    EXPECT_EQ(LocateBroker(), 6);
+}
+
+TEST_F(BrokerRegistry, AStandardLocationComesBeforeTheStoredPath) {
+    const BrokerFile there;
+    mRegistry.Store(L"C:\\nowhere\\OrvaneIPCBroker.exe");
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, AnotherFileNameIsRefusedEvenWhenItExists) {
+    // The file system doesn't tell the letters apart; the comparison does.
+    const fs::path folder = MakeBroker().parent_path();
+    mRegistry.Store((folder / L"orvaneipcbroker.exe").wstring());
+    ASSERT_TRUE(fs::exists(folder / L"orvaneipcbroker.exe"));
+    EXPECT_EQ(LocateBroker(), 6);
+    mRegistry.Store(folder.wstring());
+    EXPECT_EQ(LocateBroker(), 6);
+    mRegistry.Store(L"");
+    EXPECT_EQ(LocateBroker(), 6);
+}
+
+TEST_F(BrokerRegistry, APathThatIsNotThereIsRefused) {
+    mRegistry.Store((mNone.Folder() / L"none\\OrvaneIPCBroker.exe").wstring());
+    EXPECT_EQ(LocateBroker(), 6);
+}
+
+TEST_F(BrokerRegistry, AKeyWithoutTheValueGivesSix) {
+    HKEY key = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY,
+                                nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    ::RegCloseKey(key);
+    EXPECT_EQ(LocateBroker(), 6);
+}
+
+TEST_F(BrokerRegistry, APathOfAHundredAndThirtyUnitsIsRefused) {
+    const std::size_t prefix =
+        mNone.Folder().wstring().size() + 1 + std::wstring(L"\\OrvaneIPCBroker.exe").size();
+    ASSERT_LT(prefix, 129U);
+    mRegistry.Store(MakeBroker(std::wstring(129 - prefix, L'd')).wstring());
+    EXPECT_EQ(LocateBroker(), 0);
+    mRegistry.Store(MakeBroker(std::wstring(130 - prefix, L'd')).wstring());
+    EXPECT_EQ(LocateBroker(), 6);
+    mRegistry.Store(MakeBroker(std::wstring(129 - prefix, L'\u00FC')).wstring());
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, AValueWithoutItsNulIsReadWithinTheBuffer) {
+    const std::wstring path = MakeBroker().wstring();
+    mRegistry.StoreBytes(path.c_str(), path.size() * sizeof(wchar_t));
+    EXPECT_EQ(LocateBroker(), 0);
+    // As many bytes as are asked for, none of them NUL.
+    const std::wstring full(130, L'x');
+    mRegistry.StoreBytes(full.c_str(), full.size() * sizeof(wchar_t));
+    EXPECT_EQ(LocateBroker(), 6);
+}
+
+TEST_F(BrokerRegistry, ValuesOfOtherTypesAreTakenAsTheyAre) {
+    mRegistry.Store(MakeBroker().wstring(), KEY_WOW64_64KEY, REG_EXPAND_SZ);
+    EXPECT_EQ(LocateBroker(), 0);
+    const std::uint32_t number = 7;
+    mRegistry.StoreBytes(&number, sizeof number, KEY_WOW64_64KEY, REG_DWORD);
+    EXPECT_EQ(LocateBroker(), 6);
+}
+
+}  // namespace
+}  // namespace nuoplexasupport
