@@ -210,7 +210,7 @@ struct CutOff {
         }
         world.Pass(4900ms);
         EXPECT_THAT(sender.failures, IsEmpty());
-        const auto deadline = sender.Core().NextDeadline();
+        const auto deadline = sender.Core().NextTick();
         EXPECT_TRUE(deadline && *deadline <= world.now + 100ms);
         world.Pass(100ms);
     }

@@ -205,7 +205,7 @@ TEST_F(ClientRules, AcknowledgementsRideAlongOrGoAloneInTime) {
     mCore.Receiver().Consumed(*delivery, mNow);
     mCore.Flush(mNow);
     EXPECT_TRUE(mCore.Output().Empty());
-    EXPECT_EQ(mCore.NextDeadline(), mNow + mLimits.ackDelay);
+    EXPECT_EQ(mCore.NextFlush(), mNow + mLimits.ackDelay);
     mCore.Flush(mNow + mLimits.ackDelay);
     EXPECT_EQ(mCore.Output().Bytes(), 48U);
     mCore.Output().Clear();

@@ -162,8 +162,8 @@ TEST_F(FullArrears, HavingStoodStillPutsOffTheEndOnce) {
     world.Run();
     world.Elapse(20s);
     EXPECT_THAT(sender.failures, IsEmpty());
-    ASSERT_TRUE(sender.Core().NextDeadline());
-    EXPECT_LE(*sender.Core().NextDeadline(), world.now + 500ms);
+    ASSERT_TRUE(sender.Core().NextTick());
+    EXPECT_LE(*sender.Core().NextTick(), world.now + 500ms);
     world.Elapse(20s);
     EXPECT_THAT(sender.failures, Not(IsEmpty()));
 }

@@ -285,10 +285,19 @@ void World::Elapse(wire::Duration inTime) {
     if (mBroker) {
         mBroker->Tick(now);
         BrokerSettle();
+        NoteOverdue(mBroker->NextDeadline(), "the broker");
     }
     for (const auto& node : mNodes) {
         node->Core().Tick(now);
         node->Collect();
+        NoteOverdue(node->Core().NextTick(), "a client");
+    }
+}
+
+/// A driver would turn in circles, waiting for a moment that has passed.
+void World::NoteOverdue(std::optional<wire::TimePoint> inNext, std::string_view inWho) {
+    if (inNext && *inNext <= now) {
+        troubles.push_back(std::string(inWho) + " asks for what was just done");
     }
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "BrokerCore.h"
@@ -138,6 +139,7 @@ class World {
     wire::TimePoint now{std::chrono::hours(1)};
 
   private:
+    void NoteOverdue(std::optional<wire::TimePoint> inNext, std::string_view inWho);
     friend class Node;
     friend class Inspector;
     struct Line {

@@ -1,5 +1,8 @@
-// The broker killed under its clients.
+// The broker killed or stopped under its clients.
+#include <chrono>
 #include <csignal>
+#include <ctime>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -70,4 +73,44 @@ TEST(Restart, NothingIsLostOrDoubledWhenTheBrokerIsKilledUnderLoad) {
     EXPECT_EQ(a.Await("sent"), "sent 0");
     EXPECT_EQ(b.AwaitCount("A-1", 100000), "counted A-1 100000 in order");
     EXPECT_EQ(c.AwaitCount("A-1", 100000), "counted A-1 100000 in order");
+}
+
+namespace {
+
+/// In milliseconds.
+long ProcessorTime(pid_t inProcess) {
+    clockid_t clock{};
+    timespec time{};
+    EXPECT_EQ(::clock_getcpuclockid(inProcess, &clock), 0);
+    EXPECT_EQ(::clock_gettime(clock, &time), 0);
+    return time.tv_sec * 1000 + time.tv_nsec / 1'000'000;
+}
+
+}  // namespace
+
+TEST(Restart, AProcessSleepsWhileAStoppedBrokerTakesNothing) {
+    Bus bus;
+    Peer a;
+    Peer b;
+    a.Join("A-1");
+    b.Join("B-1");
+    a.AwaitEndPoints(2);
+    b.AwaitEndPoints(2);
+    a.Set("hold t");
+    b.Tell("send A-1 t stay");
+    a.Await("held stay");
+    const pid_t broker = bus.Broker();
+    ASSERT_EQ(::kill(broker, SIGSTOP), 0);
+    a.Tell("fill B-1 u 1000000");  // more than the socket takes
+    a.Await("sent");
+    a.Tell("go");  // what is acknowledged now is due before the socket has room
+    a.Await("released");
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const long before = ProcessorTime(a.Process());
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    EXPECT_LT(ProcessorTime(a.Process()) - before, 200);
+    ASSERT_EQ(::kill(broker, SIGCONT), 0);
+    EXPECT_EQ(b.Await("got"), "got A-1 u size 1000000");
+    b.Tell("send A-1 u back");
+    EXPECT_EQ(a.Await("got"), "got B-1 u back");
 }

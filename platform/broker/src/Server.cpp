@@ -20,12 +20,6 @@ constexpr std::chrono::seconds kTurnAwayLogInterval{1};
 /// later.
 constexpr std::chrono::milliseconds kWindUpTime{500};
 
-std::optional<wire::TimePoint> Earlier(std::optional<wire::TimePoint> inOne,
-                                       std::optional<wire::TimePoint> inOther) {
-    if (!inOne) return inOther;
-    return inOther ? std::min(*inOne, *inOther) : inOne;
-}
-
 }  // namespace
 
 Server::Server(ServerParts inParts, const wire::Limits& inLimits, Log& inLog)
@@ -55,7 +49,7 @@ EndReason Server::Run() {
             WindUp();
             return EndReason::kReplaced;
         }
-        RunRound(Earlier(idleDeadline, Earlier(mAcceptAgain, mLookAgain)));
+        RunRound(wire::Earlier(idleDeadline, wire::Earlier(mAcceptAgain, mLookAgain)));
         ResumeAccepting();
         if (mTerminated) {
             WindUp();
@@ -65,7 +59,7 @@ EndReason Server::Run() {
 }
 
 void Server::RunRound(std::optional<wire::TimePoint> inDeadline) {
-    const std::optional<wire::TimePoint> deadline = Earlier(inDeadline, mSwitchboard.NextDeadline());
+    const std::optional<wire::TimePoint> deadline = wire::Earlier(inDeadline, mSwitchboard.NextDeadline());
     std::optional<wire::Duration> timeout;
     if (deadline) timeout = *deadline - mClock.At(std::chrono::steady_clock::now());
     mPoller.Wait(timeout);

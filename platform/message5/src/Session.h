@@ -148,6 +148,9 @@ class Session : public std::enable_shared_from_this<Session> {
     bool ReadsHere(wire::TimePoint inNow) const;
     void ReadHere(wire::TimePoint inNow);
     void Park(Lock& ioLock, wire::TimePoint inNow);
+    /// When the core has something to do that it can do: what is to be written then is looked at as soon as
+    /// anything can be written again.
+    std::optional<wire::TimePoint> NextDeadline() const;
     wire::TimePoint NextLook(wire::TimePoint inNow);
     /// True when nothing is left to do.
     bool TakeLeave(Lock& ioLock, wire::TimePoint inNow);

@@ -120,8 +120,12 @@ void Session::ReadHere(TimePoint inNow) {
     Feed(transfer, bytes, inNow);
 }
 
+std::optional<TimePoint> Session::NextDeadline() const {
+    return CanWrite() ? wire::Earlier(mCore.NextTick(), mCore.NextFlush()) : mCore.NextTick();
+}
+
 TimePoint Session::NextLook(TimePoint inNow) {
-    TimePoint next = mCore.NextDeadline().value_or(TimePoint::max());
+    TimePoint next = NextDeadline().value_or(TimePoint::max());
     if (mWanted && !mSocket) {
         next = std::min(next, std::max(mConnector.Next(), mNotBefore));
     }

@@ -149,7 +149,7 @@ void Session::Settle() noexcept {
         WakeDelivery();
     }
     if (mLinkParked) {
-        const auto deadline = mCore.NextDeadline();
+        const auto deadline = NextDeadline();
         if (deadline && *deadline < mLinkUntil) {
             WakeLink();
         }

@@ -198,10 +198,8 @@ void ClientCore::Flush(TimePoint inNow) {
 
 void ClientCore::Tick(TimePoint inNow) { mSender.Tick(inNow); }
 
-std::optional<TimePoint> ClientCore::NextDeadline() const {
-    const auto sender = mSender.NextDeadline();
-    const auto receiver = mReceiver.NextDeadline();
-    return sender && receiver ? std::min(*sender, *receiver) : sender ? sender : receiver;
+std::optional<TimePoint> ClientCore::NextFlush() const {
+    return wire::Earlier(mSender.NextPump(), mReceiver.NextAcks());
 }
 
 void ClientCore::SetInterest(wire::Interest inInterest) {

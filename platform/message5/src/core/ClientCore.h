@@ -7,7 +7,8 @@
 ///                   on an error, or an error of the reader: close, core.OnConnectionLost(now), connect again
 ///     end of input: core.OnConnectionLost(now), connect again
 ///     to write:     core.Flush(now); write core.Output() with Gather and Consume
-///     timer:        at core.NextDeadline(): core.Tick(now), then as "to write"
+///     timer:        at core.NextTick(): core.Tick(now), then as "to write";
+///                   at core.NextFlush(): as "to write", unless nothing can be written now
 ///     always after: core.TakeFailures of the sender, core.Receiver().Next, core.Peers().Version()
 ///
 /// Single-threaded: the driver's lock is held around every call.
@@ -65,7 +66,11 @@ class ClientCore {
     /// Brings Output up to date: messages, and acknowledgements that are due or can ride along.
     void Flush(wire::TimePoint inNow);
     void Tick(wire::TimePoint inNow);
-    std::optional<wire::TimePoint> NextDeadline() const;
+    /// When Tick has something to do though nothing else happens; after a Tick always later than that.
+    std::optional<wire::TimePoint> NextTick() const { return mSender.NextTick(); }
+    /// When Flush has something to do though nothing else happens. Only Flush puts it off: no reason to look
+    /// again while nothing can be written.
+    std::optional<wire::TimePoint> NextFlush() const;
     /// The bytes to write. Emptied by OnConnectionLost.
     wire::OutputQueue& Output() noexcept { return mOutput; }
 

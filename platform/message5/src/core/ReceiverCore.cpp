@@ -119,7 +119,7 @@ std::size_t ReceiverCore::AckThreshold(const Origin& inOrigin) const {
     return window / kAcksPerWindow;
 }
 
-std::optional<TimePoint> ReceiverCore::NextDeadline() const {
+std::optional<TimePoint> ReceiverCore::NextAcks() const {
     if (!mChangedSince) {
         return std::nullopt;
     }
@@ -128,7 +128,7 @@ std::optional<TimePoint> ReceiverCore::NextDeadline() const {
 }
 
 bool ReceiverCore::AcksDue(TimePoint inNow) const {
-    const auto deadline = NextDeadline();
+    const auto deadline = NextAcks();
     return deadline && (mThresholdReached || inNow >= *deadline);
 }
 

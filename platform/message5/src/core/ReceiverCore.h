@@ -92,7 +92,7 @@ class ReceiverCore {
     /// Acknowledgements should be written now even if nothing else is.
     bool AcksDue(wire::TimePoint inNow) const;
     /// When AcksDue will be true though nothing else happens.
-    std::optional<wire::TimePoint> NextDeadline() const;
+    std::optional<wire::TimePoint> NextAcks() const;
     /// Appends one Ack frame with everything pending; nothing if there is none. Throws std::bad_alloc and
     /// then has done nothing.
     void WriteAcks(wire::OutputQueue& outQueue, wire::BufferPool& inPool);

@@ -275,22 +275,16 @@ void SenderCore::Tick(TimePoint inNow) {
     FreeBroadcasts();
 }
 
-std::optional<TimePoint> SenderCore::NextDeadline() const {
+std::optional<TimePoint> SenderCore::NextTick() const {
     std::optional<TimePoint> next;
-    const auto consider = [&](std::optional<TimePoint> inTime) {
-        if (inTime && (!next || *inTime < *next)) {
-            next = inTime;
-        }
-    };
-    if (mBlockedSince) {
-        consider(*mBlockedSince + mLimits.broadcastWait);
-    }
     for (const auto& lane : mLanes) {
-        if (lane) {
-            consider(CutTime(*lane));
-        }
+        next = wire::Earlier(next, lane ? CutTime(*lane) : std::nullopt);
     }
     return next;
+}
+
+std::optional<TimePoint> SenderCore::NextPump() const {
+    return mBlockedSince ? std::optional(*mBlockedSince + mLimits.broadcastWait) : std::nullopt;
 }
 
 void SenderCore::Cut(Lane& ioLane) {

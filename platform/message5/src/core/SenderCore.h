@@ -69,8 +69,11 @@ class SenderCore {
     void Pump(wire::OutputQueue& outQueue, wire::TimePoint inNow);
     /// Does what is due: cuts receivers off.
     void Tick(wire::TimePoint inNow);
-    /// When Tick and Pump have to be called though nothing else happens.
-    std::optional<wire::TimePoint> NextDeadline() const;
+    /// When Tick has something to do though nothing else happens; after a Tick always later than that.
+    std::optional<wire::TimePoint> NextTick() const;
+    /// When Pump has something to do though nothing else happens. Only Pump puts it off: no reason to look
+    /// again while nothing can be written.
+    std::optional<wire::TimePoint> NextPump() const;
     /// Failures since the last call, in order of sending per receiver.
     std::vector<SendFailure> TakeFailures();
     bool HasFailures() const noexcept { return !mFailures.empty(); }

@@ -1,6 +1,7 @@
 /// The numbers and small values that client and broker share. Plain values: any thread may copy them.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -32,6 +33,14 @@ using Nonce = std::array<std::uint64_t, 2>;
 /// Monotonic time. The cores never read a clock: it is handed in.
 using TimePoint = std::chrono::steady_clock::time_point;
 using Duration = std::chrono::steady_clock::duration;
+
+/// Of two moments that may never come.
+inline std::optional<TimePoint> Earlier(std::optional<TimePoint> inOne, std::optional<TimePoint> inOther) {
+    if (!inOne || !inOther) {
+        return inOne ? inOne : inOther;
+    }
+    return std::min(*inOne, *inOther);
+}
 
 inline constexpr Slot kNoSlot = 0;
 /// No sender ever counts this far; anything above is a wrong peer.
