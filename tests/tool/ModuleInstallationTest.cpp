@@ -129,8 +129,10 @@ TEST_F(ModuleInstallation, AnErrorWithoutAReasonIsSaidToHaveNone) {
     install.push_back("--json");
     ChildProcess tool(Command(install));
     ASSERT_TRUE(service->AwaitOutput(zarnd::kInstallType)) << tool.Errors();
-    Run({"send", zarnd::kEventType,
+    const auto told = Run(
+        {"send", zarnd::kEventType,
          R"({"event-type":"error","module-id":"KQ7L","error-data":{"error-code":"","error-metadata":""}})"});
+    EXPECT_EQ(told.mExitCode, 0) << told.mErrors;
     EXPECT_EQ(tool.Wait(), 1);
     EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L is not installed: the desktop service gives no reason\n"));
     EXPECT_THAT(tool.Output(), HasSubstr("\"text\":\"the desktop service gives no reason\""));
