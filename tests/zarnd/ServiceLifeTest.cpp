@@ -72,10 +72,28 @@ TEST_F(Serving, ServesOneDataFolderOnce) {
 TEST_F(Serving, ServesOneBusOnce) {
     mDesk.StartService();
     const ScratchFolder other;
-    const auto second = support::Run(mDesk.ServiceCommand({"--data-dir", other.Path().string()}));
+    support::Command command = mDesk.ServiceCommand();
+    command.mArguments = {ZARND_PROGRAM, "--data-dir", other.Path().string()};
+    const auto second = support::Run(command);
     EXPECT_EQ(second.mExitCode, 3);
     EXPECT_THAT(second.mErrors, AllOf(HasSubstr("serves this bus already"), Not(HasSubstr("serving as"))));
     EXPECT_EQ(mDesk.Service().Wait(std::chrono::seconds(0)), std::nullopt);
+}
+
+TEST_F(Serving, LeavesTheBusToAnOlderServiceThatComesLater) {
+    const ScratchFolder other;
+    support::Command command = mDesk.ServiceCommand();
+    command.mArguments = {
+        "/bin/sh",           "-c",          R"(until [ -e "$0" ]; do sleep 0.1; done; exec "$@")",
+        other.Path() / "go", ZARND_PROGRAM, "--data-dir",
+        other.Path()};
+    ChildProcess older(command);
+    mDesk.StartService();
+    Write(other.Path() / "go", "");
+    EXPECT_EQ(mDesk.Service().Wait(), 3);
+    EXPECT_TRUE(older.AwaitErrors("serving as")) << older.Errors();
+    older.Signal(SIGTERM);
+    EXPECT_EQ(older.Wait(), 0);
 }
 
 TEST_F(Serving, DoesNotStartWithAuthoritiesThatItCannotUse) {

@@ -59,15 +59,13 @@ void BusHost::OnRefresh(void* inThis) {
     auto& self = *static_cast<BusHost*>(inThis);
     if (!self.mDispatcher->IsDispatcherReady()) return;
     std::vector<Asker> endPoints = self.EndPoints();
-    if (!self.mIsReady) {
-        self.mIsReady = true;
-        const Asker own = AskerOf(self.mDispatcher->GetSelfEndPoint());
-        if (const auto rival = OlderService(endPoints, own, &StartOfSystemProcess)) {
-            self.mRivalTaker(*rival);
-            return;
-        }
-        Note("serving as " + own.mAppId);
+    const Asker own = AskerOf(self.mDispatcher->GetSelfEndPoint());
+    // Each time: of two that begin together the older one may be the last to come.
+    if (const auto rival = OlderService(endPoints, own, &StartOfSystemProcess)) {
+        if (!std::exchange(self.mHasRival, true)) self.mRivalTaker(*rival);
+        return;
     }
+    if (!std::exchange(self.mServes, true)) Note("serving as " + own.mAppId);
     self.mEndPointsTaker(std::move(endPoints));
 }
 

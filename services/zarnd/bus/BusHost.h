@@ -50,7 +50,9 @@ class BusHost final : public IPort, private api5::IPlexaMessageListener {
     RivalTaker mRivalTaker;
     api5::IPlexaMessageDispatcher* mDispatcher = nullptr;
     bool mHasJoined = false;
-    bool mIsReady = false;  // of the delivery thread
+    // Of the delivery thread:
+    bool mServes = false;
+    bool mHasRival = false;
 };
 
 }  // namespace orvane::plexa::zarnd
