@@ -18,8 +18,6 @@ using nuocore::serialization::VariantValue;
 
 namespace {
 
-constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;
-
 std::string Below(const std::string& inPath, std::string_view inName) {
     std::string path = inPath;
     if (!path.empty()) path += '/';
@@ -79,7 +77,7 @@ void Flatten(const VariantObject& inObject, const std::string& inPath, PayloadTe
 PayloadTexts ReadXML(std::string_view inText) {
     PayloadTexts texts;
     nuocore::xml::ParserOptions options;
-    options.mLimits.mMaxBytes = kMaxBytes;
+    options.mLimits.mMaxBytes = kMaxReadBytes;
     options.mLimits.mMaxDepth = kMaxQuestionDepth;
     nuocore::xml::GetParser(std::make_unique<TextCollector>(texts), options)->Parse(inText);
     return texts;
@@ -87,7 +85,7 @@ PayloadTexts ReadXML(std::string_view inText) {
 
 PayloadTexts ReadJSON(std::string_view inText) {
     const auto value =
-        nuocore::serialization::ParseJSON(inText, {kMaxBytes, kMaxQuestionDepth, kMaxQuestionValues});
+        nuocore::serialization::ParseJSON(inText, {kMaxReadBytes, kMaxQuestionDepth, kMaxQuestionValues});
     const auto* const object = boost::any_cast<VariantObject>(value.get());
     if (object == nullptr) throw PayloadError("the payload is no object");
     PayloadTexts texts;
@@ -127,7 +125,6 @@ std::optional<RequestId> RequestIdOf(const PayloadTexts& inTexts) {
 }
 
 std::optional<std::string> OnlyRequestId(std::string_view inText) try {
-    if (inText.size() > kMaxReadBytes) return std::nullopt;
     const auto id = RequestIdOf(ReadPayload(inText));
     if (!id || id->mId.size() > kMaxReadIdBytes) return std::nullopt;
     VariantObject content;
