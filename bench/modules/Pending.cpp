@@ -20,8 +20,41 @@ using Clock = std::chrono::steady_clock;
 constexpr int kRounds = 201;
 constexpr int kEventsInARound = 1000;
 
+/// Deployments that are told, with the time and the work as the measurement says.
+class Measured : protected IDeploymentActions {
+  public:
+    [[nodiscard]] std::size_t Count() const { return mCount; }
+
+  protected:
+    void StartWork(const ModuleKey& /*inKey*/, const ModuleSpec& /*inModule*/) override {}
+    void StopWork(const ModuleKey& /*inKey*/) override {}
+    void Tell(const Asker& /*inAsker*/, const DeploymentEvent& inEvent) override {
+        mCount += WriteEvent(inEvent).empty() ? 0 : 1;
+    }
+    /// The request of a process of its own.
+    void Request(std::size_t inNumber, const Plan& inPlan) {
+        mDeployment.OnRequest({AskerOf(inNumber), {"QRTX", inPlan.back().mSpec.mId}, "20.0"}, inPlan, mNow);
+    }
+    static Asker AskerOf(std::size_t inNumber) {
+        return {"HOST-1.0", inNumber, static_cast<std::int32_t>(inNumber)};
+    }
+    static PlannedModule Planned(const std::string& inModule) {
+        PlannedModule planned;
+        planned.mSpec.mId = inModule;
+        planned.mWeight = 1000;
+        return planned;
+    }
+
+    Deployment mDeployment{*this};
+    Deployment::Time mNow = Clock::now();
+    double mShare = 0;
+
+  private:
+    std::size_t mCount = 0;
+};
+
 /// So many requests of as many processes, each for a module of its own. Three modules are worked on.
-class Pending : private IDeploymentActions {
+class Pending : public Measured {
   public:
     explicit Pending(std::size_t inRequests) {
         for (std::size_t number = 0; number != inRequests; ++number) Request(number);
@@ -48,50 +81,26 @@ class Pending : private IDeploymentActions {
         mWorkedOn = mStarted;
         mShare = 0;
     }
-    [[nodiscard]] std::size_t Told() const { return mTold; }
 
   private:
     static ModuleKey KeyOf(std::size_t inNumber) { return {"QRTX", "MODULE-" + std::to_string(inNumber)}; }
-    static Asker AskerOf(std::size_t inNumber) {
-        return {"HOST-1.0", inNumber, static_cast<std::int32_t>(inNumber)};
-    }
-    void Request(std::size_t inNumber) {
-        PlannedModule planned;
-        planned.mSpec.mId = KeyOf(inNumber).mModule;
-        planned.mWeight = 1000;
-        mDeployment.OnRequest({AskerOf(inNumber), KeyOf(inNumber), "20.0"}, {planned}, mNow);
-    }
+    void Request(std::size_t inNumber) { Measured::Request(inNumber, {Planned(KeyOf(inNumber).mModule)}); }
     void StartWork(const ModuleKey& inKey, const ModuleSpec& /*inModule*/) override {
         mStarted = std::stoul(inKey.mModule.substr(inKey.mModule.find('-') + 1));
     }
-    void StopWork(const ModuleKey& /*inKey*/) override {}
-    void Tell(const Asker& /*inAsker*/, const DeploymentEvent& inEvent) override {
-        mTold += WriteEvent(inEvent).empty() ? 0 : 1;
-    }
 
-    Deployment mDeployment{*this};
-    Deployment::Time mNow = Clock::now();
-    double mShare = 0;
     std::size_t mWorkedOn = 0;
     std::size_t mStarted = 0;
-    std::size_t mTold = 0;
 };
 
 /// A module that is worked on, and so many that wait for it, each asked for by a process of its own.
-class NeededByMany : private IDeploymentActions {
+class NeededByMany : public Measured {
   public:
     explicit NeededByMany(std::size_t inDependents) {
-        PlannedModule base;
-        base.mSpec.mId = "BASE";
-        base.mWeight = 1000;
         for (std::size_t number = 0; number != inDependents; ++number) {
-            PlannedModule planned = base;
-            planned.mSpec.mId = "MODULE-" + std::to_string(number);
+            PlannedModule planned = Planned("MODULE-" + std::to_string(number));
             planned.mSpec.mNeeds = {"BASE"};
-            mDeployment.OnRequest({{"HOST-1.0", number, static_cast<std::int32_t>(number)},
-                                   {"QRTX", planned.mSpec.mId},
-                                   "20.0"},
-                                  {base, planned}, mNow);
+            Request(number, {Planned("BASE"), planned});
         }
     }
     /// The work has come a percent further, of which everybody is told.
@@ -100,30 +109,17 @@ class NeededByMany : private IDeploymentActions {
         mShare += 0.02;
         mDeployment.OnShare({"QRTX", "BASE"}, mShare, mNow);
     }
-    [[nodiscard]] std::size_t Told() const { return mTold; }
-
-  private:
-    void StartWork(const ModuleKey& /*inKey*/, const ModuleSpec& /*inModule*/) override {}
-    void StopWork(const ModuleKey& /*inKey*/) override {}
-    void Tell(const Asker& /*inAsker*/, const DeploymentEvent& inEvent) override {
-        mTold += WriteEvent(inEvent).empty() ? 0 : 1;
-    }
-
-    Deployment mDeployment{*this};
-    Deployment::Time mNow = Clock::now();
-    double mShare = 0;
-    std::size_t mTold = 0;
 };
 
 void MeasureNeededByMany() {
     constexpr int kPercent = 40;
     NeededByMany needed(kMaxModules - 1);
-    const std::size_t before = needed.Told();
+    const std::size_t before = needed.Count();
     const auto begin = Clock::now();
     for (int event = 0; event != kPercent; ++event) needed.Share();
     const std::chrono::duration<double, std::milli> time = Clock::now() - begin;
     std::printf("progress of one that %zu wait for: %.2f ms an event, %zu told of each\n", kMaxModules - 1,
-                time.count() / kPercent, (needed.Told() - before) / kPercent);
+                time.count() / kPercent, (needed.Count() - before) / kPercent);
 }
 
 double NanosecondsOf(const std::function<void()>& inEvent) {
@@ -167,6 +163,6 @@ int main() {
         std::printf("%-26s %10.0f %10.0f %7.2f\n", name, ofFew, ofMany, ofMany / ofFew);
     }
     MeasureNeededByMany();
-    std::printf("(%zu events told)\n", few.Told() + many.Told());
+    std::printf("(%zu events told)\n", few.Count() + many.Count());
     return 0;
 }

@@ -28,12 +28,7 @@ TEST(Fetch, GivesUpAfterAttemptsThatBringNothing) {
 }
 
 TEST(Fetch, NoticesAServerThatStalls) {
-    HttpServer server([](const Question& inQuestion) {
-        Answer answer = Content(inQuestion, kContent);
-        answer.mCutAfter = 100'000;
-        answer.mStalls = true;
-        return answer;
-    });
+    HttpServer server(Stalled(kContent, 100'000));
     FetchSettings settings = Quick();
     settings.mRetry.mMaxBreaks = 1;
     Collector sink;

@@ -11,11 +11,7 @@ namespace zarnd_test {
 using namespace std::chrono_literals;
 
 TEST(Fetch, GoesOnWhereItBrokeOff) {
-    HttpServer server([](const Question& inQuestion) {
-        Answer answer = Content(inQuestion, kContent);
-        answer.mCutAfter = 100'000;
-        return answer;
-    });
+    HttpServer server(Cut(kContent, 100'000));
     Collector sink;
     EXPECT_EQ(CodeOf(server.Address(), kContent.size(), sink), std::nullopt);
     EXPECT_EQ(sink.mText, kContent);

@@ -121,12 +121,7 @@ TEST(Fetch, SaysWhenThereIsNoServer) {
 }
 
 TEST(Fetch, StopsAtOnceWhenNobodyWantsItAnyMore) {
-    HttpServer server([](const Question& inQuestion) {
-        Answer answer = Content(inQuestion, kContent);
-        answer.mCutAfter = 1000;
-        answer.mStalls = true;
-        return answer;
-    });
+    HttpServer server(Stalled(kContent, 1000));
     FetchSettings settings = Quick();
     settings.mPace.mStallLimit = 1h;
     std::stop_source stop;

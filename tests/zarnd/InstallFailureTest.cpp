@@ -85,12 +85,7 @@ TEST_F(Installing, IsCancelledAtAnyTimeBeforeTheSwitch) {
 }
 
 TEST_F(Installing, IsCancelledInTheMiddleOfAStreamThatStands) {
-    HttpServer server([](const Question& inQuestion) {
-        Answer answer = Content(inQuestion, kNew);
-        answer.mCutAfter = 50'000;
-        answer.mStalls = true;
-        return answer;
-    });
+    HttpServer server(Stalled(kNew, 50'000));
     std::stop_source stop;
     const InstallWatch watch{[](InstallStep) {}, [&](double) { stop.request_stop(); }};
     EXPECT_THROW(Install("QRTX", ModuleOf(kNew, server.Address()), mStore, mSettings, mConflicts, watch,

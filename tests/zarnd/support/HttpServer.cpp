@@ -153,4 +153,20 @@ Answer Content(const Question& inQuestion, const std::string& inContent, const s
     return answer;
 }
 
+HttpServer::Answerer Cut(const std::string& inContent, std::size_t inAfter) {
+    return [=](const Question& inQuestion) {
+        Answer answer = Content(inQuestion, inContent);
+        answer.mCutAfter = inAfter;
+        return answer;
+    };
+}
+
+HttpServer::Answerer Stalled(const std::string& inContent, std::size_t inAfter) {
+    return [cut = Cut(inContent, inAfter)](const Question& inQuestion) {
+        Answer answer = cut(inQuestion);
+        answer.mStalls = true;
+        return answer;
+    };
+}
+
 }  // namespace zarnd_test

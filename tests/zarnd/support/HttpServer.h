@@ -72,4 +72,8 @@ class HttpServer {
 Answer Content(const Question& inQuestion, const std::string& inContent,
                const std::string& inTag = "\"one\"");
 
+/// Answers like that, which go no further after so many bytes: the server hangs up then, or stays silent.
+HttpServer::Answerer Cut(const std::string& inContent, std::size_t inAfter);
+HttpServer::Answerer Stalled(const std::string& inContent, std::size_t inAfter);
+
 }  // namespace zarnd_test
