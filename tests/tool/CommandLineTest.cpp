@@ -15,6 +15,14 @@ namespace {
 
 using Words = std::vector<std::string>;
 
+/// A dictionary with a thousand values, which is not too long.
+std::string Thousand() {
+    std::string text = "{";
+    for (int number = 0; number != 1000; ++number) text += '"' + std::to_string(number) + "\":true,";
+    text.back() = '}';
+    return text;
+}
+
 class CommandLine : public OnBus {
   protected:
     [[nodiscard]] std::string HelpOf(Words inVerb) const {
@@ -102,7 +110,9 @@ TEST_F(CommandLine, AWrongCommandLineEndsWithCodeTwoAndAReason) {
         {"notify", "mail", "new", "n:=1"},
         {"notify", "mail", "new", "text=" + std::string(17'000, 'x')},
         {"notify", "mail", "new", R"({"1":{"2":{"3":{"4":{"5":{"6":{"7":{"8":"deep"}}}}}}}})"},
+        {"notify", "mail", "new", Thousand()},
         {"module", "check", std::string(17'000, 'x'), "--product", "QRTX"},
+        {"module", "install", std::string(17'000, 'x'), "--product", "QRTX"},
         {"notify", "mail", "new", "a=1", "a=2"},
         {"module"},
         {"module", "install"},

@@ -16,6 +16,7 @@ namespace tool_test {
 using support::ChildProcess;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 namespace fs = std::filesystem;
 namespace zarnd = orvane::plexa::zarnd;
@@ -55,8 +56,8 @@ class ModuleInstallation : public OnDesktop {
     }
     /// A process that says it is the service, and prints what it is asked.
     [[nodiscard]] std::unique_ptr<ChildProcess> OtherService() const {
-        auto service = std::make_unique<ChildProcess>(
-            Command({"subscribe", zarnd::kInstallType, zarnd::kCancelType, "--as", "zarnd"}));
+        auto service = std::make_unique<ChildProcess>(Command(
+            {"subscribe", zarnd::kInstallType, zarnd::kCancelType, zarnd::kCheckType, "--as", "zarnd"}));
         EXPECT_TRUE(service->AwaitErrors("listening as zarnd-")) << service->Errors();
         return service;
     }
@@ -80,11 +81,15 @@ TEST_F(ModuleInstallation, AServiceThatLeavesLeavesNobodyWaiting) {
     const SilentServer server;
     Offer("KQ7L", 1000, "", server.Address());
     StartService();
-    ChildProcess tool(Command(Install("KQ7L")));
-    ASSERT_TRUE(tool.AwaitOutput("KQ7L: 0 %")) << tool.Errors();
+    std::vector<std::string> install = Install("KQ7L");
+    install.push_back("--json");
+    ChildProcess tool(Command(install));
+    ASSERT_TRUE(tool.AwaitOutput("\"percent\":0")) << tool.Errors();
     KillService();
     EXPECT_EQ(tool.Wait(), 1);
     EXPECT_THAT(tool.Errors(), HasSubstr("the desktop service has left the bus"));
+    EXPECT_THAT(tool.Output(), HasSubstr("\"event\":\"error\""));
+    EXPECT_THAT(tool.Output(), Not(HasSubstr("\"result\":0")));
 }
 
 TEST_F(ModuleInstallation, AServiceThatIsReplacedLeavesNobodyWaiting) {
@@ -136,18 +141,36 @@ TEST_F(ModuleInstallation, AnErrorWithoutAReasonIsSaidToHaveNone) {
     EXPECT_EQ(tool.Wait(), 1);
     EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L is not installed: the desktop service gives no reason\n"));
     EXPECT_THAT(tool.Output(), HasSubstr("\"text\":\"the desktop service gives no reason\""));
-    EXPECT_THAT(tool.Output(), testing::Not(HasSubstr("\"result\":0")));
+    EXPECT_THAT(tool.Output(), Not(HasSubstr("\"result\":0")));
 }
 
 TEST_F(ModuleInstallation, ACheckOfAServiceThatLeavesEnds) {
-    const auto service =
-        std::make_unique<ChildProcess>(Command({"subscribe", zarnd::kCheckType, "--as", "zarnd"}));
-    ASSERT_TRUE(service->AwaitErrors("listening as zarnd-")) << service->Errors();
+    const auto service = OtherService();
     ChildProcess tool(Command({"module", "check"}));
     ASSERT_TRUE(service->AwaitOutput(zarnd::kCheckType)) << tool.Errors();
     service->Signal(SIGINT);
     EXPECT_EQ(tool.Wait(), 3);
     EXPECT_THAT(tool.Errors(), HasSubstr("has left the bus without an answer"));
+}
+
+TEST_F(ModuleInstallation, ACancellationOfAServiceThatLeavesEnds) {
+    const auto service = OtherService();  // says nothing
+    ChildProcess tool(Command(Install("KQ7L")));
+    ASSERT_TRUE(service->AwaitOutput(zarnd::kInstallType)) << tool.Errors();
+    tool.Signal(SIGINT);
+    ASSERT_TRUE(service->AwaitOutput(zarnd::kCancelType)) << tool.Errors();
+    service->Signal(SIGINT);
+    EXPECT_EQ(tool.Wait(), 1);
+    EXPECT_THAT(tool.Errors(), HasSubstr("the desktop service has left the bus"));
+}
+
+TEST_F(ModuleInstallation, AnInterruptionEndsTheWaitForACheck) {
+    const auto service = OtherService();
+    ChildProcess tool(Command({"module", "check"}));
+    ASSERT_TRUE(service->AwaitOutput(zarnd::kCheckType)) << tool.Errors();
+    tool.Signal(SIGINT);
+    EXPECT_EQ(tool.Wait(), 3);
+    EXPECT_THAT(tool.Errors(), HasSubstr("interrupted before the desktop service answered"));
 }
 
 TEST_F(ModuleInstallation, ASecondInterruptionWaitsForNothing) {

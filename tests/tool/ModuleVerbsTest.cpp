@@ -114,4 +114,25 @@ TEST_F(Modules, AServiceThatStillEndsHoldsTheNextOneUp) {
     EXPECT_THAT(tool.Output(), HasSubstr("KQ7L"));
 }
 
+// The tool starts the program that lies beside it.
+TEST_F(Modules, AServiceThatGivesWayToAnotherIsNoFailure) {
+    const fs::path folder = mBus.Folder() / "bin";
+    fs::create_directories(folder);
+    fs::copy_file(PLEXA_PROGRAM, folder / "plexa");
+    const auto listAfter = [&](int inFirstExit) {
+        std::ofstream(folder / "zarnd") << "#!/bin/sh\n[ -e \"$0.ended\" ] && exec " ZARND_PROGRAM " \"$@\"\n"
+                                        << "touch \"$0.ended\"; exit " << inFirstExit << "\n";
+        fs::permissions(folder / "zarnd", fs::perms::owner_all);
+        fs::remove(folder / "zarnd.ended");
+        support::Command list = Command({"module", "list"});
+        list.mArguments.front() = folder / "plexa";
+        return support::Run(list);
+    };
+    const auto failed = listAfter(1);
+    EXPECT_EQ(failed.mExitCode, 4);
+    EXPECT_THAT(failed.mErrors, HasSubstr("could not serve"));
+    const auto listed = listAfter(3);
+    EXPECT_EQ(listed.mExitCode, 0) << listed.mErrors;
+}
+
 }  // namespace tool_test

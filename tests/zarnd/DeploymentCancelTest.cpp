@@ -107,15 +107,16 @@ TEST_F(Deploying, BeginsAnewWithWhatTheCatalogueSaysThen) {
     plan = {Planned("B", 100), Planned("A<B", 100)};
     plan.back().mSpec.mVersion = "2";
     RequestPlan(kBert, plan);
+    RequestPlan({"CARA-1", 3, 33}, plan);
     EXPECT_THAT(mWorking, ElementsAre("A", "B"));
-    // What was too late to be stopped is not what Bert has asked for.
+    // What was too late to be stopped is not what they have asked for.
     Done("A", Completed{});
-    EXPECT_THAT(Told(), ElementsAre("AA 0", "BA 0", "AA completed"));
+    EXPECT_THAT(Told(), ElementsAre("AA 0", "BA 0", "CA 0", "AA completed"));
     EXPECT_THAT(mWorking, ElementsAre("B"));
     Done("B");
     EXPECT_EQ(mSpecs["A"].mVersion, "2");
     Done("A");
-    EXPECT_THAT(Told(), ElementsAre("BA 100", "BA completed"));
+    EXPECT_THAT(Told(), ElementsAre("BA 100", "CA 100", "BA completed", "CA completed"));
 }
 
 TEST_F(Deploying, ForgetsWhatIsNeededByWorkThatDoesNotBeginAnew) {

@@ -118,45 +118,29 @@ TEST_F(Deploying, LetsAModuleThatStillWaitsNeedNothingAnyMore) {
     EXPECT_THAT(Told(), ElementsAre("AA 0", "BA 0", "AA 100", "BA 100", "AA completed", "BA completed"));
 }
 
-TEST_F(Deploying, TellsAProcessThatComesBackUnderAnotherEndPoint) {
-    const Asker back{kAnna.mAppId, 7, kAnna.mProcessId};
-    std::uint64_t start = 5;
-    const StartOfProcess startOf = [&](std::int32_t) { return start; };
-    RequestFrom(kAnna, "A", 5);
-    RequestFrom(kBert, "A", 5);
-    mDeployment.OnEndPoints({kBert}, startOf);
-    mDeployment.OnEndPoints({kBert, back}, startOf);
-    EXPECT_TRUE(mDeployment.IsAwaited(back, {"QRTX", "A"}));
-    EXPECT_FALSE(mDeployment.IsAwaited(kAnna, {"QRTX", "A"}));
-    EXPECT_TRUE(mDeployment.IsAwaited(kBert, {"QRTX", "A"}));
-    // Another process with the same id is nobody that asked.
-    start = 6;
-    mDeployment.OnEndPoints({kBert, {kAnna.mAppId, 8, kAnna.mProcessId}}, startOf);
-    EXPECT_TRUE(mDeployment.IsAwaited(back, {"QRTX", "A"}));
-    Done("A");
-    EXPECT_TRUE(mDeployment.IsIdle());
+TEST_F(Deploying, TakesUpWhatAModuleNeedsThatWasReadyAndKeepsItsTurn) {
+    for (const char* const module : {"E", "F", "G", "A", "B", "H"}) Request(kBert, {module});
+    Request(kAnna, {"C", "A<C"});
+    Plan plan = {Planned("B", 100)};
+    plan.back().mSpec.mVersion = "2";
+    RequestPlan(kAnna, plan);
+    Done("E");
+    EXPECT_THAT(mWorking, ElementsAre("B", "F", "G")) << "it was asked for before H";
+    for (const char* const module : {"B", "F", "G"}) Done(module);
+    EXPECT_THAT(mWorking, ElementsAre("C", "H"));
+    Done("C");
+    EXPECT_THAT(mWorking, ElementsAre("A", "H"));
 }
 
-TEST_F(Deploying, OwesAProcessThatComesBackAndAsksAgainOneEnd) {
-    const Asker back{kAnna.mAppId, 7, kAnna.mProcessId};
-    const StartOfProcess startOf = [](std::int32_t) { return 5U; };
-    RequestFrom(kAnna, "A", 5);
+TEST_F(Deploying, LetsWhoJoinsTheWorkHaveWhatThatBrings) {
+    Request(kAnna, {"A"});
     Share("A", 0.5);
-    RequestFrom(back, "A", 5);
-    RequestFrom(kAnna, "B", 5);
-    Cancel(kAnna, "B");
-    RequestFrom(back, "B", 5);
-    Told();
-    mDeployment.OnEndPoints({back}, startOf);
+    Request(kBert, {"B", "A<B"});  // as the catalogue says by now
+    EXPECT_THAT(mWorking, ElementsAre("A"));
     Done("A");
-    EXPECT_THAT(Told(), ElementsAre("AA 100", "AA completed"));
-    Done("B", CancelledByAsker{});
-    EXPECT_THAT(Told(), IsEmpty());
-    Done("B");
-    EXPECT_THAT(Told(), ElementsAre("AB 100", "AB completed"));
-    for (std::size_t i = 0; i != Deployment::kMaxRequests; ++i) Request({"ANNA-1", i, 1}, {"A"});
-    EXPECT_THAT(Told(), testing::Not(testing::Contains(testing::HasSubstr("error"))))
-        << "they are counted twice";
+    EXPECT_THAT(Told(),
+                ElementsAre("AA 0", "AA 50", "BA 50", "AA 100", "BA 100", "AA completed", "BA completed"));
+    EXPECT_TRUE(mDeployment.IsIdle());
 }
 
 TEST_F(Deploying, WorksOnThreeAtATimeInTheOrderOfTheRequests) {

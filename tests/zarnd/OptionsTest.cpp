@@ -58,6 +58,7 @@ TEST(Options, FindTheAuthoritiesToTrust) {
     environment["ZARND_CA_FILE"] = "/variable.pem";
     EXPECT_EQ(Parse(environment).mOptions->mAuthorities, "/variable.pem");
     EXPECT_EQ(Parse(environment, {"--ca-file", "/option.pem"}).mOptions->mAuthorities, "/option.pem");
+    EXPECT_EQ(Parse(environment, {"--ca-file", ""}).mExitCode, kExitUsage);
 }
 
 TEST(Options, StayForAWhileOnDemandAndForEverOtherwise) {

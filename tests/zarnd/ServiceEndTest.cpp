@@ -1,12 +1,9 @@
 // How the service ends: everybody is told, and once.
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <filesystem>
 #include <stdexcept>
-#include <system_error>
 
-#include "install/FileList.h"
+#include "support/LargeModule.h"
 #include "support/ServiceFixture.h"
 
 namespace zarnd_test {
@@ -14,7 +11,6 @@ namespace zarnd_test {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-namespace fs = std::filesystem;
 
 using ServiceEnd = ServiceParts;
 
@@ -44,29 +40,11 @@ TEST_F(ServiceEnd, KeepsAnObserverThatComesAtTheVeryEnd) {
 }
 
 TEST_F(ServiceEnd, StopsALongCheckThatKeptNothingElseWaiting) {
-    constexpr std::uintmax_t kHours = std::uintmax_t{1} << 43U;  // to read it
-    const ModuleStore store(mScratch.Path() / "modules");
-    StagedModule staged = store.Stage("QRTX", "A");
-    Write(staged.Files() / "large", "");
-    fs::resize_file(staged.Files() / "large", kHours);
-    FileListWriter list(staged.List());
-    list.Add({"large", kHours, DigestOf("other"), false, {}});
-    ModuleStore::Complete(staged, {"QRTX", "A", "1", DigestOf(""), {}, {}, list.Finish()});
-    store.Switch(std::move(staged), "QRTX", "A");
+    InstallZeros(ModuleStore(mScratch.Path() / "modules"), "1", "large", kHours);
     Start();
     Take(Ask(kAnna, kCheckType));
-    const auto isOpen = [&] {
-        for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-            std::error_code gone;
-            if (fs::read_symlink(entry.path(), gone).filename() == "large") return true;
-        }
-        return false;
-    };
-    const auto until = std::chrono::steady_clock::now() + support::kPatience;
-    while (!isOpen()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), until);
-        ASSERT_THAT(mPort.To(kAnna), IsEmpty()) << "it is not so long a check";
-    }
+    AwaitOpen("large", 1);
+    ASSERT_THAT(mPort.To(kAnna), IsEmpty()) << "it is not so long a check";
     Take(Ask(kBert, kListType));  // doesn't wait behind it
     mPort.Await(kBert, "\"done\"");
     Take(Ask(kBert, kCheckType));  // does

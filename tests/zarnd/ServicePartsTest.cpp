@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "bus/OtherService.h"
+#include "bus/QuestionLimits.h"
 #include "support/HttpServer.h"
 #include "support/ServiceFixture.h"
 
@@ -74,6 +75,8 @@ TEST_F(ServiceParts, RefusesQuestionsThatAreTooLongByTheirId) {
     EXPECT_EQ(OnlyRequestId(R"({"filler":")" + filler + "\"}"), std::nullopt);
     EXPECT_EQ(OnlyRequestId(R"({"request-id":")" + filler + "\"}"), std::nullopt);
     EXPECT_EQ(OnlyRequestId(filler), std::nullopt);
+    EXPECT_EQ(OnlyRequestId(R"({"request-id":"7","filler":")" + std::string(kMaxReadBytes, 'x') + "\"}"),
+              std::nullopt);
     Start();
     for (const char* const type : {kInstallType, kObserverType, kListType, kPushType}) {
         Take({kAnna, type, *id, true});
@@ -94,6 +97,53 @@ TEST_F(ServiceParts, EchoesAnIdAsItCame) {
     Take(Install(kBert, longOne));
     mPort.Await(kBert, "<module-id>" + longOne + "</module-id>");
     EXPECT_THAT(mPort.To(kBert), ElementsAre("error 203"));
+}
+
+TEST_F(ServiceParts, TellsAProcessThatHasComeBack) {
+    const Asker before{"ANNA-1", 1, ::getpid()};
+    const Asker now{"ANNA-1", 2, ::getpid()};
+    Start();
+    Take(Install(before, "A"));
+    mDoor.AwaitComer();
+    PutEndPoints(mInputs, {now});
+    Take(Ask(kBert, kListType));
+    mPort.Await(kBert, "\"done\"");  // so it has looked who is there
+    mDoor.Open();
+    mPort.Await(now, "completed");
+    EXPECT_THAT(mPort.To(before), ElementsAre("progress 0"));
+}
+
+TEST_F(ServiceParts, InstallsNoMoreThanAThousandModulesForOne) {
+    // One that needs twenty, each of which needs as many others of its own.
+    const auto offer = [this](std::size_t inOthers) {
+        const std::string module = Module("a");
+        std::string modules;
+        std::string groups;
+        const auto add = [&](const std::string& inId, const std::string& inNeeds) {
+            modules +=
+                "\"" + inId + "\":" + module.substr(0, module.size() - 1) + ",\"needs\":[" + inNeeds + "]},";
+        };
+        for (std::size_t group = 0, other = 0; group != 20; ++group) {
+            std::string others;
+            for (; other * 20 < inOthers * (group + 1); ++other) {
+                add("O" + std::to_string(other), "");
+                others += (others.empty() ? "\"O" : ",\"O") + std::to_string(other) + "\"";
+            }
+            add("G" + std::to_string(group), others);
+            groups += (groups.empty() ? "\"G" : ",\"G") + std::to_string(group) + "\"";
+        }
+        add("TOP", groups);
+        modules.pop_back();
+        Offer(modules);
+    };
+    Start();
+    offer(kMaxNeedsInAll - 21);
+    Take(Install(kAnna, "TOP"));
+    mPort.Await(kAnna, "progress");
+    offer(kMaxNeedsInAll - 20);
+    Take(Install(kBert, "TOP"));
+    mPort.Await(kBert, "the module needs more than 999 others");
+    EXPECT_THAT(mPort.To(kBert), ElementsAre("error 202"));
 }
 
 TEST_F(ServiceParts, NamesTheModuleThatIsNotMadeForAnEndlessVersion) {
