@@ -52,6 +52,21 @@ TEST_F(Deploying, OwesAProcessThatComesBackAndAsksAgainOneEnd) {
         << "they are counted twice";
 }
 
+TEST_F(Deploying, TellsAProcessThatComesBackNoLessThanBefore) {
+    const Asker back{kAnna.mAppId, 7, kAnna.mProcessId};
+    RequestFrom(kAnna, "A", 5);
+    Share("A", 0.8);
+    Cancel(kAnna, "A");
+    RequestFrom(kAnna, "A", 5);
+    RequestFrom(back, "A", 5);
+    mDeployment.OnEndPoints({back}, [](std::int32_t) { return 5U; });
+    Done("A", CancelledByAsker{});
+    Told();
+    Share("A", 0.5);
+    Share("A", 0.9);
+    EXPECT_THAT(Told(), ElementsAre("AA 90"));
+}
+
 TEST_F(Deploying, FollowsNobodyOfWhomItIsNotKnownWhenTheProcessStarted) {
     const StartOfProcess startOf = [](std::int32_t) { return 0U; };  // it has ended meanwhile
     RequestFrom(kAnna, "A", 0);

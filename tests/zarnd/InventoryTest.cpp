@@ -21,7 +21,7 @@ class Checking : public testing::Test {
   protected:
     /// What a check finds during which something is done.
     std::vector<CheckedModule> CheckWhile(const std::function<void()>& inDo) {
-        InstallZeros(mStore, "1", "large", kHours);
+        InstallZeros(mStore, "A", "1", "large", kHours);
         const int large = ::open((mStore.Files("QRTX", "A") / "large").c_str(), O_WRONLY | O_CLOEXEC);
         auto check = std::async(std::launch::async, [this] { return mInventory.Check("QRTX", "", {}); });
         AwaitOpen("large", 2);
@@ -40,14 +40,18 @@ class Checking : public testing::Test {
 }  // namespace
 
 TEST_F(Checking, FindsWhatHasReplacedAModuleMeanwhile) {
-    const auto checked = CheckWhile([this] { InstallZeros(mStore, "2", "small", 0); });
+    const auto checked = CheckWhile([this] { InstallZeros(mStore, "A", "2", "small", 0); });
     ASSERT_EQ(checked.size(), 1U);
     EXPECT_EQ(checked.front().mVersion, "2");
     EXPECT_THAT(checked.front().mDamages, IsEmpty());
 }
 
-TEST_F(Checking, FindsNothingOfAModuleThatWasRemovedMeanwhile) {
-    EXPECT_THAT(CheckWhile([this] { mStore.Remove("QRTX", "A"); }), IsEmpty());
+TEST_F(Checking, FindsNothingOfModulesThatWereRemovedMeanwhile) {
+    InstallZeros(mStore, "B", "1", "small", 0);  // its turn comes after that
+    const auto checked = CheckWhile([this] {
+        for (const char* const module : {"A", "B"}) mStore.Remove("QRTX", module);
+    });
+    EXPECT_TRUE(checked.empty());
 }
 
 }  // namespace zarnd_test

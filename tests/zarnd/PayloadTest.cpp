@@ -91,13 +91,14 @@ TEST(Event, IsWellFormedWhateverItEchoes) {
 }
 
 TEST(Event, ReplacesTheCharactersThatXmlHasNoFormFor) {
-    const DeploymentEvent event{
-        {"P\xEF\xBF\xBE", "M\xEF\xBF\xBF"}, "1\xEF\xBF\xBD", Error{ErrorCode::kInternal, "\xEF\xBF\xBE."}};
+    const DeploymentEvent event{{"P\xEF\xBF\xBE", "M\xEF\xBF\xBF"},
+                                "1\xEF\xBF\xBD",
+                                Error{ErrorCode::kInternal, "\xEF\xBF\xBE.\xEF\xBF\xBF"}};
     const PayloadTexts texts = ReadPayload(WriteEvent(event));
     EXPECT_EQ(texts.at("product-sapcode"), "P\xEF\xBF\xBD");
     EXPECT_EQ(texts.at("module-id"), "M\xEF\xBF\xBD");
     EXPECT_EQ(texts.at("product-vardo-version"), "1\xEF\xBF\xBD");
-    EXPECT_EQ(texts.at("error-data/error-metadata"), "\xEF\xBF\xBD.");
+    EXPECT_EQ(texts.at("error-data/error-metadata"), "\xEF\xBF\xBD.\xEF\xBF\xBD");
 }
 
 TEST(Answer, CarriesTheIdAsItCame) {

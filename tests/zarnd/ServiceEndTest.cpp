@@ -40,7 +40,7 @@ TEST_F(ServiceEnd, KeepsAnObserverThatComesAtTheVeryEnd) {
 }
 
 TEST_F(ServiceEnd, StopsALongCheckThatKeptNothingElseWaiting) {
-    InstallZeros(ModuleStore(mScratch.Path() / "modules"), "1", "large", kHours);
+    InstallZeros(ModuleStore(mScratch.Path() / "modules"), "A", "1", "large", kHours);
     Start();
     Take(Ask(kAnna, kCheckType));
     AwaitOpen("large", 1);

@@ -1,12 +1,15 @@
 // The service without a bus: what its threads, its files and those who ask much do to it.
 #include <gmock/gmock.h>
 #include <pthread.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <ctime>
+#include <stdexcept>
 
 #include "bus/OtherService.h"
-#include "bus/QuestionLimits.h"
+#include "nuocore/Log.h"
 #include "support/HttpServer.h"
 #include "support/ServiceFixture.h"
 
@@ -75,8 +78,9 @@ TEST_F(ServiceParts, RefusesQuestionsThatAreTooLongByTheirId) {
     EXPECT_EQ(OnlyRequestId(R"({"filler":")" + filler + "\"}"), std::nullopt);
     EXPECT_EQ(OnlyRequestId(R"({"request-id":")" + filler + "\"}"), std::nullopt);
     EXPECT_EQ(OnlyRequestId(filler), std::nullopt);
-    EXPECT_EQ(OnlyRequestId(R"({"request-id":"7","filler":")" + std::string(kMaxReadBytes, 'x') + "\"}"),
-              std::nullopt);
+    EXPECT_EQ(
+        OnlyRequestId(R"({"request-id":"7","filler":")" + std::string(std::size_t{64} << 10U, 'x') + "\"}"),
+        std::nullopt);
     Start();
     for (const char* const type : {kInstallType, kObserverType, kListType, kPushType}) {
         Take({kAnna, type, *id, true});
@@ -191,6 +195,29 @@ TEST_F(ServiceParts, SaysThatAServerStands) {
     Take(Install(kAnna, "A"));
     mPort.Await(kAnna, "<error-code>303<");
     mPort.Await(kAnna, "the server sends nothing for 100 ms");
+}
+
+TEST_F(ServiceParts, NotesThatAFaultIsItsOwn) {
+    mSettings.mConflicts = [](const std::vector<std::string>&) -> std::vector<std::string> {
+        throw std::logic_error("no idea");
+    };
+    std::atomic<bool> isNoted{false};
+    nuocore::log::SetLogSink([&](const nuocore::log::LogRecord& inRecord) {
+        if (std::string(inRecord.mMessage).find("by a fault of this service: no idea") != std::string::npos) {
+            isNoted = true;
+        }
+    });
+    Start();
+    const auto until = std::chrono::steady_clock::now() + support::kPatience;
+    // Of many records not all are made.
+    for (std::size_t number = 0; !isNoted && std::chrono::steady_clock::now() < until; ++number) {
+        const Asker asker{"MANY-1", number, 1};
+        Take(Install(asker, "A"));
+        mPort.Await(asker, "<error-metadata>this service fails: no idea<");
+    }
+    End();
+    nuocore::log::SetLogSink({});
+    EXPECT_TRUE(isNoted);
 }
 
 // It may be idle for one second, and has work for three.

@@ -20,17 +20,17 @@ namespace zarnd_test {
 
 inline constexpr std::uintmax_t kHours = std::uintmax_t{1} << 43U;  ///< bytes that they take to be read
 
-/// Installs a module "A" of the product "QRTX" with one file: so many zeros, with the digest of none.
-inline void InstallZeros(const orvane::plexa::zarnd::ModuleStore& inStore, const std::string& inVersion,
-                         const std::string& inFile, std::uintmax_t inSize) {
+/// Installs a module of the product "QRTX" with one file: so many zeros, with the digest of none.
+inline void InstallZeros(const orvane::plexa::zarnd::ModuleStore& inStore, const std::string& inModule,
+                         const std::string& inVersion, const std::string& inFile, std::uintmax_t inSize) {
     using namespace orvane::plexa::zarnd;
-    StagedModule staged = inStore.Stage("QRTX", "A");
+    StagedModule staged = inStore.Stage("QRTX", inModule);
     Write(staged.Files() / inFile, "");
     std::filesystem::resize_file(staged.Files() / inFile, inSize);
     FileListWriter list(staged.List());
     list.Add({inFile, inSize, DigestOf(""), false, {}});
-    ModuleStore::Complete(staged, {"QRTX", "A", inVersion, DigestOf(inVersion), {}, {}, list.Finish()});
-    inStore.Switch(std::move(staged), "QRTX", "A");
+    ModuleStore::Complete(staged, {"QRTX", inModule, inVersion, DigestOf(inVersion), {}, {}, list.Finish()});
+    inStore.Switch(std::move(staged), "QRTX", inModule);
 }
 
 /// Waits until this process has so many descriptors of files with a name.
