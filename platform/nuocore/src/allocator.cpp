@@ -4,6 +4,8 @@
 #include <new>
 #include <utility>
 
+#include "runtime/ThreadEnd.h"
+
 namespace nuocore::allocator {
 
 namespace {
@@ -19,11 +21,17 @@ struct FreeBlock {
     FreeBlock* mNext;
 };
 
+enum class CacheState : unsigned char {
+    kUnused,
+    kKeeps,
+    kOver,  // the thread is ending, or nothing would give its blocks back then: nothing is kept
+};
+
 // Trivially destructible, so that it can be used to the very end of its thread.
 struct ThreadCache {
     std::array<FreeBlock*, kSizes> mHeads;
     std::size_t mKeptBytes;
-    bool mIsOver;  // the thread is ending: nothing is kept any more
+    CacheState mState;
 };
 
 // Reached without a call: the library is loaded with its host, and this is small.
@@ -32,27 +40,15 @@ __attribute__((tls_model("initial-exec")))
 #endif
 constinit thread_local ThreadCache sCache{};
 
-// Gives everything back when its thread ends.
-struct CacheEnd {
-    CacheEnd() = default;
-    CacheEnd(const CacheEnd&) = delete;
-    CacheEnd& operator=(const CacheEnd&) = delete;
-    ~CacheEnd() {
-        sCache.mIsOver = true;
-        for (FreeBlock*& head : sCache.mHeads) {
-            while (head != nullptr) {
-                ::operator delete(std::exchange(head, head->mNext));
-            }
+// At the end of its thread.
+void GiveBack() noexcept {
+    sCache.mState = CacheState::kOver;
+    for (FreeBlock*& head : sCache.mHeads) {
+        while (head != nullptr) {
+            ::operator delete(std::exchange(head, head->mNext));
         }
     }
-    bool mIsUsed = false;
-};
-
-thread_local CacheEnd sCacheEnd;
-
-// The first use has it destroyed at the end of the thread. Apart, so that who needs no call saves no
-// registers.
-[[gnu::noinline]] void RegisterEnd() noexcept { sCacheEnd.mIsUsed = true; }
+}
 
 // Sanitizers have to see every block.
 #if defined(__has_feature)
@@ -69,6 +65,22 @@ constexpr bool kKeepsBlocks = true;
 
 constexpr std::size_t SizeIndex(std::size_t inBytes) { return inBytes == 0 ? 0 : (inBytes - 1) / kGranule; }
 constexpr std::size_t SizeOf(std::size_t inIndex) { return (inIndex + 1) * kGranule; }
+
+void Keep(ThreadCache& ioCache, void* inMemory, std::size_t inIndex) noexcept {
+    ioCache.mKeptBytes += SizeOf(inIndex);
+    ioCache.mHeads[inIndex] = ::new (inMemory) FreeBlock{ioCache.mHeads[inIndex]};
+}
+
+// Apart, so that who needs no call saves no registers.
+[[gnu::noinline]] void KeepFirst(ThreadCache& ioCache, void* inMemory, std::size_t inIndex) noexcept {
+    if (!runtime::AtThreadEnd(&GiveBack)) {
+        ioCache.mState = CacheState::kOver;
+        ::operator delete(inMemory);
+        return;
+    }
+    ioCache.mState = CacheState::kKeeps;
+    Keep(ioCache, inMemory, inIndex);
+}
 
 }  // namespace
 
@@ -93,16 +105,16 @@ void* Allocate(std::size_t inBytes) {
 void Free(void* inMemory, std::size_t inBytes) noexcept {
     const std::size_t index = SizeIndex(inBytes);
     ThreadCache& cache = sCache;
-    if (!kKeepsBlocks || index >= kSizes || inMemory == nullptr || cache.mIsOver ||
+    if (!kKeepsBlocks || index >= kSizes || inMemory == nullptr || cache.mState == CacheState::kOver ||
         cache.mKeptBytes + SizeOf(index) > kMaxKeptBytes) {
         ::operator delete(inMemory);
         return;
     }
-    if (cache.mKeptBytes == 0) {
-        RegisterEnd();
+    if (cache.mState == CacheState::kUnused) {
+        KeepFirst(cache, inMemory, index);
+        return;
     }
-    cache.mKeptBytes += SizeOf(index);
-    cache.mHeads[index] = ::new (inMemory) FreeBlock{cache.mHeads[index]};
+    Keep(cache, inMemory, index);
 }
 
 }  // namespace nuocore::allocator
