@@ -83,6 +83,12 @@ TEST_F(ScriptVerbs, HandsNotificationsToTheNativeSide) {
     EXPECT_THAT(wrong.mErrors, HasSubstr("parameter 1 \"notificationJSON\" must be a string, not a number"));
 }
 
+TEST_F(ScriptVerbs, RunsTheExample) {
+    const auto run = RunScript({EXAMPLES_FOLDER "/push.js"});
+    EXPECT_EQ(run.mExitCode, 0) << run.mErrors;
+    EXPECT_EQ(run.mOutput, "received: true\n");
+}
+
 TEST_F(ScriptVerbs, WarningsAndErrorsGoToTheErrorOutput) {
     const auto run = RunScript({"--eval",
                                 "console.log('a', {b: 1}); console.warn('c'); console.info('d'); "
@@ -207,8 +213,11 @@ TEST_F(ScriptVerbs, WrongCommandLinesAreRefused) {
     EXPECT_EQ(RunScript({}).mExitCode, 2);
     EXPECT_EQ(RunScript({"a.js", "b.js"}).mExitCode, 2);
     EXPECT_EQ(RunScript({"--eval", "1", "--time-limit", "0"}).mExitCode, 2);
+    EXPECT_THAT(RunScript({"--eval", "1", "--time-limit", "nan"}).mErrors,
+                HasSubstr("\"nan\" is no number of seconds from 0.001 to a year"));
     EXPECT_EQ(RunScript({"--eval", "1", "--time-limit", "nan"}).mExitCode, 2);
-    EXPECT_EQ(RunScript({"--eval", "1", "--memory-limit", "-1"}).mExitCode, 2);
+    for (const char* const size : {"-1", "nan", "1048577"})
+        EXPECT_EQ(RunScript({"--eval", "1", "--memory-limit", size}).mExitCode, 2) << size;
     EXPECT_EQ(Run({"script"}).mExitCode, 2);
     EXPECT_THAT(Run({"--help"}).mOutput, HasSubstr("Run scripts"));
 }

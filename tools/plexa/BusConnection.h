@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -59,7 +60,7 @@ class BusConnection final : private api5::IPlexaMessageListener {
     bool mIsStarted = false;
     std::atomic<int> mFailures{0};
     int mReady = -1;  // event descriptor: the bus is ready
-    double mWait;
+    std::optional<double> mWait;
 };
 
 /// The payload of a received message.

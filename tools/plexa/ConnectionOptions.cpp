@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <optional>
+#include <sstream>
 #include <system_error>
 
 namespace orvane::plexa::tool {
@@ -12,27 +13,30 @@ namespace {
 constexpr double kYear = 365.0 * 24 * 3600;
 constexpr std::size_t kMaxTypeBytes = 65535;
 
-std::optional<double> Seconds(const std::string& inText) {
+std::optional<double> Seconds(const std::string& inText, double inLeast) {
     double seconds = -1;
     const char* const end = inText.data() + inText.size();
     const auto [stop, error] = std::from_chars(inText.data(), end, seconds);
     // Written so that what is no number at all isn't between the bounds either.
-    if (error != std::errc() || stop != end || !(seconds >= 0 && seconds <= kYear)) return std::nullopt;
+    if (error != std::errc() || stop != end || !(seconds >= inLeast && seconds <= kYear)) return std::nullopt;
     return seconds;
-}
-
-std::string CheckSeconds(const std::string& inText) {
-    return Seconds(inText) ? "" : "\"" + inText + "\" is no number of seconds from 0 to a year";
 }
 
 }  // namespace
 
 CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<double>& outSeconds,
-                        const char* inHelp) {
+                        const char* inHelp, double inLeast) {
     return ioVerb
         .add_option_function<std::string>(
-            inName, [&outSeconds](const std::string& inText) { outSeconds = Seconds(inText); }, inHelp)
-        ->check(CheckSeconds)
+            inName,
+            [&outSeconds, inLeast](const std::string& inText) { outSeconds = Seconds(inText, inLeast); },
+            inHelp)
+        ->check([inLeast](const std::string& inText) {
+            if (Seconds(inText, inLeast)) return std::string();
+            std::ostringstream complaint;
+            complaint << '"' << inText << "\" is no number of seconds from " << inLeast << " to a year";
+            return complaint.str();
+        })
         ->type_name("SECONDS");
 }
 
@@ -59,13 +63,7 @@ void AddConnectionOptions(CLI::App& ioVerb, ConnectionOptions& outOptions) {
 }
 
 void AddWait(CLI::App& ioVerb, ConnectionOptions& outOptions) {
-    ioVerb
-        .add_option_function<std::string>(
-            "--wait",
-            [&outOptions](const std::string& inText) { outOptions.mWait = Seconds(inText).value_or(0); },
-            "Wait this long for the bus (default: 5)")
-        ->check(CheckSeconds)
-        ->type_name("SECONDS");
+    AddSeconds(ioVerb, "--wait", outOptions.mWait, "Wait this long for the bus (default: 5)");
 }
 
 }  // namespace orvane::plexa::tool

@@ -12,18 +12,18 @@ class Option;
 namespace orvane::plexa::tool {
 
 struct ConnectionOptions {
-    std::string mCode;     ///< product code; empty: that of the environment, else the tool's own
-    std::string mVersion;  ///< client version; empty: that of the environment, else the tool's own
-    double mWait = 5;      ///< seconds to wait for the bus
+    std::string mCode;                ///< product code; empty: that of the environment, else the tool's own
+    std::string mVersion;             ///< client version; empty: that of the environment, else the tool's own
+    std::optional<double> mWait = 5;  ///< seconds to wait for the bus
 };
 
 void AddConnectionOptions(CLI::App& ioVerb, ConnectionOptions& outOptions);
 /// --wait alone, for verbs that have their own way to say who speaks.
 void AddWait(CLI::App& ioVerb, ConnectionOptions& outOptions);
 
-/// Adds an option that takes a number of seconds, 0 to a year.
+/// Adds an option that takes a number of seconds, at least so many, and a year at most.
 CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<double>& outSeconds,
-                        const char* inHelp);
+                        const char* inHelp, double inLeast = 0);
 
 /// Adds the position for a message type, which may not be empty nor longer than the bus takes.
 CLI::Option* AddMessageType(CLI::App& ioVerb, const char* inName, std::string& outType, const char* inHelp);

@@ -11,6 +11,7 @@
 
 #include <nuoscripting/nuoscripting.h>
 
+#include "ConnectionOptions.h"
 #include "Failure.h"
 #include "Input.h"
 #include "Output.h"
@@ -34,16 +35,15 @@ using nuoscripting::ScriptLimitExceeded;
 
 namespace {
 
-constexpr int kMaxFrames = 20;  // shown; --json has all
-constexpr double kMaxSeconds = 1e6;
+constexpr int kMaxFrames = 20;             // shown; --json has all
 constexpr std::chrono::seconds kGrace{1};  // for the engine to stop a script itself
 constexpr std::size_t kMaxMebibytes = std::size_t{1} << 20;
 
 struct RunOptions {
     std::string mFile;
     std::string mEval;
-    double mTimeLimit = 0;            // seconds
-    std::size_t mMemoryLimit = 1024;  // MiB
+    std::optional<double> mTimeLimit;  // seconds
+    std::size_t mMemoryLimit = 1024;   // MiB
     bool mIsJSON = false;
     bool mHasEval = false;
 };
@@ -158,7 +158,7 @@ std::string_view Source(std::string_view inText, const std::string& inWhat) {
 }
 
 std::chrono::milliseconds TimeLimitOf(const RunOptions& inOptions) {
-    return std::chrono::milliseconds(std::llround(std::ceil(inOptions.mTimeLimit * 1000)));
+    return std::chrono::milliseconds(std::llround(std::ceil(inOptions.mTimeLimit.value_or(0) * 1000)));
 }
 
 // Ends the process when the script doesn't end in time: the engine can't cut an operation of its own short.
@@ -193,7 +193,6 @@ void RunVerb(const RunOptions& inOptions) {
     if (inOptions.mFile.empty() && !inOptions.mHasEval)
         throw Failure(kExitUsage,
                       "name a script file (\"-\" for the standard input), or give a script with --eval");
-    if (std::isnan(inOptions.mTimeLimit)) throw Failure(kExitUsage, "--time-limit: that is no number");
     Report report(inOptions.mIsJSON);
     ScriptContextSettings settings;
     settings.mTimeLimit = TimeLimitOf(inOptions);
@@ -233,10 +232,8 @@ void AddScriptVerbs(CLI::App& ioApp) {
     CLI::Option* const eval =
         run->add_option("--eval", options->mEval, "Script to run; its result is printed as JSON")
             ->type_name("TEXT");
-    run->add_option("--time-limit", options->mTimeLimit,
-                    "Stop the file, or the script of --eval, when it takes longer (default: never)")
-        ->check(CLI::Range(0.001, kMaxSeconds).description(""))
-        ->type_name("SECONDS");
+    AddSeconds(*run, "--time-limit", options->mTimeLimit,
+               "Stop the file, or the script of --eval, when it takes longer (default: never)", 0.001);
     run->add_option("--memory-limit", options->mMemoryLimit,
                     "Stop when the script keeps more in use; 0: never (default: 1024)")
         ->check(CLI::Range(std::size_t{0}, kMaxMebibytes).description(""))
