@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -118,8 +118,10 @@ void WriteFile(const fs::path& inPath, std::string_view inText) {
 }
 
 std::string ReadFile(const fs::path& inPath) {
-    std::ifstream file(inPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    // An iterator would throw when it's the file of a process that ends meanwhile.
+    std::ostringstream text;
+    text << std::ifstream(inPath, std::ios::binary).rdbuf();
+    return text.str();
 }
 
 bool Await(const std::function<bool()>& inCondition) {

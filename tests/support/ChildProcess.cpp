@@ -97,7 +97,10 @@ pid_t Spawn(Command& ioCommand, int inInput, int inOutput, int inErrors) {
     posix_spawnattr_setsigdefault(&attributes, &signals);
     sigemptyset(&signals);
     posix_spawnattr_setsigmask(&attributes, &signals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    // It leads a group, so that what it starts can be ended with it.
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
 
     std::vector<std::string> environment = EnvironmentOf(ioCommand);
     pid_t id = -1;
@@ -140,7 +143,7 @@ ChildProcess::ChildProcess(Command inCommand) : mInputText(std::move(inCommand.m
 
 ChildProcess::~ChildProcess() {
     if (!mExitCode) {
-        ::kill(mId, SIGKILL);
+        ::kill(-mId, SIGKILL);
         ::waitpid(mId, nullptr, 0);
     }
     for (int* const descriptor : {&mEnded, &mInput, &mOutput.mDescriptor, &mErrors.mDescriptor, &mUnread}) {

@@ -27,8 +27,9 @@ struct Command {
     std::string mFile = {};  ///< for `kFile`
 };
 
-/// A running program; killed, if it still runs, when the object goes. One thread at a time. The functions
-/// that wait pass input and output on meanwhile, and give up after `kPatience`.
+/// A running program; killed, if it still runs, when the object goes, with the programs that it has started
+/// (but for those that lead groups of their own, such as brokers). One thread at a time. The functions that
+/// wait pass input and output on meanwhile, and give up after `kPatience`.
 class ChildProcess {
   public:
     /// Throws `std::runtime_error` when the program can't be started.
