@@ -131,6 +131,13 @@ TEST_F(CommandLine, AWrongCommandLineEndsWithCodeTwoAndAReason) {
     EXPECT_EQ(mBus.BrokerId(), std::nullopt) << "a wrong command line has started a broker";
 }
 
+TEST_F(CommandLine, NamesTheLimitThatAQuestionToTheServiceExceeds) {
+    EXPECT_THAT(Run({"notify", "mail", "new", "text=" + std::string(17'000, 'x')}).mErrors,
+                HasSubstr("bytes, and the desktop service takes 16384 at most"));
+    EXPECT_THAT(Run({"notify", "mail", "new", Thousand()}).mErrors,
+                HasSubstr("dictionaries of 8 levels and 1000 values at most in all"));
+}
+
 TEST_F(CommandLine, TellsItsVersion) {
     const auto run = Run({"--version"});
     EXPECT_EQ(run.mExitCode, 0);

@@ -1,7 +1,12 @@
 // Servers that have to prove who they are.
 #include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mount.h>
 
+#include <filesystem>
+#include <optional>
 #include <stdexcept>
+#include <thread>
 
 #include "fetch/Authorities.h"
 #include "support/Fetching.h"
@@ -38,6 +43,40 @@ TEST(Fetch, TrustsNoServerThatNobodyVouchesFor) {
         EXPECT_EQ(failure.Code(), ErrorCode::kUnreachable);
         EXPECT_THAT(failure.what(), testing::StartsWith("the server can't be trusted"));
     }
+}
+
+// The thread sees authorities of the test's own where the system's are.
+TEST(Fetch, TrustsNoAuthorityOfTheSystemWhenOthersAreNamed) {
+    const ScratchFolder scratch;
+    const ScratchFolder elsewhere;
+    const ScratchFolder system;
+    Write(scratch.Path() / "archive", "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nConnection: close\r\n\r\nx");
+    const SafeServer server(scratch.Path().string());
+    const SafeServer other(elsewhere.Path().string(), "other");
+    std::filesystem::copy_file(server.Authority(), system.Path() / "ca-certificates.crt");
+    const auto listed = support::Run({{"/usr/bin/openssl", "rehash", system.Path().string()}});
+    ASSERT_EQ(listed.mExitCode, 0) << listed.mErrors;
+    bool isMounted = false;
+    std::optional<ErrorCode> codeWithSystems;
+    std::optional<ErrorCode> codeWithOthers;
+    std::thread([&] {
+        isMounted = ::unshare(CLONE_NEWNS) == 0 &&
+                    ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                    ::mount(system.Path().c_str(), "/etc/ssl/certs", nullptr, MS_BIND, nullptr) == 0;
+        if (!isMounted) return;
+        FetchSettings settings = Quick();
+        settings.mPace = {};
+        Collector sink;
+        codeWithSystems = CodeOf(server.Address(), 1, sink, settings);
+        settings.mAuthorities = other.Authority();
+        codeWithOthers = CodeOf(server.Address(), 1, sink, settings);
+    }).join();
+    if (!isMounted) {
+        GTEST_SKIP() << "NOT TESTED: that the system's authorities are left alone. A folder must be mounted "
+                        "over theirs, which only root may";
+    }
+    EXPECT_EQ(codeWithSystems, std::nullopt);
+    EXPECT_EQ(codeWithOthers, ErrorCode::kUnreachable);
 }
 
 TEST(Fetch, DoesNotTryAgainWithAuthoritiesThatItCannotUse) {

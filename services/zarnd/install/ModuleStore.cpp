@@ -56,9 +56,7 @@ std::vector<fs::path> FoldersOf(const fs::path& inFolder) {
 std::optional<fs::path> CurrentOf(const fs::path& inFolder) {
     std::error_code error;
     const fs::path target = fs::read_symlink(inFolder / kCurrent, error);
-    if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
-        return fs::path();
-    }
+    if (error == std::errc::no_such_file_or_directory) return fs::path();
     if (error || !IsName(target.string())) return std::nullopt;
     return target;
 }

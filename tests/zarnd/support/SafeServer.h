@@ -16,9 +16,10 @@ namespace zarnd_test {
 /// signed.
 class SafeServer {
   public:
-    explicit SafeServer(const std::string& inFolder) : mFolder(inFolder) {
+    explicit SafeServer(const std::string& inFolder, const std::string& inAuthority = "authority")
+        : mFolder(inFolder) {
         OpenSsl({"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
-                 "-keyout", Path("ca.key"), "-out", Authority(), "-days", "1", "-subj", "/CN=authority",
+                 "-keyout", Path("ca.key"), "-out", Authority(), "-days", "1", "-subj", "/CN=" + inAuthority,
                  "-addext", "keyUsage=critical,keyCertSign"});
         OpenSsl({"req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
                  Path("server.key"), "-out", Path("server.request"), "-subj", "/CN=server"});
