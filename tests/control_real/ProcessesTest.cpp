@@ -269,11 +269,16 @@ TEST_F(ApplicationProcesses, OfAScriptAreKnownWithTheWordsOfItsFirstLine) {
     ChildProcess process({{script, "-f"}});
     ASSERT_TRUE(process.AwaitOutput("first file"));
     EXPECT_EQ(FindProcess(application), process.Id());
-    const std::string through = mDesktop.MakeScript("through", "#!/usr/bin/env sh\ntail -f $0\n").string();
-    const Application other = PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", through));
-    ChildProcess second({{through}});
-    ASSERT_TRUE(second.AwaitOutput("tail -f"));
-    EXPECT_EQ(FindProcess(other), second.Id());
+}
+
+TEST_F(ApplicationProcesses, OfAScriptAreKnownThoughAnotherProgramFindsItsInterpreter) {
+    for (const std::string line : {"/usr/bin/env sh", "/usr/bin/env -S sh -u", "/usr/bin/env -S A=b sh"}) {
+        const std::string script = mDesktop.MakeScript("through", "#!" + line + "\ntail -f $0\n").string();
+        const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("b", "B-1", script));
+        ChildProcess process({{script}});
+        ASSERT_TRUE(process.AwaitOutput("tail -f")) << line;
+        EXPECT_EQ(FindProcess(application), process.Id()) << line;
+    }
 }
 
 TEST_F(ApplicationProcesses, AreFoundThoughTheirRealPathIsNoText) {

@@ -216,6 +216,25 @@ TEST_F(ClientRules, AcknowledgementsRideAlongOrGoAloneInTime) {
     EXPECT_EQ(mCore.Output().Bytes(), 32U + 48U) << "message and acknowledgement";
 }
 
+TEST_F(ClientRules, NothingIsDueBeforeItIsAMemberAgain) {
+    Join();
+    Data(5, 1);
+    const auto delivery = mCore.Receiver().Next();
+    ASSERT_TRUE(delivery);
+    mCore.OnConnectionLost(mNow);
+    mCore.OnConnected(mNow);
+    Welcome();
+    auto again = Peer(6);
+    again.member = Peer(5).member;
+    ASSERT_EQ(Say(again), WireError::kNone);
+    mCore.Receiver().Consumed(*delivery, mNow);
+    EXPECT_TRUE(mCore.Receiver().AcksPending());
+    mCore.Flush(mNow);
+    EXPECT_FALSE(mCore.NextFlush()) << "Flush would do nothing";
+    ASSERT_EQ(Say(wire::Joined{9, 4, 1}), WireError::kNone);
+    EXPECT_TRUE(mCore.NextFlush());
+}
+
 TEST_F(ClientRules, MuchThatWasConsumedIsAcknowledgedAtOnce) {
     Join();
     mCore.Output().Clear();

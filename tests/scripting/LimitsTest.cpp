@@ -186,6 +186,23 @@ TEST_F(Limits, WorkThatIsRunLaterIsOneCall) {
     EXPECT_TRUE(context->WaitForPending(std::chrono::milliseconds(0)));
 }
 
+TEST_F(Limits, WorkThatWasNotBegunInTimeIsDoneLater) {
+    int done = 0;
+    for (int i = 0; i < 3; ++i) {
+        mHasty->Post([&] {
+            ++done;
+            std::this_thread::sleep_for(std::chrono::milliseconds(400));  // longer than a call may take
+        });
+    }
+    EXPECT_THROW(mHasty->RunPending(), ScriptLimitExceeded);
+    EXPECT_EQ(done, 1);
+    EXPECT_THROW(mHasty->RunPending(), ScriptLimitExceeded);
+    EXPECT_EQ(done, 2);
+    mHasty->RunPending();  // nothing waits behind the last one
+    EXPECT_EQ(done, 3);
+    EXPECT_FALSE(mHasty->WaitForPending(std::chrono::milliseconds(0)));
+}
+
 TEST_F(Limits, TheLongestDurationIsForEver) {
     constexpr auto kForEver = std::chrono::milliseconds::max();
     EXPECT_EQ(Stops(MakeContext(kForEver, 0), "for (let i = 0; i < 3e7; i++);"), std::nullopt);

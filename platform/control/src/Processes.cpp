@@ -111,6 +111,16 @@ std::string_view Trimmed(std::string_view inText) {
     return inText.substr(begin, inText.find_last_not_of(kBlanks) + 1 - begin);
 }
 
+// The program among the words that "env" is given, with "-S" or without; empty if there is none.
+std::string_view ProgramOfEnv(std::string_view inWords) {
+    while (!inWords.empty()) {
+        const std::string_view word = inWords.substr(0, inWords.find_first_of(" \t"));
+        if (!word.starts_with('-') && word.find('=') == std::string_view::npos) return word;
+        inWords = Trimmed(inWords.substr(word.size()));
+    }
+    return {};
+}
+
 // What is behind the interpreter is one word to the system, blanks and all.
 Interpreter InterpreterOf(const std::string& inPath) {
     constexpr std::size_t kLongest = 256;
@@ -119,8 +129,8 @@ Interpreter InterpreterOf(const std::string& inPath) {
     const std::string_view line = Trimmed(std::string_view(beginning).substr(2, beginning.find('\n') - 2));
     const std::string program(line.substr(0, line.find_first_of(" \t")));
     std::string argument(Trimmed(line.substr(program.size())));
-    // Which puts its argument in its own place.
-    if (program.substr(program.rfind('/') + 1) == "env") return {FindProgram(argument).mPath, {}};
+    if (program.substr(program.rfind('/') + 1) == "env")
+        return {FindProgram(std::string(ProgramOfEnv(argument))).mPath, {}};
     return {FindProgram(program).mPath, std::move(argument)};
 }
 

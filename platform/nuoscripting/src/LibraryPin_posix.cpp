@@ -2,6 +2,7 @@
 #include <link.h>
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
 #include "LibraryPin.h"
@@ -12,7 +13,8 @@ namespace {
 
 struct Search {
     std::uintptr_t mAddress;
-    std::string mFile;  // empty for the program itself
+    std::string mFile;            // empty for the program itself
+    std::exception_ptr mTrouble;  // which doesn't pass through the loader
 };
 
 bool Contains(const ::dl_phdr_info& inLibrary, std::uintptr_t inAddress) {
@@ -31,7 +33,11 @@ int Look(::dl_phdr_info* inLibrary, std::size_t /*inSize*/, void* ioSearch) noex
     if (!Contains(*inLibrary, search.mAddress)) {
         return 0;
     }
-    search.mFile = inLibrary->dlpi_name;
+    try {
+        search.mFile = inLibrary->dlpi_name;
+    } catch (...) {
+        search.mTrouble = std::current_exception();
+    }
     return 1;
 }
 
@@ -39,8 +45,11 @@ int Look(::dl_phdr_info* inLibrary, std::size_t /*inSize*/, void* ioSearch) noex
 
 std::shared_ptr<void> PinLibraryOf(const void* inAddress) {
     // The name is the library's, which another thread may unload as soon as the loader's lock is given up.
-    Search search{reinterpret_cast<std::uintptr_t>(inAddress), {}};
+    Search search{reinterpret_cast<std::uintptr_t>(inAddress), {}, {}};
     ::dl_iterate_phdr(&Look, &search);
+    if (search.mTrouble) {
+        std::rethrow_exception(search.mTrouble);
+    }
     if (search.mFile.empty()) {
         return nullptr;
     }

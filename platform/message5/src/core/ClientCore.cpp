@@ -199,7 +199,7 @@ void ClientCore::Flush(TimePoint inNow) {
 void ClientCore::Tick(TimePoint inNow) { mSender.Tick(inNow); }
 
 std::optional<TimePoint> ClientCore::NextFlush() const {
-    return wire::Earlier(mSender.NextPump(), mReceiver.NextAcks());
+    return mState == State::kJoined ? wire::Earlier(mSender.NextPump(), mReceiver.NextAcks()) : std::nullopt;
 }
 
 void ClientCore::SetInterest(wire::Interest inInterest) {

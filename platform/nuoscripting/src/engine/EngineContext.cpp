@@ -154,9 +154,11 @@ const ItemInfo* EngineContext::FindItem(JSObjectRef inFunction) const noexcept {
 void EngineContext::Do(std::deque<std::function<void()>>& ioWork) {
     Entry entry(*this);
     while (!ioWork.empty()) {
-        const std::function<void()> work = std::move(ioWork.front());
-        ioWork.pop_front();
-        entry.Do(work);
+        entry.Do([&ioWork] {
+            const std::function<void()> work = std::move(ioWork.front());
+            ioWork.pop_front();
+            work();
+        });
     }
 }
 
