@@ -78,6 +78,21 @@ TEST_F(EntryFiles, OfOneDataFolderDoNotCrowdOutThoseOfAnother) {
                             "it\r\n"));
 }
 
+TEST_F(EntryFiles, AreTakenOnlySoManyOfEachDataFolder) {
+    constexpr std::size_t kMost = 20000;
+    Touch("user/applications/0.desktop");
+    Touch("system/applications/a.desktop");
+    const fs::path user = mDesktop.Folder() / "user/applications";
+    const doubles::TraceWatch watch("PlexaControl=1");
+    for (std::size_t i = 1; i != kMost; ++i)
+        fs::create_hard_link(user / "0.desktop", user / (std::to_string(i) + ".desktop"));
+    EXPECT_THAT(List(), testing::SizeIs(kMost + 1));
+    EXPECT_THAT(watch.Lines(), testing::IsEmpty());
+    fs::create_hard_link(user / "0.desktop", user / "more.desktop");
+    EXPECT_THAT(List(), testing::SizeIs(kMost + 1));
+    EXPECT_THAT(watch.Lines(), ElementsAre(testing::HasSubstr("a part is left out")));
+}
+
 TEST_F(EntryFiles, AreNotLookedForInTheSystemsState) {
     Touch("user/applications/z.desktop");
     for (const char* const folder : {"/proc", "/sys"})

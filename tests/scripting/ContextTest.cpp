@@ -42,6 +42,20 @@ TEST_F(Context, KeepsItsGlobalsBetweenScripts) {
     EXPECT_EQ(Result(mContext, "twice(n)"), "10");
 }
 
+TEST_F(Context, TellsAnUndefinedResultFromNull) {
+    EXPECT_FALSE(mContext->EvaluateIfDefined("undefined", "script.js"));
+    EXPECT_FALSE(mContext->EvaluateIfDefined("", "script.js"));
+    const auto null = mContext->EvaluateIfDefined("null", "script.js");
+    ASSERT_TRUE(null);
+    EXPECT_TRUE(null->empty());
+    EXPECT_TRUE(mContext->EvaluateIfDefined("0", "script.js"));
+    EXPECT_TRUE(mContext->Evaluate("undefined", "script.js").empty());
+    EXPECT_THROW(mContext->EvaluateIfDefined("throw 1", "script.js"), nuoscripting::ScriptException);
+    std::thread([&] {
+        EXPECT_THROW(mContext->EvaluateIfDefined("1", "script.js"), nuoscripting::ScriptError);
+    }).join();
+}
+
 TEST_F(Context, TellsWhereAScriptThrew) {
     const ScriptException exception =
         Thrown("function inner() {\n  throw new TypeError('no');\n}\ninner();\n");

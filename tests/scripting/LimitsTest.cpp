@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <thread>
+#include <utility>
 
 #include "Probe.h"
 
@@ -162,6 +163,25 @@ TEST_F(Limits, AResultThatIsNeverReadyIsStopped) {
 TEST_F(Limits, AFunctionThatTheHostCallsIsStopped) {
     mHasty->Run("new test.probes.Probe().keep(() => { for (;;); })", "script.js");
     EXPECT_THROW(Probe::sKept.at(0)->Call({}), ScriptLimitExceeded);
+    Probe::sKept.clear();
+}
+
+TEST_F(Limits, WhatTheEndOfAnObjectCallsIsStopped) {
+    const auto context = MakeContext(std::chrono::seconds(1), 0);
+    context->Run("new test.probes.Probe().keep(() => { for (;;); })", "script.js");
+    const auto endless = Probe::sKept.at(0);
+    bool wasCalled = false;
+    Probe::sAtEnd = [&] {
+        if (!std::exchange(wasCalled, true)) {
+            EXPECT_THROW(endless->Call({}), ScriptLimitExceeded);
+        }
+    };
+    // Until the collector finds it; what that has found ends behind the script, in calls of its own.
+    for (int i = 0; i < 10000 && !wasCalled; ++i) {
+        context->Run("new test.probes.Probe(); for (let i = 0; i < 10000; i++) ({a: i})", "script.js");
+    }
+    EXPECT_TRUE(wasCalled);
+    Probe::sAtEnd = nullptr;
     Probe::sKept.clear();
 }
 

@@ -152,6 +152,7 @@ TEST_F(Threads, ACallThatWaitsForTheUIThreadFailsWhenItsObjectHasEndedMeanwhile)
 
 TEST_F(Threads, TheLongestTimeOutIsForEver) {
     bool hasRun = false;
+    mDesktop->Post([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
     DirectVoidCallOnUIThread([&] { hasRun = true; }, std::chrono::milliseconds::max());
     EXPECT_TRUE(hasRun);
 }
