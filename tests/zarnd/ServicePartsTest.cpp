@@ -50,11 +50,14 @@ TEST_F(ServiceParts, RefusesAModuleWhenThereIsNoThreadForItAndServesTheNextOne) 
     mPort.Await(kAnna, "completed");
 }
 
-TEST(EndPoints, ThatWaitToBeLookedAtAreTheNewestOnes) {
+// An end that is dealt with before the move of its asker is told where nobody is any more.
+TEST(EndPoints, ThatWaitToBeLookedAtAreTheNewestOnesAndOvertakeNothing) {
     Inputs inputs;
+    PutEndPoints(inputs, {kBert});
     PutEndPoints(inputs, {kAnna});
     inputs.Put(EndAsked{});
     for (int i = 0; i != 5'000; ++i) PutEndPoints(inputs, {kAnna, kBert});
+    EXPECT_THAT(std::get<EndPointsChanged>(*inputs.Take()).mEndPoints, ElementsAre(kAnna));
     EXPECT_TRUE(std::holds_alternative<EndAsked>(*inputs.Take()));
     EXPECT_THAT(std::get<EndPointsChanged>(*inputs.Take()).mEndPoints, ElementsAre(kAnna, kBert));
     EXPECT_FALSE(inputs.Take(std::chrono::steady_clock::now()));

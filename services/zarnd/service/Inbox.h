@@ -32,15 +32,19 @@ class Inbox {
 
     /// Adds an item, after a wait while the inbox is full. A closed one gives it back.
     std::optional<T> Put(T inItem) {
-        return PutNewest(std::move(inItem), [](const T&) { return false; });
+        return PutAfter(std::move(inItem), [](const T&) { return false; });
     }
 
-    /// The same for an item that makes earlier ones needless: those are taken out.
+    /// The same for an item that may make the one just before it needless, which goes then. All others keep
+    /// their order.
     template <typename IsNeedless>
-    std::optional<T> PutNewest(T inItem, IsNeedless inIsNeedless) {
+    std::optional<T> PutAfter(T inItem, IsNeedless inIsNeedless) {
         const std::size_t weight = Weigh()(inItem);
         std::unique_lock lock(mMutex);
-        if (!mIsClosed) TakeOut(inIsNeedless);
+        if (!mIsClosed && !mItems.empty() && inIsNeedless(mItems.back())) {
+            mWeight -= Weigh()(mItems.back());
+            mItems.pop_back();
+        }
         mChanged.wait(lock, [&] {
             return mIsClosed || mItems.empty() ||
                    (mItems.size() < mMaxItems && mWeight + weight <= mMaxWeight);
@@ -77,15 +81,6 @@ class Inbox {
     }
 
   private:
-    template <typename IsNeedless>
-    void TakeOut(IsNeedless inIsNeedless) {
-        std::erase_if(mItems, [&](const T& inItem) {
-            const bool isNeedless = inIsNeedless(inItem);
-            if (isNeedless) mWeight -= Weigh()(inItem);
-            return isNeedless;
-        });
-    }
-
     std::mutex mMutex;
     std::condition_variable mChanged;
     std::deque<T> mItems;

@@ -42,9 +42,10 @@ struct EndAsked {};
 using Input = std::variant<Message, ShareReport, WorkDone, AnswerReady, EndPointsChanged, EndAsked>;
 using Inputs = Inbox<Input>;
 
-/// Only the newest end points matter: those that wait to be looked at go.
+/// Of end points one right after another only the newest matter. What stands between two is dealt with by
+/// the first: an end that came after a move is told where the process is now.
 inline void PutEndPoints(Inputs& ioInputs, std::vector<Asker> inEndPoints) {
-    ioInputs.PutNewest(EndPointsChanged{std::move(inEndPoints)}, [](const Input& inInput) {
+    ioInputs.PutAfter(EndPointsChanged{std::move(inEndPoints)}, [](const Input& inInput) {
         return std::holds_alternative<EndPointsChanged>(inInput);
     });
 }
