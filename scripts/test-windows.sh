@@ -3,50 +3,50 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# What is tested on Windows: all that stands on nothing but the library, the core library and the doubles.
-components="nuocore;xml;transport;client;modules;control;boundary;exports"
-
 scripts/setup.sh windows
-sources=$PWD/build/windows-sources
-scripts/fetch-expat.sh "$sources/expat"
+# The folder that the preset names.
+scripts/fetch-expat.sh build/windows-sources/expat
 
 wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
+server=${wine%/*}/wineserver
+for program in "$wine" "$server"; do
+    if [ ! -x "$program" ]; then
+        echo "test-windows.sh: there is no $program: apt-get install wine64" >&2
+        exit 1
+    fi
+done
+
 folder=$(mktemp -d)
-export WINEPREFIX="$folder/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" LC_ALL=C.UTF-8
-# The server ends itself a few seconds after the last program; its folder goes then.
+export WINEPREFIX="$folder/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe=" LC_ALL=C.UTF-8
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+mkdir "$WINEPREFIX"
+# The server's own folder stands among those of the user's session, and otherwise among the temporary ones; it leaves it there.
+export TMPDIR=$folder
+session_folder=/run/user/$(id -u)/wine/server-$(stat -c %D "$WINEPREFIX")-$(printf %x "$(stat -c %i "$WINEPREFIX")")
+# What still ran while its folder is removed would put files back into it.
 finish() {
-    "${wine%/*}/wineserver" -k 2>/dev/null || true
-    rm -rf "$folder"
+    "$server" -k 2>/dev/null || true
+    timeout 10 "$server" -w || true
+    rm -rf "$folder" "$session_folder" || true
 }
 trap finish EXIT
 
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
-mkdir -p build/windows
-step() {
-    local began=$SECONDS
-    printf '== %s ... ' "$1"
-    shift
-    if "$@" >build/windows/step.log 2>&1 </dev/null; then
-        printf '%d s\n' $((SECONDS - began))
-    else
-        printf 'FAILED\n'
-        tail -n 120 build/windows/step.log
-        exit 1
-    fi
-}
-# Its services keep the output of what started them open: whoever reads that would wait for them.
-boot() {
-    if ! "$wine" wineboot --init >/dev/null 2>&1 || [ ! -d "$WINEPREFIX/drive_c" ]; then
+logs=build/windows
+mkdir -p "$logs"
+. scripts/steps.sh
+
+# Wine's services keep the output of what started them open, and whoever reads that waits for them. The server that is started here
+# stays, so they are started once, and no test starts them.
+start_wine() {
+    if ! { "$server" -p && timeout 120 "$wine" wineboot --init; } >"$logs/wine.log" 2>&1 </dev/null ||
+        [ ! -d "$WINEPREFIX/drive_c/windows" ]; then
+        cat "$logs/wine.log"
         echo "Wine ($wine) can't make its folder $WINEPREFIX: is there room, and may this user write there?"
         return 1
     fi
 }
-build() {
-    cmake --preset windows -DNUOPLEXA_BUILD_TESTS=ON "-DNUOPLEXA_TEST_COMPONENTS=$components" \
-        "-DNUOPLEXA_EXPAT_SOURCE=$sources/expat" &&
-        cmake --build build/windows -j "$(nproc)"
-}
+build() { cmake --preset windows "-DWINE_PROGRAM=$wine" && cmake --build --preset windows -j "$(nproc)"; }
 
-step "start of Wine" boot
-step "build, MinGW-w64, Windows" build
-ctest --test-dir build/windows --output-on-failure -j "$(nproc)" | grep -vE '^ +Start +[0-9]+: | Passed +[0-9.]+ sec'
+step "start of Wine" start_wine || exit 1
+step "build, MinGW-w64, Windows" build || exit 1
+ctest --preset windows -j "$(nproc)" | without_passed

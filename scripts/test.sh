@@ -24,29 +24,12 @@ esac
 jobs=$(nproc)
 # What one clone has compiled serves the next one.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
-failed=()
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
-
-# Runs a step, says how long it took, and keeps its output to itself unless it fails. The other steps go on.
-step() {
-    local name=$1 began=$SECONDS log="$logs/step"
-    shift
-    printf '== %s ... ' "$name"
-    if "$@" >"$log" 2>&1; then
-        printf '%d s\n' $((SECONDS - began))
-    else
-        printf 'FAILED after %d s\n' $((SECONDS - began))
-        tail -n 120 "$log"
-        failed+=("$name")
-        return 1
-    fi
-}
+. scripts/steps.sh
 
 configure() { cmake --preset "$1" -DNUOPLEXA_BUILD_TESTS=ON "${@:2}"; }
 build() { cmake --build "build/$1" -j "$jobs"; }
-# Of the tests that pass only their number is of interest.
-without_passed() { grep -vE '^ +Start +[0-9]+: | Passed +[0-9.]+ sec'; }
 run_tests() { ctest --test-dir "build/$1" --output-on-failure -j "$jobs" "${@:2}" | without_passed; }
 
 # The thread sanitizer needs an address space that is laid out as it expects.
