@@ -18,7 +18,10 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
+# What the files of one system end in.
+set(NUOPLEXA_SYSTEM posix)
 if(WIN32)
+  set(NUOPLEXA_SYSTEM win32)
   set(CMAKE_SHARED_LIBRARY_PREFIX "")
   add_compile_definitions(UNICODE _UNICODE NOMINMAX _WIN32_WINNT=0x0A00)
 endif()
@@ -32,10 +35,10 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
       "${CCACHE_PROGRAM}")
 endif()
 
-# Warnings are errors in our own code; link this privately.
+# Warnings are errors in our own code; link this privately. Another compiler keeps its own.
 add_library(project_options INTERFACE)
 target_compile_options(project_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  $<$<CXX_COMPILER_ID:GNU,Clang>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow;-Werror>
   # GCC 12 takes inlined concatenations of strings for overlapping copies.
   $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess;-Wno-restrict>
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-unknown-warning-option -fpch-instantiate-templates>)

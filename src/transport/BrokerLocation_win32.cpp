@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "transport/BrokerLocation.h"
@@ -26,11 +27,11 @@ class WindowsSearch final : public IBrokerSearchSystem {
         wchar_t* value = nullptr;
         std::size_t length = 0;
         const bool found = _wdupenv_s(&value, &length, name.c_str()) == 0 && value != nullptr;
+        const std::unique_ptr<wchar_t, decltype(&std::free)> owner(value, &std::free);
         std::optional<UTF16String> result;
         if (found) {
             result.emplace(value, value + std::char_traits<wchar_t>::length(value));
         }
-        std::free(value);
         return result;
     }
 

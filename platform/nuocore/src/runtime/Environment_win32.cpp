@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "Environment.h"
@@ -8,12 +9,12 @@ namespace nuocore::environment {
 
 std::string GetVariable(const char* inName) {
     const UTF16String name = string::UTF8to16(inName);
-    const wchar_t* const value = _wgetenv(reinterpret_cast<const wchar_t*>(name.c_str()));
+    const wchar_t* const value = _wgetenv(std::wstring(name.begin(), name.end()).c_str());
     if (value == nullptr) {
         return {};
     }
-    return string::UTF8ToStdString(
-        string::UTF16to8(std::u16string_view(reinterpret_cast<const char16_t*>(value))));
+    const std::wstring_view found(value);
+    return string::UTF8ToStdString(string::UTF16to8(UTF16String(found.begin(), found.end())));
 }
 
 }  // namespace nuocore::environment
