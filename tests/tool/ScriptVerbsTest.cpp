@@ -157,6 +157,18 @@ TEST_F(ScriptVerbs, AnOperationThatNothingStopsEndsWithTheTool) {
     EXPECT_EQ(run.mOutput, "{\"stopped\":\"time\"}\n");
 }
 
+TEST_F(ScriptVerbs, IsStoppedThoughNobodyReadsWhatItSays) {
+    for (const bool isJSON : {false, true}) {
+        auto command =
+            ScriptCommand({"--time-limit", "0.2", "--eval", "for (;;) console.log('x'.repeat(100))"});
+        if (isJSON) command.mArguments.push_back("--json");
+        command.mOutput = support::Command::Output::kUnread;
+        support::ChildProcess script(command);
+        EXPECT_EQ(script.Wait(), 3) << isJSON;
+        EXPECT_EQ(script.Errors(), "plexa: the script was stopped: it took longer than 200 ms\n");
+    }
+}
+
 TEST_F(ScriptVerbs, JSONTellsWhyAScriptWasStopped) {
     EXPECT_EQ(RunScript({"--json", "--eval", "for (;;);", "--time-limit", "0.2"}).mOutput,
               "{\"stopped\":\"time\"}\n");

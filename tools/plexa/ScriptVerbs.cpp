@@ -166,6 +166,8 @@ std::unique_ptr<Watchdog> WatchOver(const RunOptions& inOptions, Report& ioRepor
     const std::chrono::milliseconds limit = TimeLimitOf(inOptions);
     if (limit.count() == 0) return nullptr;
     return std::make_unique<Watchdog>(limit + kGrace, [limit, &ioReport] {
+        // Who reads what is said may have stopped, and even keep the script in the middle of a line.
+        const Watchdog unheard(kGrace, [] { std::_Exit(kExitTimeout); });
         std::cerr << "plexa: the script was stopped: it took longer than " << limit.count() << " ms"
                   << std::endl;
         try {
