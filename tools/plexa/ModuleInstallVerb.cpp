@@ -75,8 +75,7 @@ End EndOf(const Future<void>& inDone) {
         inDone.Get();
         return {true, 0};
     } catch (const nuocore::config::nuo_exception& exception) {
-        const int result = exception.GetCode();
-        return {false, result != 0 ? result : nuoplexasupport::kModuleDownloadFailedDefault};
+        return {false, exception.GetCode()};
     }
 }
 
