@@ -1,4 +1,8 @@
 # Every library that the build needs, found once. docs/dependencies.md says what each is for.
+if(NUOPLEXA_PLATFORM_SDK)
+  include(DependenciesSDK)
+  return()
+endif()
 if(WIN32)
   include(DependenciesWindows)
   return()

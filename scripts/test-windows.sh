@@ -46,7 +46,18 @@ start_wine() {
     fi
 }
 build() { cmake --preset windows "-DWINE_PROGRAM=$wine" && cmake --build --preset windows -j "$(nproc)"; }
+# The library alone, against what it is tested with, arranged as an SDK.
+build_against_sdk() {
+    local tree=$PWD/build/windows-sdk part library
+    local sdk=$tree/sdk
+    mkdir -p "$sdk/include" "$sdk/lib" "$sdk/boost" && ln -sfn /usr/include/boost "$sdk/boost/boost" || return 1
+    for part in nuocore message5 control nuoscripting; do cp -Rp "platform/$part/include/." "$sdk/include" || return 1; done
+    for library in nuocore PlexaMessage5 PlexaControl nuoscripting; do cp -p "build/windows/lib/lib$library.dll.a" "$sdk/lib" || return 1; done
+    cmake -S . -B "$tree" -G Ninja --toolchain cmake/windows-toolchain.cmake "-DNUOPLEXA_PLATFORM_SDK=$sdk" "-DBoost_INCLUDE_DIR=$sdk/boost" &&
+        cmake --build "$tree" -j "$(nproc)" && cmake --install "$tree" --prefix "$tree/installed"
+}
 
 step "start of Wine" start_wine || exit 1
 step "build, MinGW-w64, Windows" build || exit 1
+step "build against an SDK, MinGW-w64, Windows" build_against_sdk || exit 1
 ctest --preset windows -j "$(nproc)" | without_passed

@@ -193,8 +193,7 @@ TEST_F(Packaging, AHostIsBuiltThroughPkgConfig) {
 
 TEST_F(Packaging, TheLibraryIsBuiltAgainstAnInstalledPlatform) {
     Install();
-    Configure(SOURCE_FOLDER, {"-DNUOPLEXA_PLATFORM_SDK=" + Prefix(), "-DNUOPLEXA_BUILD_TESTS=OFF",
-                              "-DNUOPLEXA_BUILD_BENCHMARKS=OFF", "-DNUOPLEXA_BUILD_TOOLS=OFF"});
+    Configure(SOURCE_FOLDER, {"-DNUOPLEXA_PLATFORM_SDK=" + Prefix()});
     MakeProgram();
     EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(Build()) / "lib" / "libnuoplexasupport.so"));
     EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(Build()) / "lib" / "libnuocore.so"));
