@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -189,6 +190,16 @@ TEST_F(Limits, WorkThatIsRunLaterIsStopped) {
     mHasty->Run("new test.probes.Probe().promisedHook('x').then(() => { for (;;); })", "script.js");
     ASSERT_TRUE(mHasty->WaitForPending(std::chrono::seconds(30)));
     EXPECT_THROW(mHasty->RunPending(), ScriptLimitExceeded);
+}
+
+TEST_F(Limits, PromisesOfWorkThatThrowsBehindOtherWorkAreStopped) {
+    mHasty->Post([] {});
+    mHasty->Post([&] {
+        mHasty->Run("(async () => { await 0; for (;;); })()", "script.js");
+        throw std::runtime_error("mine");
+    });
+    EXPECT_THROW(mHasty->RunPending(), std::runtime_error);
+    EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
 }
 
 TEST_F(Limits, WorkThatIsRunLaterIsOneCall) {
