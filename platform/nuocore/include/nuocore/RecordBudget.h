@@ -7,11 +7,15 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <type_traits>
 #include <utility>
+
+#include "nuocore/Log.h"
 
 namespace nuocore::log {
 
-/// One for each sort of record. Any thread.
+/// One for each sort of record, a static mostly: it's not destroyed, and so serves to the very end of the
+/// process. Any thread.
 class RecordBudget {
   public:
     using Clock = std::chrono::steady_clock;
@@ -39,5 +43,27 @@ class RecordBudget {
     Clock::time_point mLast = Clock::now();
     std::uint64_t mLeftOut = 0;
 };
+
+static_assert(std::is_trivially_destructible_v<RecordBudget>);
+
+/// Logs the record that `inMake` makes, if the budget allows one, with the number of those that were left out
+/// before it; whether it did. Never throws: without memory for the record there is none.
+template <typename Make>
+bool LogWithin(RecordBudget& ioBudget, const Make& inMake) noexcept {
+    try {
+        const std::optional<std::uint64_t> leftOut = ioBudget.Take(RecordBudget::Clock::now());
+        if (!leftOut) {
+            return false;
+        }
+        LogRecord record = inMake();
+        if (*leftOut != 0) {
+            record.mFields.emplace_back("leftOutBefore", serialization::VariantValue(*leftOut));
+        }
+        Log(record);
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
 
 }  // namespace nuocore::log

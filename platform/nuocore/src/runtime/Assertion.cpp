@@ -3,11 +3,9 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <utility>
 
 #include "Debugger.h"
-#include "nuocore/Log.h"
 #include "nuocore/RecordBudget.h"
 #include "nuocore/Strings.h"
 
@@ -35,22 +33,15 @@ const char* TextOf(const char* inText) noexcept { return inText != nullptr ? inT
 
 bool LogAssertion(const AssertionRecord& inRecord) {
     using serialization::VariantValue;
-    static auto& sBudget = *new log::RecordBudget;
-    const std::optional<std::uint64_t> leftOut = sBudget.Take(log::RecordBudget::Clock::now());
-    if (!leftOut) {
-        return false;
-    }
-    log::LogRecord record{"Assertion",
-                          TextOf(inRecord.mFile),
-                          TextOf(inRecord.mFunction),
-                          inRecord.mMessage,
-                          {{"expression", VariantValue(UTF8String(TextOf(inRecord.mExpression)))},
-                           {"line", VariantValue(std::uint64_t{inRecord.mLine})}}};
-    if (*leftOut != 0) {
-        record.mFields.emplace_back("leftOutBefore", VariantValue(*leftOut));
-    }
-    log::Log(record);
-    return true;
+    static log::RecordBudget sBudget;
+    return log::LogWithin(sBudget, [&] {
+        return log::LogRecord{"Assertion",
+                              TextOf(inRecord.mFile),
+                              TextOf(inRecord.mFunction),
+                              inRecord.mMessage,
+                              {{"expression", VariantValue(UTF8String(TextOf(inRecord.mExpression)))},
+                               {"line", VariantValue(std::uint64_t{inRecord.mLine})}}};
+    });
 }
 
 std::shared_ptr<const AssertionHandler> CurrentHandler() {
