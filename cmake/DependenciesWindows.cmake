@@ -23,13 +23,13 @@ nuoplexa_header_library(spdlog::spdlog_header_only spdlog)
 target_compile_definitions(spdlog::spdlog_header_only INTERFACE SPDLOG_FMT_EXTERNAL)
 target_link_libraries(spdlog::spdlog_header_only INTERFACE fmt::fmt-header-only)
 
-file(WRITE "${CMAKE_BINARY_DIR}/sources/boost_json.cpp" "#include <boost/json/src.hpp>\n")
-add_library(boost_json STATIC "${CMAKE_BINARY_DIR}/sources/boost_json.cpp")
+add_library(boost_json STATIC "${PROJECT_SOURCE_DIR}/cmake/windows/boost_json.cpp")
 target_link_libraries(boost_json PUBLIC Boost::headers)
 add_library(Boost::json ALIAS boost_json)
 
 if(NOT EXISTS "${NUOPLEXA_EXPAT_SOURCE}/lib/xmlparse.c")
-  message(FATAL_ERROR "NUOPLEXA_EXPAT_SOURCE has to name expat's unpacked source; scripts/test-windows.sh fetches it")
+  message(FATAL_ERROR "there is no expat in NUOPLEXA_EXPAT_SOURCE, \"${NUOPLEXA_EXPAT_SOURCE}\"; "
+    "scripts/fetch-expat.sh FOLDER fetches its source")
 endif()
 enable_language(C)
 add_library(expat STATIC
@@ -38,9 +38,7 @@ add_library(expat STATIC
   "${NUOPLEXA_EXPAT_SOURCE}/lib/xmltok.c")
 target_include_directories(expat SYSTEM PUBLIC "${NUOPLEXA_EXPAT_SOURCE}/lib")
 target_compile_definitions(expat PUBLIC XML_STATIC)
-file(WRITE "${CMAKE_BINARY_DIR}/sources/expat_config.h"
-  "#define BYTEORDER 1234\n#define HAVE_MEMMOVE 1\n#define XML_CONTEXT_BYTES 1024\n#define XML_DTD 1\n#define XML_NS 1\n")
-target_include_directories(expat PRIVATE "${CMAKE_BINARY_DIR}/sources")
+target_include_directories(expat PRIVATE "${PROJECT_SOURCE_DIR}/cmake/windows")
 add_library(PkgConfig::EXPAT ALIAS expat)
 
 # The system's C library has this function; MinGW's import library lacks it.

@@ -1,0 +1,2 @@
+// Boost.JSON, whole.
+#include <boost/json/src.hpp>
