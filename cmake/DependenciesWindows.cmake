@@ -41,13 +41,8 @@ target_compile_definitions(expat PUBLIC XML_STATIC)
 target_include_directories(expat PRIVATE "${PROJECT_SOURCE_DIR}/cmake/windows")
 add_library(PkgConfig::EXPAT ALIAS expat)
 
-# The system's C library has this function; MinGW's import library lacks it.
-file(WRITE "${CMAKE_BINARY_DIR}/sources/dupenv.def" "LIBRARY msvcrt.dll\nEXPORTS\n_wdupenv_s\n")
-find_program(DLLTOOL_PROGRAM x86_64-w64-mingw32-dlltool REQUIRED)
-execute_process(COMMAND "${DLLTOOL_PROGRAM}" -d "${CMAKE_BINARY_DIR}/sources/dupenv.def" -l "${CMAKE_BINARY_DIR}/libdupenv.a"
-  COMMAND_ERROR_IS_FATAL ANY)
-add_library(dupenv STATIC IMPORTED GLOBAL)
-set_target_properties(dupenv PROPERTIES IMPORTED_LOCATION "${CMAKE_BINARY_DIR}/libdupenv.a")
+# In the place of a function that neither Wine's C library nor MinGW's import library has.
+add_library(dupenv STATIC "${PROJECT_SOURCE_DIR}/cmake/windows/dupenv.c")
 
 if(NUOPLEXA_BUILD_TESTS)
   set(INSTALL_GTEST OFF)

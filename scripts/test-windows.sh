@@ -16,7 +16,10 @@ for program in "$wine" "$server"; do
     fi
 done
 
-folder=$(mktemp -d)
+if ! folder=$(mktemp -d); then
+    echo "test-windows.sh: no folder for Wine: ${TMPDIR:-/tmp} (TMPDIR) has to be there, with room, and this user has to be allowed to write there" >&2
+    exit 1
+fi
 export WINEPREFIX="$folder/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe=" LC_ALL=C.UTF-8
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 mkdir "$WINEPREFIX"

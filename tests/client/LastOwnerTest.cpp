@@ -38,12 +38,19 @@ struct HookAllocator {
 bool RegistryLockIsFree() {
     const auto taken = std::make_shared<std::promise<void>>();
     std::future<void> isTaken = taken->get_future();
-    std::thread([taken] {
+    std::thread probe([taken] {
         sRegistryLock.Lock("probe", kRegistryLockTimeoutMilliseconds);
         sRegistryLock.Unlock();
         taken->set_value();
-    }).detach();
-    return isTaken.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    });
+    const bool isFree = isTaken.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    // A thread that is detached as it begins is sometimes never run by MinGW's C library.
+    if (isFree) {
+        probe.join();
+    } else {
+        probe.detach();
+    }
+    return isFree;
 }
 
 class LastOwner : public Dispatch {

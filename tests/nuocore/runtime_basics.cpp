@@ -16,6 +16,7 @@
 #include "nuocore/Time.h"
 #include "runtime_support.h"
 #include "support/Patterns.h"
+#include "support/System.h"
 
 namespace {
 
@@ -101,17 +102,22 @@ std::vector<std::string> OuterForStackTrace(std::size_t inSkip, std::size_t inMa
 
 namespace {
 
+MATCHER_P2(IsCallFrom, inName, inFunction, std::string("is a call from ") + inName) {
+    return support::IsCallFrom(arg, inName, inFunction);
+}
+#define IS_CALL_FROM(function) IsCallFrom(#function, reinterpret_cast<const void*>(&function))
+
 TEST(StackTrace, NamesTheCallerFirst) {
     const auto names = OuterForStackTrace(0, 64);
     ASSERT_GE(names.size(), 3U);
-    EXPECT_THAT(names[0], testing::HasSubstr("InnermostForStackTrace"));
-    EXPECT_THAT(names[1], testing::HasSubstr("OuterForStackTrace"));
+    EXPECT_THAT(names[0], IS_CALL_FROM(InnermostForStackTrace));
+    EXPECT_THAT(names[1], IS_CALL_FROM(OuterForStackTrace));
 }
 
 TEST(StackTrace, LeavesFramesOutAtTheTop) {
     const auto names = OuterForStackTrace(1, 64);
     ASSERT_FALSE(names.empty());
-    EXPECT_THAT(names[0], testing::HasSubstr("OuterForStackTrace"));
+    EXPECT_THAT(names[0], IS_CALL_FROM(OuterForStackTrace));
     EXPECT_TRUE(OuterForStackTrace(static_cast<std::size_t>(-1), 64).empty());
     EXPECT_TRUE(OuterForStackTrace(100000, 64).empty());
 }

@@ -16,6 +16,10 @@ std::filesystem::path MakeTemporaryFolder(const std::string& inPrefix);
 /// Sets the process's locale to one with a decimal comma. Throws `std::runtime_error` when there is none.
 void UseGermanLocale();
 
+/// Whether a line of a call stack stands for a call that a function has made. Where the system has no names
+/// for the functions of a program, whether its address is shortly after the function's beginning.
+bool IsCallFrom(const std::string& inLine, const char* inName, const void* inFunction);
+
 /// A shared library, loaded until the object goes.
 class LoadedLibrary {
   public:

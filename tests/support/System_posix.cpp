@@ -28,6 +28,10 @@ void UseGermanLocale() {
         throw std::runtime_error("no German locale: is the package \"locales\" installed?");
 }
 
+bool IsCallFrom(const std::string& inLine, const char* inName, const void* /*inFunction*/) {
+    return inLine.find(inName) != std::string::npos;
+}
+
 LoadedLibrary::LoadedLibrary(const char* inFile) : mLibrary(::dlopen(inFile, RTLD_NOW)) {
     if (mLibrary == nullptr) throw std::runtime_error(::dlerror());
 }

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -20,6 +21,13 @@ std::filesystem::path MakeTemporaryFolder(const std::string& inPrefix) {
 
 void UseGermanLocale() {
     if (std::setlocale(LC_ALL, "German") == nullptr) throw std::runtime_error("no German locale");
+}
+
+bool IsCallFrom(const std::string& inLine, const char* /*inName*/, const void* inFunction) {
+    constexpr std::uintptr_t kLongestFunction = 512;
+    const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(inFunction);
+    const std::uintptr_t address = std::stoull(inLine, nullptr, 16);
+    return begin < address && address < begin + kLongestFunction;
 }
 
 LoadedLibrary::LoadedLibrary(const char* inFile) : mLibrary(::LoadLibraryA(inFile)) {

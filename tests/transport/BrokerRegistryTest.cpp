@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -10,14 +11,15 @@
 #include "doubles/BrokerFile.h"
 #include "doubles/NuocoreWatch.h"
 #include "transport/BrokerLocation.h"
+#include "transport/RegistryCalls_win32.h"
 
 namespace nuoplexasupport {
 namespace {
 
 namespace fs = std::filesystem;
 using doubles::BrokerFile;
+using transport_test::SeenRegistryCalls;
 
-constexpr const wchar_t* kOwnRoot = L"Software\\nuoplexasupport-test";
 constexpr const wchar_t* kKey = L"SOFTWARE\\Orvane\\Plexa\\5.0";
 
 // While it lives, what this process finds under HKEY_LOCAL_MACHINE is a key of the user's.
@@ -25,7 +27,7 @@ class OwnRegistry {
   public:
     OwnRegistry() {
         Remove();
-        EXPECT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, kOwnRoot, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+        EXPECT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, mName.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                                     &mRoot, nullptr),
                   ERROR_SUCCESS);
         EXPECT_EQ(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, mRoot), ERROR_SUCCESS);
@@ -38,14 +40,13 @@ class OwnRegistry {
         Remove();
     }
 
-    void Store(const std::wstring& inPath, REGSAM inView = KEY_WOW64_64KEY, DWORD inType = REG_SZ) const {
-        StoreBytes(inPath.c_str(), (inPath.size() + 1) * sizeof(wchar_t), inView, inType);
+    void Store(const std::wstring& inPath, DWORD inType = REG_SZ) const {
+        StoreBytes(inPath.c_str(), (inPath.size() + 1) * sizeof(wchar_t), inType);
     }
-    void StoreBytes(const void* inData, std::size_t inCount, REGSAM inView = KEY_WOW64_64KEY,
-                    DWORD inType = REG_SZ) const {
+    void StoreBytes(const void* inData, std::size_t inCount, DWORD inType = REG_SZ) const {
         HKEY key = nullptr;
-        ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_ALL_ACCESS | inView, nullptr,
-                                    &key, nullptr),
+        ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY,
+                                    nullptr, &key, nullptr),
                   ERROR_SUCCESS);
         EXPECT_EQ(::RegSetValueExW(key, L"OrvaneIPCBroker", 0, inType, static_cast<const BYTE*>(inData),
                                    static_cast<DWORD>(inCount)),
@@ -54,7 +55,10 @@ class OwnRegistry {
     }
 
   private:
-    static void Remove() { ::RegDeleteTreeW(HKEY_CURRENT_USER, kOwnRoot); }
+    void Remove() const { ::RegDeleteTreeW(HKEY_CURRENT_USER, mName.c_str()); }
+
+    // Tests run side by side, each in a process of its own.
+    const std::wstring mName = L"Software\\nuoplexasupport-test-" + std::to_wstring(::GetCurrentProcessId());
     HKEY mRoot = nullptr;
 };
 
@@ -113,6 +117,51 @@ TEST_F(BrokerRegistry, WithoutVariablesTheFixedBaseIsUsed) {
     fs::remove_all(L"C:\\Program Files\\Common Files\\Orvane");
 }
 
+// Only a process that is started with one has a variable without text: the C library sets none.
+TEST(BrokerEnvironmentDeathTest, AVariableWithoutTextIsAnEmptyBase) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const wchar_t* variable : {L"CommonProgramFiles(x86)", L"CommonProgramFiles"}) {
+        ASSERT_NE(::SetEnvironmentVariableW(variable, L""), FALSE);
+    }
+    const fs::path top = L"C:\\Orvane";
+    const auto locate = [] {
+        fs::current_path(L"C:\\");
+        return LocateBroker();
+    };
+    EXPECT_EXIT(std::_Exit(locate()), testing::ExitedWithCode(6), "");
+    WriteFile(top / L"Orvane Desktop Common\\IPCBox\\OrvaneIPCBroker.exe");
+    EXPECT_EXIT(std::_Exit(locate()), testing::ExitedWithCode(0), "");
+    fs::remove_all(top);
+}
+
+// A 64-bit program sees no difference between the views; one of 32 bits does.
+TEST_F(BrokerRegistry, TheKeyIsOpenedForReadingInTheViewOf64BitPrograms) {
+    EXPECT_EQ(LocateBroker(), 6);
+    EXPECT_EQ(SeenRegistryCalls().mRoot, HKEY_LOCAL_MACHINE);
+    EXPECT_EQ(SeenRegistryCalls().mKey, kKey);
+    EXPECT_EQ(SeenRegistryCalls().mAccess, REGSAM{KEY_READ | KEY_WOW64_64KEY});
+    EXPECT_EQ(SeenRegistryCalls().mOpened, 0);
+}
+
+TEST_F(BrokerRegistry, TheRegistryIsNotOpenedForAFileAtAStandardLocation) {
+    const BrokerFile there;
+    EXPECT_EQ(LocateBroker(), 0);
+    support::SetVariable("CommonProgramFiles(x86)", mNone.Folder().string());
+    EXPECT_EQ(LocateBroker(), 0);
+    EXPECT_EQ(SeenRegistryCalls().mKey, L"");
+}
+
+TEST_F(BrokerRegistry, TheKeyIsClosedWhateverItHolds) {
+    int opened = 0;
+    for (const std::wstring& path : {std::wstring(L"x"), std::wstring(200, L'x'), MakeBroker().wstring()}) {
+        mRegistry.Store(path);
+        LocateBroker();
+        EXPECT_EQ(SeenRegistryCalls().mOpened, ++opened);
+        EXPECT_EQ(SeenRegistryCalls().mAskedBytes, 260U);
+    }
+    EXPECT_EQ(SeenRegistryCalls().mClosed, opened);
+}
+
 TEST_F(BrokerRegistry, TheStoredPathIsRead) {
     mRegistry.Store(MakeBroker().wstring());
     EXPECT_EQ(LocateBroker(), 0);
@@ -120,17 +169,6 @@ TEST_F(BrokerRegistry, TheStoredPathIsRead) {
 
 TEST_F(BrokerRegistry, SlashesCountAsSeparatorsToo) {
     mRegistry.Store(MakeBroker().generic_wstring());
-    EXPECT_EQ(LocateBroker(), 0);
-}
-
-TEST_F(BrokerRegistry, TheViewOf32BitProgramsIsNotLookedAt) {
-    mRegistry.Store(MakeBroker().wstring(), KEY_WOW64_32KEY);
-    EXPECT_EQ(LocateBroker(), 6);
-}
-
-TEST_F(BrokerRegistry, AStandardLocationComesBeforeTheStoredPath) {
-    const BrokerFile there;
-    mRegistry.Store(L"C:\\nowhere\\OrvaneIPCBroker.exe");
     EXPECT_EQ(LocateBroker(), 0);
 }
 
@@ -183,10 +221,10 @@ TEST_F(BrokerRegistry, AValueWithoutItsNulIsReadWithinTheBuffer) {
 }
 
 TEST_F(BrokerRegistry, ValuesOfOtherTypesAreTakenAsTheyAre) {
-    mRegistry.Store(MakeBroker().wstring(), KEY_WOW64_64KEY, REG_EXPAND_SZ);
+    mRegistry.Store(MakeBroker().wstring(), REG_EXPAND_SZ);
     EXPECT_EQ(LocateBroker(), 0);
     const std::uint32_t number = 7;
-    mRegistry.StoreBytes(&number, sizeof number, KEY_WOW64_64KEY, REG_DWORD);
+    mRegistry.StoreBytes(&number, sizeof number, REG_DWORD);
     EXPECT_EQ(LocateBroker(), 6);
 }
 
