@@ -3,6 +3,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+temporary=${TMPDIR:-/tmp}
+if [ ! -d "$temporary" ] || [ ! -w "$temporary" ]; then
+    echo "test-windows.sh: no folder for Wine: $temporary (TMPDIR) has to be there, and this user has to be allowed to write there" >&2
+    exit 1
+fi
+
 scripts/setup.sh windows
 # The folder that the preset names.
 scripts/fetch-expat.sh build/windows-sources/expat
@@ -16,10 +22,7 @@ for program in "$wine" "$server"; do
     fi
 done
 
-if ! folder=$(mktemp -d); then
-    echo "test-windows.sh: no folder for Wine: ${TMPDIR:-/tmp} (TMPDIR) has to be there, with room, and this user has to be allowed to write there" >&2
-    exit 1
-fi
+folder=$(mktemp -d)
 export WINEPREFIX="$folder/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe=" LC_ALL=C.UTF-8
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 mkdir "$WINEPREFIX"
