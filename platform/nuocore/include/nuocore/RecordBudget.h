@@ -3,10 +3,11 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <optional>
+#include <thread>
 #include <type_traits>
 #include <utility>
 
@@ -22,7 +23,7 @@ class RecordBudget {
 
     /// Whether a record may be written now; if so, how many before it were left out since the last one.
     std::optional<std::uint64_t> Take(Clock::time_point inNow) {
-        const std::lock_guard lock(mLock);
+        const Hold hold(mHeld);
         const std::chrono::duration<double> passed = inNow - mLast;
         mLeft = std::min(kBurst, mLeft + passed.count() * kPerSecond);
         mLast = inNow;
@@ -35,10 +36,24 @@ class RecordBudget {
     }
 
   private:
+    // For a few instructions each time. Not every system's mutex can do without being destroyed.
+    struct Hold {
+        explicit Hold(std::atomic_flag& ioHeld) noexcept : mHeld(ioHeld) {
+            while (mHeld.test_and_set(std::memory_order_acquire)) {
+                std::this_thread::yield();
+            }
+        }
+        ~Hold() { mHeld.clear(std::memory_order_release); }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+        std::atomic_flag& mHeld;
+    };
+
     static constexpr double kBurst = 100;
     static constexpr double kPerSecond = 20;
 
-    std::mutex mLock;
+    std::atomic_flag mHeld;
     double mLeft = kBurst;
     Clock::time_point mLast = Clock::now();
     std::uint64_t mLeftOut = 0;
