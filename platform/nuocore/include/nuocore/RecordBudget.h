@@ -59,9 +59,7 @@ class RecordBudget {
     std::uint64_t mLeftOut = 0;
 };
 
-// MinGW's mutexes have a destructor; after it a record may be left out there.
-static_assert(std::is_trivially_destructible_v<RecordBudget> ||
-              !std::is_trivially_destructible_v<std::mutex>);
+static_assert(std::is_trivially_destructible_v<RecordBudget>);
 
 /// Logs the record that `inMake` makes, if the budget allows one, with the number of those that were left out
 /// before it; whether it did. Never throws: without memory for the record there is none.
