@@ -7,6 +7,7 @@
 #include <csignal>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "Desktop.h"
 #include "bus/MessageTypes.h"
@@ -181,6 +182,29 @@ TEST_F(ModuleInstallation, ASecondInterruptionWaitsForNothing) {
     ASSERT_TRUE(service->AwaitOutput(zarnd::kCancelType)) << tool.Errors();
     tool.Signal(SIGINT);
     EXPECT_EQ(tool.Wait(), 128 + SIGINT);
+}
+
+TEST_F(ModuleInstallation, ARequestThatIsTooLongInTheFormInWhichItIsSentIsRefused) {
+    for (const auto& [id, version] : {std::pair(std::string(4'000, '&'), std::string("20.0")),
+                                      std::pair(std::string("KQ7L"), std::string(20'000, '1'))}) {
+        const auto run = Run({"module", "install", id, "--product", "QRTX", "--product-version", version});
+        EXPECT_EQ(run.mExitCode, 2) << run.mErrors;
+        EXPECT_THAT(run.mErrors, HasSubstr("cannot ask this"));
+    }
+}
+
+// Its end was told while the tool was away, and nobody will tell it again.
+TEST_F(ModuleInstallation, ACancellationOfARequestThatHasEndedUnheardEnds) {
+    const auto service = OtherService();
+    ChildProcess refuser(Command({"answer", zarnd::kCancelType, "--response",
+                                  std::string(zarnd::kCancelType) + zarnd::kAnswerSuffix, "--reply",
+                                  R"({"result":"error","error-data":{"error-code":"210"}})"}));
+    ASSERT_TRUE(refuser.AwaitErrors("answering as ")) << refuser.Errors();
+    ChildProcess tool(Command(Install("KQ7L")));
+    ASSERT_TRUE(service->AwaitOutput(zarnd::kInstallType)) << tool.Errors();
+    tool.Signal(SIGINT);
+    EXPECT_EQ(tool.Wait(), 1);
+    EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L may be installed or not"));
 }
 
 }  // namespace tool_test

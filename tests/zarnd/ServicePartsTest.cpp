@@ -74,6 +74,16 @@ TEST(OtherServices, AreThoseWhoseProcessIsOlder) {
     }
 }
 
+TEST(OtherServices, AreChosenByTheirAge) {
+    const StartOfProcess startOf = [](std::int32_t inId) { return static_cast<std::uint64_t>(inId / 10); };
+    const Asker unseen{"zarnd-1.0", 1, 9};
+    const Asker old{"zarnd-1.0", 1, 49};
+    const Asker young{"zarnd-2.0", 2, 54};
+    EXPECT_EQ(OldestService({kAnna}, startOf), std::nullopt);
+    EXPECT_EQ(OldestService({kAnna, unseen}, startOf), unseen);
+    EXPECT_EQ(OldestService({unseen, young, kAnna, old}, startOf), old);
+}
+
 TEST_F(ServiceParts, RefusesQuestionsThatAreTooLongByTheirId) {
     const std::string filler(20'000, 'x');
     const auto id = OnlyRequestId(R"({"request-id":"7","filler":")" + filler + "\"}");

@@ -11,11 +11,13 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+#include <vector>
 
 #include "Asker.h"
 #include "Failure.h"
 #include "PayloadText.h"
 #include "bus/MessageTypes.h"
+#include "bus/OtherService.h"
 #include "bus/QuestionLimits.h"
 #include "nuocore/JSON.h"
 #include "nuoplexasupport/nuoplexasupport.h"
@@ -73,18 +75,25 @@ class Starts {
                                      "bus");
 }
 
+// Of several the one that will stay.
 std::optional<api5::EndPoint> FindService(const BusConnection& inBus) {
+    std::vector<zarnd::Asker> processes;
     for (const api5::EndPoint& endPoint : inBus.EndPoints()) {
-        if (AppIdOf(endPoint).starts_with(zarnd::kAppIdPrefix)) return endPoint;
+        processes.push_back({AppIdOf(endPoint), endPoint.GetInstance(), endPoint.GetProcessId()});
     }
-    return std::nullopt;
+    const auto service = zarnd::OldestService(processes, &zarnd::StartOfSystemProcess);
+    if (!service) return std::nullopt;
+    return api5::EndPoint(service->mAppId.c_str(), service->mInstance, service->mProcessId);
 }
 
 }  // namespace
 
-bool IsOnBus(const BusConnection& inBus, const api5::EndPoint& inEndPoint) {
+bool IsOnBus(const BusConnection& inBus, const api5::EndPoint& inService) {
     const auto endPoints = inBus.EndPoints();
-    return std::find(endPoints.begin(), endPoints.end(), inEndPoint) != endPoints.end();
+    return std::any_of(endPoints.begin(), endPoints.end(), [&](const api5::EndPoint& inEndPoint) {
+        return AppIdOf(inEndPoint) == AppIdOf(inService) &&
+               inEndPoint.GetProcessId() == inService.GetProcessId();
+    });
 }
 
 api5::EndPoint RequireService(const BusConnection& inBus, const Interruption& inInterruption) {
@@ -114,11 +123,7 @@ void CheckQuestion(const VariantObject& inQuestion) {
         nuocore::serialization::MakeValue(nuocore::UTF8String("00000000-0000-0000-0000-000000000000"));
     const std::string text(
         nuocore::serialization::GetJSONUTF8String(nuocore::serialization::VariantValue(question), false));
-    if (text.size() > zarnd::kMaxQuestionBytes) {
-        throw Failure(kExitUsage, "cannot ask this: it has " + std::to_string(text.size()) +
-                                      " bytes, and the desktop service takes " +
-                                      std::to_string(zarnd::kMaxQuestionBytes) + " at most");
-    }
+    CheckQuestionLength(text.size());
     try {
         nuocore::serialization::ParseJSON(
             text, {zarnd::kMaxQuestionBytes, zarnd::kMaxQuestionDepth, zarnd::kMaxQuestionValues});
@@ -127,6 +132,13 @@ void CheckQuestion(const VariantObject& inQuestion) {
                                       std::to_string(zarnd::kMaxQuestionDepth) + " levels and " +
                                       std::to_string(zarnd::kMaxQuestionValues) + " values at most in all");
     }
+}
+
+void CheckQuestionLength(std::size_t inBytes) {
+    if (inBytes <= zarnd::kMaxQuestionBytes) return;
+    throw Failure(kExitUsage, "cannot ask this: it has " + std::to_string(inBytes) +
+                                  " bytes, and the desktop service takes " +
+                                  std::to_string(zarnd::kMaxQuestionBytes) + " at most");
 }
 
 VariantObject AskService(const BusConnection& inBus, const api5::EndPoint& inService,
@@ -139,11 +151,12 @@ VariantObject AskService(const BusConnection& inBus, const api5::EndPoint& inSer
         nuocore::utility::Guid(), inQuestion, nuoplexasupport::kPlexaSerializationFlavor_JSON,
         nuoplexasupport::kPlexaRequestIDKeyType_RequestId, "");
     const Deadline deadline = After(inSeconds);
+    Departure departure([&] { return IsOnBus(inBus, inService); });
     while (!inInterruption.Await(answers->Descriptor(), Clock::now() + kBetweenGlances)) {
         if (inInterruption.HasCome()) {
             throw Failure(kExitTimeout, "interrupted before the desktop service answered");
         }
-        if (!IsOnBus(inBus, inService)) {
+        if (departure.HasCome()) {
             throw Failure(kExitTimeout, "the desktop service has left the bus without an answer; ask again");
         }
         if (deadline && Clock::now() >= *deadline) {

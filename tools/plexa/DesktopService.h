@@ -1,8 +1,11 @@
 /// The desktop service "zarnd" as the tool meets it.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "BusConnection.h"
 #include "Interruption.h"
@@ -15,12 +18,29 @@ namespace orvane::plexa::tool {
 /// place knows nothing of what this one was asked. Throws `Failure` when it doesn't come.
 api5::EndPoint RequireService(const BusConnection& inBus, const Interruption& inInterruption);
 
-/// Whether this very end point is on the bus.
-bool IsOnBus(const BusConnection& inBus, const api5::EndPoint& inEndPoint);
+/// Whether the same process is on the bus; under another end point, if the bus was restarted.
+bool IsOnBus(const BusConnection& inBus, const api5::EndPoint& inService);
+
+/// Tells that somebody has gone who is looked after now and then: when missed twice in a row. The last words
+/// may come a moment after the news of the departure, and after a restart of the bus the others a moment
+/// after this process; so there has to be a wait between looks.
+class Departure {
+  public:
+    explicit Departure(std::function<bool()> inIsThere) : mIsThere(std::move(inIsThere)) {}
+
+    /// Looks once.
+    [[nodiscard]] bool HasCome() { return std::exchange(mWasMissed, !mIsThere()) && mWasMissed; }
+
+  private:
+    std::function<bool()> mIsThere;
+    bool mWasMissed = false;
+};
 
 /// Throws `Failure` (`kExitUsage`) for a question that the service would not take: too long, too deep, or
 /// with too many values.
 void CheckQuestion(const nuocore::serialization::VariantObject& inQuestion);
+/// The same for what is not sent as JSON, by its length alone.
+void CheckQuestionLength(std::size_t inBytes);
 
 /// Seconds for what the service answers at once, unless it is busy.
 inline constexpr double kAnswerSeconds = 30;

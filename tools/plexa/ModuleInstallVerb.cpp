@@ -5,6 +5,7 @@
 #include <boost/smart_ptr/make_shared.hpp>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "BusConnection.h"
@@ -17,7 +18,9 @@
 #include "PayloadText.h"
 #include "Verbs.h"
 #include "bus/MessageTypes.h"
+#include "common/Failure.h"
 #include "nuocore/Exception.h"
+#include "nuocore/VersionInfo.h"
 #include "nuoplexasupport/nuoplexasupport.h"
 
 namespace orvane::plexa::tool {
@@ -50,7 +53,8 @@ struct End {
     bool mIsInstalled;
     int mResult;
 };
-using News = std::variant<Share, Reason, End>;
+struct NothingToCancel {};
+using News = std::variant<Share, Reason, End, NothingToCancel>;
 
 // The library tells results only; the service's own words stand in its events.
 class Listener final : public nuoplexasupport::IPlexaClient {
@@ -63,6 +67,16 @@ class Listener final : public nuoplexasupport::IPlexaClient {
         if (TextOf(inPayload, "module-id") != mModule || TextOf(inPayload, "event-type") != "error") return;
         const auto& data = ExtractPropertyFromObject<VariantObject>(inPayload, "error-data");
         mNews->Put(Reason{TextOf(data, "error-code"), TextOf(data, "error-metadata")});
+    }
+    // To the cancellation. Other refusals leave the end to an event.
+    void ReceiveResponse(const ImmutableString& /*inMessageType*/,
+                         const nuocore::utility::Guid& /*inRequestId*/, const VariantObject& inPayload,
+                         const nuocore::UTF8String& /*inErrorText*/) override {
+        if (TextOf(inPayload, "result") != "error") return;
+        const auto& data = ExtractPropertyFromObject<VariantObject>(inPayload, "error-data");
+        static const std::string sNothing =
+            std::to_string(static_cast<int>(zarnd::ErrorCode::kNothingToCancel));
+        if (TextOf(data, "error-code") == sNothing) mNews->Put(NothingToCancel());
     }
 
   private:
@@ -141,6 +155,7 @@ class Installation {
                 news->Put(Share{PercentOf(inShare)});
             },
             true);
+        Departure departure([this] { return IsOnBus(mBus, mService); });
         (void)future.Then([news = mNews](const Future<void>& inDone) { news->Put(EndOf(inDone)); });
         for (;;) {
             if (Await()) {
@@ -148,9 +163,15 @@ class Installation {
                 if (const auto* const share = std::get_if<Share>(&news)) mDisplay.Show(*share);
                 if (const auto* const reason = std::get_if<Reason>(&news)) mReason = *reason;
                 if (const auto* const end = std::get_if<End>(&news)) return Finish(*end);
+                if (std::holds_alternative<NothingToCancel>(news)) {
+                    Fail(
+                        kExitFailure,
+                        "may be installed or not: its end was told while this tool was cut off from the bus; "
+                        "look with \"plexa module list\"");
+                }
             } else if (mInterruption.HasCome() && !mIsCancelled) {
                 Cancel();
-            } else if (!IsOnBus(mBus, mService)) {
+            } else if (departure.HasCome()) {
                 Fail(kExitFailure, "is not installed: the desktop service has left the bus; ask again");
             }
         }
@@ -220,6 +241,18 @@ class Installation {
     bool mIsCancelled = false;
 };
 
+// The request as the library will send it.
+void CheckRequest(const ModuleOptions& inModule) {
+    VariantObject request = inModule.AsQuestion();
+    const auto add = [&request](const char* inKey, std::string_view inText) {
+        request[inKey] = nuocore::serialization::MakeValue(nuocore::UTF8String(inText));
+    };
+    add("product-vardo-version", nuocore::versioninfo::GetVardoVersionString());
+    add("silent-mode", "true");
+    add("requestId", "00000000-0000-0000-0000-000000000000");
+    CheckQuestionLength(EncodePayload(request, PayloadFormat::kXML, "request").size());
+}
+
 void Install(InstallOptions ioOptions) {
     RequireProduct(ioOptions.mModule);
     CheckQuestion(ioOptions.mModule.AsQuestion());
@@ -227,6 +260,7 @@ void Install(InstallOptions ioOptions) {
     ioOptions.mConnection.mCode = ioOptions.mModule.mProduct;
     const Interruption interruption;
     BusConnection bus(ioOptions.mConnection);
+    CheckRequest(ioOptions.mModule);
     bus.Connect(interruption);
     const api5::EndPoint service = RequireService(bus, interruption);
     Installation(ioOptions, bus, service, interruption).Run();

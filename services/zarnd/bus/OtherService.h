@@ -9,8 +9,11 @@
 
 namespace orvane::plexa::zarnd {
 
-/// A service among the end points whose process is older than this one's, so that of two that begin at the
-/// same time one stays; nothing when there is none.
+/// The service among the end points whose process is the oldest, so that all choose the same one; nothing
+/// when there is none. One whose process can't be seen is chosen only where no other is.
+std::optional<Asker> OldestService(const std::vector<Asker>& inEndPoints, const StartOfProcess& inStartOf);
+
+/// That one, if its process is older than this one's.
 std::optional<Asker> OlderService(const std::vector<Asker>& inEndPoints, const Asker& inSelf,
                                   const StartOfProcess& inStartOf);
 

@@ -45,9 +45,8 @@ using Inputs = Inbox<Input>;
 /// Of end points one right after another only the newest matter. What stands between two is dealt with by
 /// the first: an end that came after a move is told where the process is now.
 inline void PutEndPoints(Inputs& ioInputs, std::vector<Asker> inEndPoints) {
-    ioInputs.PutAfter(EndPointsChanged{std::move(inEndPoints)}, [](const Input& inInput) {
-        return std::holds_alternative<EndPointsChanged>(inInput);
-    });
+    ioInputs.PutAfter(EndPointsChanged{std::move(inEndPoints)},
+                      [](const Input& inInput) { return std::holds_alternative<EndPointsChanged>(inInput); });
 }
 
 }  // namespace orvane::plexa::zarnd
