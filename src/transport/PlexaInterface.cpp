@@ -187,7 +187,7 @@ void PlexaInterface::Terminate() {
     api::IPlexaMessageDispatcher* dispatcher = nullptr;
     {
         const ScopedLock lock(mMutex, "nuoplexasupport::PlexaInterface::Terminate", kLockTimeoutMilliseconds);
-        std::swap(dispatcher, mDispatcher);
+        dispatcher = mDispatcher.exchange(nullptr);
         mCallback = nullptr;
     }
     if (dispatcher != nullptr) {

@@ -1,6 +1,7 @@
 /// The process's one connection to the broker.
 #pragma once
 
+#include <atomic>
 #include <boost/smart_ptr/atomic_shared_ptr.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <string>
@@ -76,7 +77,9 @@ class PlexaInterface final : public orvane::plexa::api5::IPlexaMessageListener {
 
     PlexaMessageCallback* mCallback NUOCORE_GUARDED_BY(mMutex) = nullptr;
     nuocore::thread::RecursiveMutex mMutex;
-    orvane::plexa::api5::IPlexaMessageDispatcher* mDispatcher NUOCORE_GUARDED_BY(mMutex) = nullptr;
+    /// Changed with the mutex held; atomic for the end of the process, which looks at it while a client's
+    /// last call may still be on its way.
+    std::atomic<orvane::plexa::api5::IPlexaMessageDispatcher*> mDispatcher = nullptr;
     bool mReady NUOCORE_GUARDED_BY(mMutex);
     std::vector<PendingPlexaMessage> mPending NUOCORE_GUARDED_BY(mMutex);
     boost::atomic_shared_ptr<const EndPointList> mEndPoints;
