@@ -95,7 +95,7 @@ TEST_F(ServiceParts, RefusesQuestionsThatAreTooLongByTheirId) {
         OnlyRequestId(R"({"request-id":"7","filler":")" + std::string(std::size_t{64} << 10U, 'x') + "\"}"),
         std::nullopt);
     Start();
-    for (const char* const type : {kInstallType, kObserverType, kListType, kPushType}) {
+    for (const char* const type : {kObserverType, kListType, kPushType}) {
         Take({kAnna, type, *id, true});
     }
     Take(Ask(kBert, kListType));
@@ -104,6 +104,28 @@ TEST_F(ServiceParts, RefusesQuestionsThatAreTooLongByTheirId) {
     End();
     Take({kAnna, kPushType, *id, true});
     EXPECT_THAT(mPort.To(kAnna), ElementsAre("error 209", "error 209", "error 209"));
+}
+
+TEST_F(ServiceParts, RefusesInstallationsThatAreTooLongByTheirModule) {
+    const auto request = [](const std::string& inModule, const std::string& inVersion, std::size_t inFiller) {
+        return OnlyModule("<message><product-sapcode>TAVI</product-sapcode><product-vardo-version>" +
+                          inVersion + "</product-vardo-version><modules><module-id>" + inModule +
+                          "</module-id></modules><filler>" + std::string(inFiller, 'x') +
+                          "</filler></message>");
+    };
+    const std::string filler(20'000, 'x');
+    EXPECT_EQ(request("", "1", 20'000), std::nullopt);
+    EXPECT_EQ(request(filler, "1", 0), std::nullopt);
+    EXPECT_EQ(request("one", "1", std::size_t{64} << 10U), std::nullopt);
+    EXPECT_EQ(OnlyModule(filler), std::nullopt);
+    const auto kept = request("one", "1", 20'000);
+    EXPECT_EQ(kept,
+              R"({"modules":{"module-id":"one"},"product-sapcode":"TAVI","product-vardo-version":"1"})");
+    EXPECT_EQ(request("one", filler, 0), R"({"modules":{"module-id":"one"},"product-sapcode":"TAVI"})");
+    Start();
+    Take({kAnna, kInstallType, *kept, true});
+    mPort.Await(kAnna, "<error-code>209<");
+    mPort.Await(kAnna, "<module-id>one<");
 }
 
 TEST_F(ServiceParts, EchoesAnIdAsItCame) {

@@ -7,6 +7,7 @@
 
 #include "PlexaMessage5/Interest.h"
 #include "PlexaMessage5/Texts.h"
+#include "bus/MessageTypes.h"
 #include "bus/OtherService.h"
 #include "bus/Payload.h"
 #include "bus/QuestionLimits.h"
@@ -90,9 +91,10 @@ void BusHost::Receive(const api5::PlexaMessage& inMessage) {
     Message question{AskerOf(message->GetSource()), std::move(type), std::move(payload)};
     if (question.mPayload.size() > kMaxQuestionBytes) {
         NoteProvoked("a message of " + question.mFrom.mAppId + " is too long to be a question");
-        const auto id = OnlyRequestId(question.mPayload);
-        if (!id) return;
-        question.mPayload = *id;
+        const auto rest =
+            question.mType == kInstallType ? OnlyModule(question.mPayload) : OnlyRequestId(question.mPayload);
+        if (!rest) return;
+        question.mPayload = *rest;
         question.mIsTooLong = true;
     }
     mTaker(std::move(question));

@@ -12,7 +12,7 @@ struct Message {
     Asker mFrom;
     std::string mType;
     std::string mPayload;
-    bool mIsTooLong = false;  ///< to be a question: the payload is nothing but its request id
+    bool mIsTooLong = false;  ///< to be a question: of the payload only the request id is left, or the module
 };
 
 class IPort {

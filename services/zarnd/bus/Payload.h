@@ -37,6 +37,9 @@ struct RequestId {
 std::optional<RequestId> RequestIdOf(const PayloadTexts& inTexts);
 /// A payload with nothing but the request id of one that is too long; nothing when that can't be read.
 std::optional<std::string> OnlyRequestId(std::string_view inText);
+/// A payload with nothing but the module that a request that is too long wants installed; nothing when that
+/// can't be read.
+std::optional<std::string> OnlyModule(std::string_view inText);
 
 /// An event's payload: XML with the root "message", every leaf a text.
 std::string WriteEvent(const DeploymentEvent& inEvent);

@@ -13,6 +13,7 @@ namespace orvane::plexa::zarnd {
 
 using nuocore::UTF16String;
 using nuocore::UTF8String;
+using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantObject;
 using nuocore::serialization::VariantValue;
 
@@ -93,6 +94,10 @@ PayloadTexts ReadJSON(std::string_view inText) {
     return texts;
 }
 
+std::string JSONOf(const VariantObject& inContent) {
+    return std::string(nuocore::serialization::GetJSONUTF8String(VariantValue(inContent), false));
+}
+
 }  // namespace
 
 PayloadTexts ReadPayload(std::string_view inText) try {
@@ -129,7 +134,24 @@ std::optional<std::string> OnlyRequestId(std::string_view inText) try {
     if (!id || id->mId.size() > kMaxReadIdBytes) return std::nullopt;
     VariantObject content;
     content[UTF8String(id->mKey)] = TextValue(id->mId);
-    return std::string(nuocore::serialization::GetJSONUTF8String(VariantValue(content), false));
+    return JSONOf(content);
+} catch (const PayloadError&) {
+    return std::nullopt;
+}
+
+std::optional<std::string> OnlyModule(std::string_view inText) try {
+    const PayloadTexts texts = ReadPayload(inText);
+    const ModuleKey key = ModuleOf(texts);
+    const std::string version = TextAt(texts, "product-vardo-version");
+    if (key.mModule.empty() || key.mModule.size() + key.mProduct.size() > kMaxReadModuleBytes)
+        return std::nullopt;
+    VariantObject module;
+    module["module-id"] = TextValue(key.mModule);
+    VariantObject content;
+    content["product-sapcode"] = TextValue(key.mProduct);
+    if (version.size() <= kMaxReadModuleBytes) content["product-vardo-version"] = TextValue(version);
+    content["modules"] = MakeValue(std::move(module));
+    return JSONOf(content);
 } catch (const PayloadError&) {
     return std::nullopt;
 }

@@ -87,12 +87,14 @@ void Service::AnswerLater(TaskRunner& ioRunner, const Message& inQuestion, const
 }
 
 void Service::RefuseLength(const Message& inMessage) {
-    // These have no answers.
-    if (inMessage.mType == kInstallType || inMessage.mType == kObserverType) return;
-    if (const auto id = RequestIdOf(ReadPayload(inMessage.mPayload))) {
-        Answer(inMessage,
-               WriteRefusal(*id, ErrorCode::kBadRequest,
-                            "the question is longer than " + std::to_string(kMaxQuestionBytes) + " bytes"));
+    if (inMessage.mType == kObserverType) return;  // which has no answer
+    const Error error{ErrorCode::kBadRequest,
+                      "the question is longer than " + std::to_string(kMaxQuestionBytes) + " bytes"};
+    const PayloadTexts texts = ReadPayload(inMessage.mPayload);
+    if (inMessage.mType == kInstallType) {
+        mDeployment.Refuse({inMessage.mFrom, ModuleOf(texts), TextAt(texts, "product-vardo-version")}, error);
+    } else if (const auto id = RequestIdOf(texts)) {
+        Answer(inMessage, WriteRefusal(*id, error.mCode, error.mMetadata));
     }
 }
 
