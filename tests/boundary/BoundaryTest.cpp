@@ -82,7 +82,11 @@ TEST_F(Boundary, AFailedDownloadIsCaughtByItsType) {
     } catch (const ModuleDownloadFailedException& exception) {
         EXPECT_EQ(exception.GetCode(), kModuleOperationsBlockedByConflictingProcess);
         EXPECT_EQ(exception.GetMessageText(), "Failed to download the requested module");
+        // The library threw what the host calls by that name, and its bases are the host's.
+        EXPECT_TRUE(typeid(exception) == typeid(ModuleDownloadFailedException));
     }
+    EXPECT_THROW(future.Get(), nuocore::config::nuo_exception);
+    EXPECT_THROW(future.Get(), std::runtime_error);
 }
 
 TEST_F(Boundary, AValueThatCannotBeWrittenIsCaughtByItsType) {

@@ -74,6 +74,14 @@ class BrokerRegistry : public testing::Test {
         WriteFile(path);
         return path;
     }
+    std::wstring MakeBrokerWithPathOf(std::size_t inUnits, wchar_t inLetter = L'd') const {
+        const std::size_t rest =
+            mNone.Folder().wstring().size() + 1 + std::wstring(L"\\OrvaneIPCBroker.exe").size();
+        EXPECT_LT(rest, inUnits);
+        const std::wstring path = MakeBroker(std::wstring(inUnits - rest, inLetter)).wstring();
+        EXPECT_EQ(path.size(), inUnits);
+        return path;
+    }
     BrokerFile mNone{false};
     OwnRegistry mRegistry;
 };
@@ -199,14 +207,11 @@ TEST_F(BrokerRegistry, AKeyWithoutTheValueGivesSix) {
 }
 
 TEST_F(BrokerRegistry, APathOfAHundredAndThirtyUnitsIsRefused) {
-    const std::size_t prefix =
-        mNone.Folder().wstring().size() + 1 + std::wstring(L"\\OrvaneIPCBroker.exe").size();
-    ASSERT_LT(prefix, 129U);
-    mRegistry.Store(MakeBroker(std::wstring(129 - prefix, L'd')).wstring());
+    mRegistry.Store(MakeBrokerWithPathOf(129));
     EXPECT_EQ(LocateBroker(), 0);
-    mRegistry.Store(MakeBroker(std::wstring(130 - prefix, L'd')).wstring());
+    mRegistry.Store(MakeBrokerWithPathOf(130));
     EXPECT_EQ(LocateBroker(), 6);
-    mRegistry.Store(MakeBroker(std::wstring(129 - prefix, L'\u00FC')).wstring());
+    mRegistry.Store(MakeBrokerWithPathOf(129, L'\u00FC'));
     EXPECT_EQ(LocateBroker(), 0);
 }
 
@@ -215,17 +220,33 @@ TEST_F(BrokerRegistry, AValueWithoutItsNulIsReadWithinTheBuffer) {
     mRegistry.StoreBytes(path.c_str(), path.size() * sizeof(wchar_t));
     EXPECT_EQ(LocateBroker(), 0);
     // As many bytes as are asked for, none of them NUL.
-    const std::wstring full(130, L'x');
+    const std::wstring full = MakeBrokerWithPathOf(130);
     mRegistry.StoreBytes(full.c_str(), full.size() * sizeof(wchar_t));
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, WhatStandsBehindTheFirstNulIsNotRead) {
+    const std::wstring values = MakeBroker().wstring() + L'\0' + L"C:\\other" + L'\0';
+    mRegistry.StoreBytes(values.c_str(), (values.size() + 1) * sizeof(wchar_t), REG_MULTI_SZ);
+    EXPECT_EQ(LocateBroker(), 0);
+}
+
+TEST_F(BrokerRegistry, AFolderOfTheBrokersNameIsThereToo) {
+    const fs::path base = mNone.Folder() / "base";
+    fs::create_directories(base / "Orvane\\Orvane Desktop Common\\IPCBox\\OrvaneIPCBroker.exe");
+    mRegistry.Store((base / "Orvane\\Orvane Desktop Common\\IPCBox\\OrvaneIPCBroker.exe").wstring());
+    EXPECT_EQ(LocateBroker(), 0);
+    mRegistry.Store(L"");
     EXPECT_EQ(LocateBroker(), 6);
+    support::SetVariable("CommonProgramFiles", base.string());
+    EXPECT_EQ(LocateBroker(), 0);
 }
 
 TEST_F(BrokerRegistry, ValuesOfOtherTypesAreTakenAsTheyAre) {
-    mRegistry.Store(MakeBroker().wstring(), REG_EXPAND_SZ);
-    EXPECT_EQ(LocateBroker(), 0);
-    const std::uint32_t number = 7;
-    mRegistry.StoreBytes(&number, sizeof number, REG_DWORD);
-    EXPECT_EQ(LocateBroker(), 6);
+    for (const DWORD type : {REG_EXPAND_SZ, REG_BINARY, REG_MULTI_SZ, REG_NONE}) {
+        mRegistry.Store(MakeBroker().wstring(), type);
+        EXPECT_EQ(LocateBroker(), 0) << type;
+    }
 }
 
 }  // namespace
