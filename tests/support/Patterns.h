@@ -3,14 +3,15 @@
 
 #include <gmock/gmock.h>
 
-#include <regex>
 #include <string>
 
 namespace support {
 
-/// Matches texts that a regular expression (ECMAScript) covers from end to end.
+/// Whether a regular expression (ECMAScript) covers a text from end to end.
+bool IsCovered(const std::string& inText, const std::string& inPattern);
+
 MATCHER_P(MatchesPattern, inPattern, "matches \"" + std::string(inPattern) + "\"") {
-    return std::regex_match(std::string(arg), std::regex(std::string(inPattern)));
+    return IsCovered(std::string(arg), inPattern);
 }
 
 }  // namespace support
