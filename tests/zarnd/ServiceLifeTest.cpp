@@ -113,11 +113,17 @@ TEST_F(Serving, LeavesWhenItHasNothingToDo) {
 
 TEST_F(Serving, StartedOnDemandHasASessionAndALogOfItsOwn) {
     mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
-    ChildProcess service(mDesk.ServiceCommand({"--on-demand", "--idle-exit", "1"}));
+    // As a program starts it: without a process group of its own.
+    support::Command command = mDesk.ServiceCommand({"--on-demand", "--idle-exit", "1"});
+    const std::initializer_list<std::string> starter = {"/bin/sh", "-c", R"("$@" & echo $!; wait $!)", "sh"};
+    command.mArguments.insert(command.mArguments.begin(), starter);
+    ChildProcess service(command);
     const auto observer = std::make_unique<ChildProcess>(
         support::Command{{PLEXA_PROGRAM, "observe", "mail", "new"}, mDesk.Bus().Environment(BROKER_BASE)});
     ASSERT_TRUE(observer->AwaitErrors("observing as")) << observer->Errors();
-    EXPECT_EQ(::getsid(service.Id()), service.Id());
+    ASSERT_TRUE(service.AwaitOutput("\n"));
+    const pid_t id = std::stoi(service.Output());
+    EXPECT_EQ(::getsid(id), id);
     // Somebody counts on it for longer than it would stay.
     EXPECT_EQ(service.Wait(std::chrono::seconds(3)), std::nullopt);
     observer->Signal(SIGINT);
