@@ -217,11 +217,12 @@ TEST_F(BrokerRegistry, APathOfAHundredAndThirtyUnitsIsRefused) {
 
 TEST_F(BrokerRegistry, AValueWithoutItsNulIsReadWithinTheBuffer) {
     const std::wstring path = MakeBroker().wstring();
-    mRegistry.StoreBytes(path.c_str(), path.size() * sizeof(wchar_t));
+    // To what is stored as text the system adds its NUL.
+    mRegistry.StoreBytes(path.c_str(), path.size() * sizeof(wchar_t), REG_BINARY);
     EXPECT_EQ(LocateBroker(), 0);
     // As many bytes as are asked for, none of them NUL.
     const std::wstring full = MakeBrokerWithPathOf(130);
-    mRegistry.StoreBytes(full.c_str(), full.size() * sizeof(wchar_t));
+    mRegistry.StoreBytes(full.c_str(), full.size() * sizeof(wchar_t), REG_BINARY);
     EXPECT_EQ(LocateBroker(), 0);
 }
 
