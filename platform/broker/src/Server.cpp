@@ -1,6 +1,5 @@
 #include "Server.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 

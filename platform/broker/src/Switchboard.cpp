@@ -217,9 +217,7 @@ void Switchboard::FinishRound() {
 
 std::optional<wire::TimePoint> Switchboard::ComputeDeadline() const {
     std::optional<wire::TimePoint> deadline = mCore.NextDeadline();
-    const auto consider = [&deadline](wire::TimePoint inTime) {
-        deadline = std::min(deadline.value_or(inTime), inTime);
-    };
+    const auto consider = [&deadline](wire::TimePoint inTime) { deadline = wire::Earlier(deadline, inTime); };
     if (!mEnding.empty()) consider(mNow);
     for (const ConnectionId id : mClosing) {
         if (const Line* line = Find(id)) consider(line->closeBy);

@@ -1,5 +1,4 @@
 // Bounds and times: who is disconnected for them, and who is gone.
-#include <algorithm>
 #include <utility>
 
 #include "BrokerState.h"
@@ -93,7 +92,7 @@ void BrokerCore::Tick(TimePoint inNow) {
 
 std::optional<TimePoint> BrokerCore::NextDeadline() const {
     std::optional<TimePoint> next;
-    const auto consider = [&](TimePoint inTime) { next = next ? std::min(*next, inTime) : inTime; };
+    const auto consider = [&](TimePoint inTime) { next = wire::Earlier(next, inTime); };
     for (const auto& [id, connection] : mConnections) {
         if (connection->halfFrameSince) {
             consider(*connection->halfFrameSince + mLimits.halfFrame);
