@@ -116,13 +116,15 @@ api5::EndPoint RequireService(const BusConnection& inBus, const Interruption& in
     }
 }
 
-void CheckQuestion(const VariantObject& inQuestion) {
-    // As it will be sent, with an id.
-    VariantObject question = inQuestion;
-    question["requestId"] =
+VariantObject AsSent(VariantObject inQuestion) {
+    inQuestion["requestId"] =
         nuocore::serialization::MakeValue(nuocore::UTF8String("00000000-0000-0000-0000-000000000000"));
-    const std::string text(
-        nuocore::serialization::GetJSONUTF8String(nuocore::serialization::VariantValue(question), false));
+    return inQuestion;
+}
+
+void CheckQuestion(const VariantObject& inQuestion) {
+    const std::string text(nuocore::serialization::GetJSONUTF8String(
+        nuocore::serialization::VariantValue(AsSent(inQuestion)), false));
     CheckQuestionLength(text.size());
     try {
         nuocore::serialization::ParseJSON(

@@ -36,6 +36,9 @@ class Departure {
     bool mWasMissed = false;
 };
 
+/// A question with an id in the place of the one that it is sent with, which is as long.
+nuocore::serialization::VariantObject AsSent(nuocore::serialization::VariantObject inQuestion);
+
 /// Throws `Failure` (`kExitUsage`) for a question that the service would not take: too long, too deep, or
 /// with too many values.
 void CheckQuestion(const nuocore::serialization::VariantObject& inQuestion);

@@ -243,13 +243,12 @@ class Installation {
 
 // The request as the library will send it.
 void CheckRequest(const ModuleOptions& inModule) {
-    VariantObject request = inModule.AsQuestion();
+    VariantObject request = AsSent(inModule.AsQuestion());
     const auto add = [&request](const char* inKey, std::string_view inText) {
         request[inKey] = nuocore::serialization::MakeValue(nuocore::UTF8String(inText));
     };
     add("product-vardo-version", nuocore::versioninfo::GetVardoVersionString());
     add("silent-mode", "true");
-    add("requestId", "00000000-0000-0000-0000-000000000000");
     CheckQuestionLength(EncodePayload(request, PayloadFormat::kXML, "request").size());
 }
 
