@@ -14,5 +14,12 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 find_program(WINE_PROGRAM NAMES wine64 wine64-stable PATHS /usr/lib/wine)
 if(WINE_PROGRAM)
-  set(CMAKE_CROSSCOMPILING_EMULATOR "${WINE_PROGRAM}")
+  # Wine keeps a page at 0x7ffe0000, and the heap of the program that starts it lies wherever the system puts it, now and then
+  # there. Then Wine ends with code 1 and no word, so the layout of addresses must not be left to chance.
+  execute_process(COMMAND setarch -R true RESULT_VARIABLE wine_layout_stays_random OUTPUT_QUIET ERROR_QUIET)
+  if(wine_layout_stays_random)
+    set(CMAKE_CROSSCOMPILING_EMULATOR "${WINE_PROGRAM}")
+  else()
+    set(CMAKE_CROSSCOMPILING_EMULATOR setarch -R "${WINE_PROGRAM}")
+  endif()
 endif()

@@ -20,3 +20,6 @@ step() {
 
 # Of the tests that pass only their number is of interest.
 without_passed() { grep -vE '^ +Start +[0-9]+: | Passed +[0-9.]+ sec'; }
+
+# Runs a command in address spaces that are laid out alike each time, where the system allows it.
+steady() { if setarch -R true 2>/dev/null; then setarch -R "$@"; else "$@"; fi; }

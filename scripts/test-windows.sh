@@ -44,7 +44,7 @@ mkdir -p "$logs"
 # Wine's services keep the output of what started them open, and whoever reads that waits for them. The server that is started here
 # stays, so they are started once, and no test starts them.
 start_wine() {
-    if ! { "$server" -p && timeout 120 "$wine" wineboot --init; } >"$logs/wine.log" 2>&1 </dev/null ||
+    if ! { "$server" -p && steady timeout 120 "$wine" wineboot --init; } >"$logs/wine.log" 2>&1 </dev/null ||
         [ ! -d "$WINEPREFIX/drive_c/windows" ]; then
         cat "$logs/wine.log"
         echo "Wine ($wine) can't make its folder $WINEPREFIX: is there room, and may this user write there?"

@@ -32,12 +32,10 @@ configure() { cmake --preset "$1" -DNUOPLEXA_BUILD_TESTS=ON "${@:2}"; }
 build() { cmake --build "build/$1" -j "$jobs"; }
 run_tests() { ctest --test-dir "build/$1" --output-on-failure -j "$jobs" "${@:2}" | without_passed; }
 
-# The thread sanitizer needs an address space that is laid out as it expects.
-steady() { if setarch -R true 2>/dev/null; then setarch -R "$@"; else "$@"; fi; }
-
 build_release() { configure release -DNUOPLEXA_BUILD_BENCHMARKS=ON && build release; }
 build_clang() { configure clang -DNUOPLEXA_BUILD_TESTS=$1 -DNUOPLEXA_BUILD_BENCHMARKS=$1 && build clang; }
 test_asan() { configure asan && build asan && run_tests asan; }
+# The thread sanitizer needs an address space that is laid out as it expects.
 test_tsan() {
     configure tsan "-DNUOPLEXA_TEST_COMPONENTS=$1" &&
         steady cmake --build build/tsan -j "$jobs" &&
