@@ -255,16 +255,6 @@ TEST(StringStream, MixesFormattedAndPlainTextInOrder) {
     EXPECT_TRUE(stream.good());
 }
 
-TEST(StringStream, AppendsTheUTF8FormOfUTF16) {
-    oUTF8StringStream stream;
-    stream << 1;
-    stream.AppendUTF16(u"\u00E9\U0001F600");
-    stream << 2;
-    EXPECT_EQ(stream.view(),
-              "1\xC3\xA9\xF0\x9F\x98\x80"
-              "2");
-}
-
 TEST(StringStream, IsEmptyAfterClear) {
     oUTF8StringStream stream;
     stream << "text";

@@ -55,8 +55,6 @@ class oUTF8StringStream : public std::ostream {
 
     /// Appends bytes without formatting; the quick way for plain text.
     void Append(const char* inBytes, std::size_t inCount) { mBuffer.mText.append(inBytes, inCount); }
-    /// Appends the UTF-8 form of a text; unpaired surrogates become U+FFFD.
-    NUOCORE_API void AppendUTF16(std::u16string_view inText);
     /// The text so far; valid until the next change.
     [[nodiscard]] std::string_view view() const noexcept { return mBuffer.mText; }
     /// The text so far; valid until the next change.

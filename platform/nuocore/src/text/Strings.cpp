@@ -1,7 +1,5 @@
 #include "nuocore/Strings.h"
 
-#include "nuocore/StringConversion.h"
-
 namespace nuocore {
 namespace detail {
 
@@ -21,9 +19,5 @@ UTF8StringBuffer::int_type UTF8StringBuffer::overflow(int_type inByte) {
 }
 
 }  // namespace detail
-
-void oUTF8StringStream::AppendUTF16(std::u16string_view inText) {
-    string::AppendUTF16to8(inText, mBuffer.mText);
-}
 
 }  // namespace nuocore
