@@ -38,8 +38,8 @@ TEST_F(Classes, AnItemIsEnumeratedWhenItsFlagSaysSo) {
 TEST_F(Classes, ObjectsAreTheirClassesObjects) {
     EXPECT_EQ(Eval("let p = new test.probes.Probe(); [p instanceof test.probes.Probe, {} instanceof "
                    "test.probes.Probe, 5 instanceof test.probes.Probe, p.constructor === test.probes.Probe, "
-                   "Object.prototype.toString.call(p)]"),
-              "[true,false,false,true,\"[object Probe]\"]");
+                   "Object.prototype.toString.call(p), Reflect.ownKeys(p)]"),
+              "[true,false,false,true,\"[object Probe]\",[]]");
 }
 
 TEST_F(Classes, AConstructorIsNotCalledWithoutNew) {

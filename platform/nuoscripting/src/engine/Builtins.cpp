@@ -12,10 +12,6 @@ void Delete(JSContextRef inContext, JSObjectRef inObject, const char* inName) {
     JSObjectDeleteProperty(inContext, inObject, MakeString(inName).get(), nullptr);
 }
 
-JSObjectRef ObjectNamed(JSContextRef inContext, JSObjectRef inObject, const char* inName) {
-    return JSValueToObject(inContext, PropertyOf(inContext, inObject, inName), nullptr);
-}
-
 }  // namespace
 
 void TakeAwayUnbounded(JSGlobalContextRef inContext) {

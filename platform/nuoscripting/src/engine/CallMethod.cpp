@@ -179,13 +179,13 @@ JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, ScriptObject& io
 
 JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef inThis, std::size_t inCount,
                       const JSValueRef inArguments[], JSValueRef* outException) {
-    const InstanceInfo* const instance = InstanceOf(inThis);
-    const ItemInfo* const item = instance != nullptr ? instance->mClass.FindItem(inFunction) : nullptr;
-    EngineContext& context = item != nullptr ? item->mContext : EngineContext::Current();
+    EngineContext& context = EngineContext::Current();
     Limits& limits = context.GetLimits();
     if (limits.HasStopped()) {
         return JSValueMakeUndefined(inContext);
     }
+    const InstanceInfo* const instance = context.GetInstances().Find(inThis);
+    const ItemInfo* const item = instance != nullptr ? instance->mClass.FindItem(inFunction) : nullptr;
     JSValueRef result = nullptr;
     try {
         if (item != nullptr) {

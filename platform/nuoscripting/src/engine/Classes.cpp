@@ -24,9 +24,11 @@ void Put(JSContextRef inContext, JSObjectRef inObject, std::string_view inName, 
     }
 }
 
-ClassInfo& ClassOf(JSObjectRef inConstructor) { return static_cast<ClassInfo&>(*CarriedBy(inConstructor)); }
+ClassInfo& ClassOf(JSObjectRef inConstructor) {
+    return *static_cast<ClassInfo*>(JSObjectGetPrivate(inConstructor));
+}
 
-JSObjectRef Construct(JSContextRef inContext, JSObjectRef inConstructor, std::size_t /*inCount*/,
+JSObjectRef Construct(JSContextRef /*inContext*/, JSObjectRef inConstructor, std::size_t /*inCount*/,
                       const JSValueRef /*inArguments*/[], JSValueRef* outException) {
     ClassInfo& info = ClassOf(inConstructor);
     EngineContext& context = info.mContext;
@@ -34,11 +36,11 @@ JSObjectRef Construct(JSContextRef inContext, JSObjectRef inConstructor, std::si
         return inConstructor;
     }
     JSObjectRef made = nullptr;
-    context.ReleaseBuried();
+    context.ReleaseLost();
     try {
         RefPtr<ScriptObject> object =
             info.mDefinition.CreateInstance(RefPtr<ScriptContext>(&context.GetOwner()));
-        made = MakeInstance(inContext, info, std::move(object));
+        made = MakeInstance(info, std::move(object));
     } catch (...) {
         *outException = MakeErrorOfCurrent(context);
     }
@@ -63,17 +65,10 @@ bool HasInstance(JSContextRef inContext, JSObjectRef inConstructor, JSValueRef i
                  JSValueRef* /*outException*/) {
     JSObjectRef object =
         JSValueIsObject(inContext, inValue) ? JSValueToObject(inContext, inValue, nullptr) : nullptr;
-    const InstanceInfo* const instance = object != nullptr ? InstanceOf(object) : nullptr;
-    return instance != nullptr && &instance->mClass == &ClassOf(inConstructor);
-}
-
-// The collector has found that the script can't reach the object any more. May be called on any thread.
-void Collected(JSObjectRef inObject) {
-    std::unique_ptr<InstanceInfo> info(static_cast<InstanceInfo*>(CarriedBy(inObject)));
-    if (info) {
-        EngineContext& context = info->mClass.mContext;
-        context.Bury(std::move(info));
-    }
+    const ClassInfo& info = ClassOf(inConstructor);
+    const InstanceInfo* const instance =
+        object != nullptr ? info.mContext.GetInstances().Find(object) : nullptr;
+    return instance != nullptr && &instance->mClass == &info;
 }
 
 JSClassRef ConstructorClass() {
@@ -100,8 +95,15 @@ void Name(JSContextRef inContext, const ClassInfo& inClass, JSObjectRef inFuncti
                       nullptr);
 }
 
+// What "Object.prototype.toString" calls them.
+void NameInstances(JSContextRef inContext, JSObjectRef inPrototype, std::string_view inName) {
+    JSObjectRef symbols = ObjectNamed(inContext, JSContextGetGlobalObject(inContext), "Symbol");
+    JSObjectSetPropertyForKey(inContext, inPrototype, PropertyOf(inContext, symbols, "toStringTag"),
+                              JSValueMakeString(inContext, MakeString(inName).get()), kHidden, nullptr);
+}
+
 JSObjectRef MakeConstructor(JSContextRef inContext, ClassInfo& ioClass) {
-    JSObjectRef constructor = JSObjectMake(inContext, ConstructorClass(), static_cast<Carried*>(&ioClass));
+    JSObjectRef constructor = JSObjectMake(inContext, ConstructorClass(), &ioClass);
     JSObjectRef sample = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallConstructor);
     JSObjectSetPrototype(inContext, constructor, JSObjectGetPrototype(inContext, sample));
     Name(inContext, ioClass, constructor, ioClass.mDefinition.GetName(), 0);
@@ -135,19 +137,9 @@ std::size_t CountRequired(const ScriptItemDefinitionBase& inItem) {
 }  // namespace
 
 ClassInfo::ClassInfo(ScriptDefinitions::Pinned inPinned, EngineContext& inContext)
-    : Carried(Kind::kClass),
-      mPinned(std::make_shared<const ScriptDefinitions::Pinned>(std::move(inPinned))),
+    : mPinned(std::make_shared<const ScriptDefinitions::Pinned>(std::move(inPinned))),
       mDefinition(*mPinned->mDefinition),
-      mContext(inContext) {
-    const std::string name(mDefinition.GetName());
-    JSClassDefinition definition = kJSClassDefinitionEmpty;
-    definition.className = name.c_str();
-    definition.attributes = kJSClassAttributeNoAutomaticPrototype;  // the engine's own would be slower to ask
-    definition.finalize = &Collected;
-    mInstances = JSClassCreate(&definition);
-}
-
-ClassInfo::~ClassInfo() { JSClassRelease(mInstances); }
+      mContext(inContext) {}
 
 void ClassInfo::AddItem(const ScriptItemDefinitionBase& inItem, JSObjectRef inFunction) {
     JSValueProtect(mContext.GetContext(), inFunction);
@@ -181,6 +173,7 @@ void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
         Put(inContext, prototype, item.GetName(), method,
             (item.GetFlags() & kItemFlag_Enumerable) != 0 ? kFixed : kHidden);
     }
+    NameInstances(inContext, prototype, definition.GetName());
     JSObjectRef constructor = MakeConstructor(inContext, ioClass);
     Put(inContext, constructor, "prototype", prototype, kHidden);
     Put(inContext, prototype, "constructor", constructor, kHidden);
@@ -188,15 +181,12 @@ void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
     Put(inContext, FindNamespace(inContext, definition), definition.GetName(), constructor, kHidden);
 }
 
-JSObjectRef MakeInstance(JSContextRef inContext, ClassInfo& inClass, RefPtr<ScriptObject> inObject) {
+JSObjectRef MakeInstance(ClassInfo& inClass, RefPtr<ScriptObject> inObject) {
     if (!inObject) {
         throw ScriptError("cannot make a \"" + std::string(inClass.mDefinition.GetPath()) +
                           "\": its definition gave no object");
     }
-    auto info = std::make_unique<InstanceInfo>(inClass, std::move(inObject));
-    JSObjectRef instance = JSObjectMake(inContext, inClass.mInstances, static_cast<Carried*>(info.release()));
-    JSObjectSetPrototype(inContext, instance, inClass.mPrototype);
-    return instance;
+    return inClass.mContext.GetInstances().Make(inClass, std::move(inObject));
 }
 
 std::string NameOf(const ScriptObjectDefinitionBase& inClass, const ScriptItemDefinitionBase& inItem) {

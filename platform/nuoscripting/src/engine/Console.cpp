@@ -18,9 +18,9 @@ constexpr std::size_t kMaxLine = std::size_t{64} << 20;
 // What becomes of the arguments.
 enum class Form { kLine, kAssertion, kNothing };
 
-struct ConsoleFunction : Carried {
+struct ConsoleFunction {
     ConsoleFunction(EngineContext& inContext, ConsoleLevel inLevel, Form inForm) noexcept
-        : Carried(Kind::kOther), mContext(inContext), mLevel(inLevel), mForm(inForm) {}
+        : mContext(inContext), mLevel(inLevel), mForm(inForm) {}
     EngineContext& mContext;
     const ConsoleLevel mLevel;
     const Form mForm;
@@ -93,7 +93,7 @@ UTF8String LineOf(const ConsoleFunction& inFunction, std::span<const JSValueRef>
 
 JSValueRef Print(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*inThis*/, std::size_t inCount,
                  const JSValueRef inArguments[], JSValueRef* outException) {
-    const auto& function = static_cast<const ConsoleFunction&>(*CarriedBy(inFunction));
+    const auto& function = *static_cast<const ConsoleFunction*>(JSObjectGetPrivate(inFunction));
     Limits& limits = function.mContext.GetLimits();
     const bool holds =
         function.mForm == Form::kAssertion && inCount > 0 && JSValueToBoolean(inContext, inArguments[0]);
@@ -112,7 +112,7 @@ JSValueRef Print(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*i
     return JSValueMakeUndefined(inContext);
 }
 
-void Forget(JSObjectRef inFunction) { delete static_cast<ConsoleFunction*>(CarriedBy(inFunction)); }
+void Forget(JSObjectRef inFunction) { delete static_cast<ConsoleFunction*>(JSObjectGetPrivate(inFunction)); }
 
 JSClassRef PrintClass() {
     static JSClassRef sClass = [] {
@@ -162,8 +162,8 @@ void DefineConsole(EngineContext& ioContext) {
     JSGlobalContextRef context = ioContext.GetContext();
     JSObjectRef console = JSObjectMake(context, nullptr, nullptr);
     for (const auto& [name, level, form] : kFunctions) {
-        JSObjectRef function = JSObjectMake(
-            context, PrintClass(), static_cast<Carried*>(new ConsoleFunction(ioContext, level, form)));
+        JSObjectRef function =
+            JSObjectMake(context, PrintClass(), new ConsoleFunction(ioContext, level, form));
         JSObjectSetProperty(context, console, MakeString(name).get(), function, kJSPropertyAttributeNone,
                             nullptr);
     }

@@ -14,9 +14,9 @@ namespace nuoscripting::engine {
 namespace {
 
 // Carried by functions of the library's own that know their context.
-struct OwnFunction : Carried {
+struct OwnFunction {
     OwnFunction(EngineContext& ioContext, std::optional<ScriptException>& ioRejection) noexcept
-        : Carried(Kind::kOther), mContext(ioContext), mRejection(ioRejection) {}
+        : mContext(ioContext), mRejection(ioRejection) {}
     EngineContext& mContext;
     std::optional<ScriptException>& mRejection;
 };
@@ -32,7 +32,7 @@ JSValueRef DrainNow(JSContextRef inContext, JSObjectRef /*inFunction*/, JSObject
 
 JSValueRef OnRejection(JSContextRef inContext, JSObjectRef inFunction, JSObjectRef /*inThis*/,
                        std::size_t inCount, const JSValueRef inArguments[], JSValueRef* /*outException*/) {
-    const auto& own = static_cast<OwnFunction&>(*CarriedBy(inFunction));
+    const auto& own = *static_cast<OwnFunction*>(JSObjectGetPrivate(inFunction));
     // The engine may tell when the limits have ended: reading would run code without them.
     if (own.mContext.GetLimits().HasStopped() || own.mRejection || inCount < 2) {
         return JSValueMakeUndefined(inContext);
@@ -45,7 +45,9 @@ JSValueRef OnRejection(JSContextRef inContext, JSObjectRef inFunction, JSObjectR
     return JSValueMakeUndefined(inContext);
 }
 
-void ForgetOwnFunction(JSObjectRef inFunction) { delete static_cast<OwnFunction*>(CarriedBy(inFunction)); }
+void ForgetOwnFunction(JSObjectRef inFunction) {
+    delete static_cast<OwnFunction*>(JSObjectGetPrivate(inFunction));
+}
 
 JSClassRef RejectionClass() {
     static JSClassRef sClass = [] {
@@ -71,6 +73,7 @@ EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::Wor
         mLimits.emplace(mContext, mOwner.GetSettings());
         TakeAwayUnbounded(mContext);
         mProperties.emplace(mContext);
+        mInstances.emplace(mContext);
         KeepErrors();
         mMicrotasks = JSObjectMakeFunctionWithCallback(mContext, nullptr, &DrainNow);
         JSValueProtect(mContext, mMicrotasks);
@@ -95,10 +98,11 @@ EngineContext::~EngineContext() {
         mLink->mHasGone = true;
         mLink->mToUnprotect.clear();
     }
+    mInstances->Lose();
     // Ends all that the script had.
     JSGlobalContextRelease(mContext);
     JSContextGroupRelease(mGroup);
-    ReleaseBuried();
+    mInstances->ReleaseLost();
 }
 
 std::optional<VariantValue> EngineContext::Run(std::string_view inSource, const std::string& inFile,
@@ -132,7 +136,7 @@ RefPtr<ScriptObject> EngineContext::AddObject(const std::string& inVariable, std
         Entry entry(*this);
         JSValueRef exception = nullptr;
         mProperties->Define(JSContextGetGlobalObject(mContext), MakeString(inVariable).get(),
-                            MakeInstance(mContext, *info, object), PropertyDefiner::kAll, &exception);
+                            MakeInstance(*info, object), PropertyDefiner::kAll, &exception);
         if (exception != nullptr) {
             ThrowToHost(exception);
         }
@@ -164,7 +168,7 @@ void EngineContext::Do(std::deque<std::function<void()>>& ioWork) {
 
 void EngineContext::CollectGarbage() {
     JSSynchronousGarbageCollectForDebugging(mContext);
-    ReleaseBuried();
+    ReleaseLost();
 }
 
 std::size_t EngineContext::GetMemoryUse() { return Limits::MemoryUse(mContext); }
@@ -231,26 +235,8 @@ JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValu
     return promise;
 }
 
-void EngineContext::Bury(std::unique_ptr<InstanceInfo> inInstance) noexcept {
-    const std::lock_guard lock(mBuriedLock);
-    inInstance->mBuriedBefore = std::move(mBuried);
-    mBuried = std::move(inInstance);
-}
-
-void EngineContext::ReleaseBuried() noexcept {
-    std::unique_ptr<InstanceInfo> buried;
-    {
-        const std::lock_guard lock(mBuriedLock);
-        buried = std::move(mBuried);
-    }
-    while (buried) {
-        try {
-            buried->mObject->Finalize();
-        } catch (...) {
-            detail::LogHostFailure("The end of a script's object");
-        }
-        buried = std::move(buried->mBuriedBefore);
-    }
+void EngineContext::ReleaseLost() noexcept {
+    mInstances->ReleaseLost();
     std::list<JSValueRef> unprotected;
     {
         const std::lock_guard lock(mLink->mLock);
@@ -283,8 +269,7 @@ void EngineContext::KeepErrors() {
 }
 
 void EngineContext::WatchRejections() {
-    JSObjectRef function =
-        JSObjectMake(mContext, RejectionClass(), static_cast<Carried*>(new OwnFunction(*this, mRejection)));
+    JSObjectRef function = JSObjectMake(mContext, RejectionClass(), new OwnFunction(*this, mRejection));
     JSGlobalContextSetUnhandledRejectionCallback(mContext, function, nullptr);
 }
 

@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "Builtins.h"
 #include "Classes.h"
 #include "Functions.h"
+#include "Instances.h"
 #include "Limits.h"
 #include "Values.h"
 #include "nuoscripting/NativePromise.h"
@@ -40,6 +40,7 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     [[nodiscard]] JSValueRef GetOutOfMemory() const noexcept { return mOutOfMemory; }
     [[nodiscard]] JSObjectRef GetTypeError() const noexcept { return mTypeError; }
     [[nodiscard]] Limits& GetLimits() noexcept { return *mLimits; }
+    [[nodiscard]] Instances& GetInstances() noexcept { return *mInstances; }
     [[nodiscard]] const PropertyDefiner& GetProperties() const noexcept { return *mProperties; }
     /// The context whose script this thread runs.
     [[nodiscard]] static EngineContext& Current() noexcept;
@@ -57,10 +58,9 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     /// A promise for a script, and its native side; null with an exception.
     JSObjectRef MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException);
 
-    /// Called by the collector: what the instance holds is released later.
-    void Bury(std::unique_ptr<InstanceInfo> inInstance) noexcept;
-    /// Releases what was buried, and what native code doesn't keep any more. Not inside the collector.
-    void ReleaseBuried() noexcept;
+    /// Releases what is lost to the script, and what native code doesn't keep any more. Not inside the
+    /// collector.
+    void ReleaseLost() noexcept;
 
   private:
     class Entry;
@@ -80,13 +80,12 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     JSObjectRef mTypeError = nullptr;
     JSValueRef mOutOfMemory = nullptr;
     JSObjectRef mMicrotasks = nullptr;
+    std::optional<Instances> mInstances;
     std::optional<Limits> mLimits;
     std::optional<PropertyDefiner> mProperties;
     std::optional<ScriptException> mRejection;
     int mDepth = 0;
     std::size_t mOpenPromises = 0;
-    std::mutex mBuriedLock;
-    std::unique_ptr<InstanceInfo> mBuried;  // the last one
 };
 
 }  // namespace nuoscripting::engine

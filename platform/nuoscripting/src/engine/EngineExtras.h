@@ -17,6 +17,18 @@ JSObjectRef JSGetMemoryUsageStatistics(JSContextRef inContext);
 /// Collects everything before it returns.
 void JSSynchronousGarbageCollectForDebugging(JSContextRef inContext);
 
+/// A reference that keeps nothing. The object is null once the collector has found that it is lost, before
+/// anything else can have its address; asking for it takes no lock.
+using JSWeakRef = struct OpaqueJSWeak*;
+JSWeakRef JSWeakCreate(JSContextGroupRef inGroup, JSObjectRef inObject);
+JSObjectRef JSWeakGetObject(JSWeakRef inWeak);
+void JSWeakRelease(JSContextGroupRef inGroup, JSWeakRef inWeak);
+
+/// Calls `inCallback` whenever the collector has found what is lost, on the thread that collects.
+using JSHeapFinalizer = void (*)(JSContextGroupRef inGroup, void* inData);
+void JSContextGroupAddHeapFinalizer(JSContextGroupRef inGroup, JSHeapFinalizer inCallback, void* inData);
+void JSContextGroupRemoveHeapFinalizer(JSContextGroupRef inGroup, JSHeapFinalizer inCallback, void* inData);
+
 /// While it is held by a thread, the engine doesn't run what promises have to do.
 void JSLock(JSContextRef inContext);
 void JSUnlock(JSContextRef inContext);

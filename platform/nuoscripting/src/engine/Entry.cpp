@@ -18,7 +18,7 @@ EngineContext::Entry::Entry(EngineContext& ioContext) : mContext(ioContext), mBe
     if (mContext.mDepth > 0) {
         mContext.mLimits->ThrowIfStopped();
     } else {
-        mContext.ReleaseBuried();
+        mContext.ReleaseLost();
         mContext.mRejection.reset();
         JSLock(mContext.mContext);
         mContext.mLimits->Begin();
@@ -38,7 +38,7 @@ EngineContext::Entry::~Entry() {
     --mContext.mDepth;
     sCurrent = mBefore;
     if (mContext.mDepth == 0) {
-        mContext.ReleaseBuried();  // with calls of its own, which have limits of their own
+        mContext.ReleaseLost();  // with calls of its own, which have limits of their own
     }
 }
 

@@ -42,6 +42,10 @@ JSValueRef PropertyOf(JSContextRef inContext, JSObjectRef inObject, const char* 
     return exception != nullptr || value == nullptr ? JSValueMakeUndefined(inContext) : value;
 }
 
+JSObjectRef ObjectNamed(JSContextRef inContext, JSObjectRef inObject, const char* inName) {
+    return JSValueToObject(inContext, PropertyOf(inContext, inObject, inName), nullptr);
+}
+
 nuocore::UTF8String TextPropertyOf(JSContextRef inContext, JSObjectRef inObject, const char* inName) {
     const JSValueRef value = PropertyOf(inContext, inObject, inName);
     JSValueRef exception = nullptr;

@@ -27,8 +27,9 @@ nuocore::UTF8String TextOf(JSStringRef inString);
 /// A value as the script's `String(value)` would give it. Null when that throws; then with the exception.
 String StringOf(JSContextRef inContext, JSValueRef inValue, JSValueRef* outException);
 
-/// A property, and its text; empty when it isn't there, or reading it throws.
+/// A property, an object that is one, and the text of one; empty when it isn't there, or reading it throws.
 JSValueRef PropertyOf(JSContextRef inContext, JSObjectRef inObject, const char* inName);
+JSObjectRef ObjectNamed(JSContextRef inContext, JSObjectRef inObject, const char* inName);
 nuocore::UTF8String TextPropertyOf(JSContextRef inContext, JSObjectRef inObject, const char* inName);
 
 }  // namespace nuoscripting::engine
