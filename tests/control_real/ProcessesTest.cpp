@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "LaunchMark.h"
 #include "PrivateDesktop.h"
+#include "Process.h"
 #include "support/ChildProcess.h"
 
 namespace orvane::plexa::control {
@@ -308,6 +310,27 @@ TEST_F(ApplicationProcesses, AreNotSaidToBeNoneWhenTheyCannotBeLookedAt) {
     const Application application = PrivateDesktop::Read(mDesktop.WriteEntry("a", "A-1", "/bin/true"));
     const NoDescriptors none;
     EXPECT_THROW((void)FindProcess(application), std::system_error);
+}
+
+TEST_F(ApplicationProcesses, AreNotSaidToBeOddWhenNothingCanBeRead) {
+    // Each file by itself: one of many may be the first that finds no descriptor.
+    Process process(::getpid());
+    {
+        const NoDescriptors none;
+        EXPECT_THROW((void)process.CommandLine(), std::system_error);
+        EXPECT_THROW((void)process.Entry(), std::system_error);
+        EXPECT_THROW((void)process.Start(), std::system_error);
+    }
+    // Nothing of that is kept.
+    EXPECT_THAT(process.CommandLine(), testing::Not(testing::IsEmpty()));
+    for (const int shortage : {EMFILE, ENFILE, ENOMEM}) {
+        const auto fail = [&]() -> std::string {
+            throw std::system_error(shortage, std::generic_category());
+        };
+        EXPECT_THROW((void)ReadUnlessOdd(fail), std::system_error) << shortage;
+    }
+    const auto odd = []() -> std::string { throw std::system_error(EIO, std::generic_category()); };
+    EXPECT_EQ(ReadUnlessOdd(odd), "");
 }
 
 TEST(LaunchMark, CountsOnlyWithTheProcessItself) {

@@ -143,6 +143,24 @@ TEST_F(Limits, AScriptThatIsStoppedWhileAnObjectIsMadeCannotCatchIt) {
     Probe::sKept.clear();
 }
 
+TEST_F(Limits, WhatANativeObjectThrowsTooLateCannotBeCaught) {
+    // The engine knows of no stop before: the time has passed without the processor.
+    const auto late = [] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        throw std::runtime_error("late");
+    };
+    Probe::sAtBegin = late;
+    EXPECT_EQ(Stops(mHasty, "var caught = 0; try { new test.probes.Probe() } catch (e) { caught++ }"),
+              Limit::kTime);
+    Probe::sAtBegin = nullptr;
+    EXPECT_EQ(Result(mHasty, "caught"), "0");
+    Probe::sHook = [&](Probe& /*ioProbe*/) { late(); };
+    EXPECT_EQ(Stops(mHasty, "var p = new test.probes.Probe(); try { p.hook('') } catch (e) { caught++ }"),
+              Limit::kTime);
+    Probe::sHook = nullptr;
+    EXPECT_EQ(Result(mHasty, "caught"), "0");
+}
+
 TEST_F(Limits, TimeThatTheConsoleTakesCounts) {
     int lines = 0;
     nuoscripting::ScriptContextSettings settings;
