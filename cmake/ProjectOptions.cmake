@@ -28,9 +28,11 @@ endif()
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # Precompiled headers carry time stamps and macros that ccache has to be told to look past.
+  # Precompiled headers carry time stamps and macros that ccache has to be told to look past. What one clone has compiled serves the
+  # next one.
   set(CMAKE_CXX_COMPILER_LAUNCHER
       "${CMAKE_COMMAND}" -E env
+      "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1
       CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
       "${CCACHE_PROGRAM}")
 endif()

@@ -24,7 +24,6 @@ done
 
 folder=$(mktemp -d)
 export WINEPREFIX="$folder/prefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe=" LC_ALL=C.UTF-8
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 mkdir "$WINEPREFIX"
 # The server's own folder stands among those of the user's session, and otherwise among the temporary ones; it leaves it there.
 export TMPDIR=$folder

@@ -22,8 +22,6 @@ case "${1:-}" in
 esac
 
 jobs=$(nproc)
-# What one clone has compiled serves the next one.
-export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
 . scripts/steps.sh
