@@ -10,9 +10,7 @@ TEST(Errors, AMessageThatAReceiverHadInHandWhenItWasKilledIsNotConfirmed) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.Set("hold t");
     a.Tell("send B-1 t stay");
     b.Await("held stay");
@@ -25,9 +23,7 @@ TEST(Errors, MessagesToAReceiverThatLeavesWithoutTakingThemAreNotDelivered) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.Set("hold t");
     a.Tell("send B-1 t first");
     b.Await("held first");
@@ -45,10 +41,7 @@ TEST(Errors, ABroadcastToAReceiverThatEndsIsNoError) {
     Peer a;
     Peer b;
     Peer c;
-    a.Join("A-1");
-    b.Join("B-1");
-    c.Join("C-1");
-    a.AwaitEndPoints(3);
+    JoinAll({&a, &b, &c});
     b.Set("hold t");
     a.Tell("send - t all");
     b.Await("held all");

@@ -66,9 +66,7 @@ TEST(Lifecycle, TheLastReleaseInsideReceiveReturnsAndLeaves) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.Set("leave-on t");
     a.Tell("send B-1 t leave");
     EXPECT_EQ(b.Await("left inside"), "left inside");
@@ -87,9 +85,7 @@ TEST(Lifecycle, RemovingAListenerWaitsForItsCall) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.Set("hold t");
     a.Tell("send B-1 t stay");
     b.Await("held stay");
@@ -105,9 +101,7 @@ TEST(Lifecycle, AListenerMayRemoveItselfInsideItsCall) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.Set("remove-on t");
     a.Tell("send B-1 t go");
     EXPECT_EQ(b.Await("removed inside"), "removed inside");
@@ -125,9 +119,7 @@ TEST(Lifecycle, AProcessThatEndsWithoutReleasingDoesNotCrash) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     a.Set("count n");
     b.Tell("burst A-1 n 5000");
     a.Tell("exit");
@@ -139,9 +131,7 @@ TEST(Lifecycle, WhileAListenerRunsForLongItsProcessSendsAndKeepsUp) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.AwaitEndPoints(2);
     a.Set("count n");
     b.Set("hold t");

@@ -19,10 +19,7 @@ TEST(Messages, AMessageReachesItsDestinationOnly) {
     Peer a;
     Peer b;
     Peer c;
-    a.Join("A-1");
-    b.Join("B-1");
-    c.Join("C-1");
-    a.AwaitEndPoints(3);
+    JoinAll({&a, &b, &c});
     a.Tell("send B-1 t hello there");
     EXPECT_EQ(a.Await("sent"), "sent 0");
     EXPECT_EQ(b.Await("got"), "got A-1 t hello there");
@@ -35,10 +32,7 @@ TEST(Messages, ABroadcastReachesEveryoneButItsSender) {
     Peer a;
     Peer b;
     Peer c;
-    a.Join("A-1");
-    b.Join("B-1");
-    c.Join("C-1");
-    a.AwaitEndPoints(3);
+    JoinAll({&a, &b, &c});
     a.Tell("send - t all");
     EXPECT_EQ(b.Await("got"), "got A-1 t all");
     EXPECT_EQ(c.Await("got"), "got A-1 t all");
@@ -51,10 +45,7 @@ TEST(Messages, TenThousandMessagesArriveInOrder) {
     Peer a;
     Peer b;
     Peer c;
-    a.Join("A-1");
-    b.Join("B-1");
-    c.Join("C-1");
-    a.AwaitEndPoints(3);
+    JoinAll({&a, &b, &c});
     b.Set("count n");
     c.Set("count n");
     a.Tell("burst - n 10000");
@@ -67,9 +58,7 @@ TEST(Messages, LargePayloadsArriveWholeAndLargerOnesAreRefused) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     for (const char* size : {"4095", "65536", "262144", "1048576"}) {
         a.Tell(std::string("fill B-1 t ") + size);
         EXPECT_EQ(a.Await("sent"), "sent 0");
@@ -96,9 +85,7 @@ TEST(Messages, AnAnswerFromInsideReceiveArrives) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.Set("answer ask");
     for (const char* text : {"one", "two", "three"}) {
         a.Tell(std::string("send B-1 ask ") + text);

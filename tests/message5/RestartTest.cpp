@@ -13,9 +13,7 @@ TEST(Restart, ProcessesGoOnWhenTheBrokerWasKilledBetweenMessages) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.AwaitEndPoints(2);
     for (int i = 0; i != 5; ++i) {
         bus.KillBroker();
@@ -62,10 +60,7 @@ TEST(Restart, NothingIsLostOrDoubledWhenTheBrokerIsKilledUnderLoad) {
     Peer a;
     Peer b;
     Peer c;
-    a.Join("A-1");
-    b.Join("B-1");
-    c.Join("C-1");
-    a.AwaitEndPoints(3);
+    JoinAll({&a, &b, &c});
     b.Set("count n");
     c.Set("count n");
     a.Tell("burst - n 100000");
@@ -92,9 +87,7 @@ TEST(Restart, AProcessSleepsWhileAStoppedBrokerTakesNothing) {
     Bus bus;
     Peer a;
     Peer b;
-    a.Join("A-1");
-    b.Join("B-1");
-    a.AwaitEndPoints(2);
+    JoinAll({&a, &b});
     b.AwaitEndPoints(2);
     a.Set("hold t");
     b.Tell("send A-1 t stay");

@@ -155,3 +155,11 @@ std::optional<int> Peer::AwaitExit() {
     mProcess = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
+
+void JoinAll(std::initializer_list<Peer*> inPeers) {
+    char letter = 'A';
+    for (Peer* const peer : inPeers) {
+        peer->Join(std::string(1, letter++) + "-1");
+    }
+    (*inPeers.begin())->AwaitEndPoints(inPeers.size());
+}

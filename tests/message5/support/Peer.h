@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,3 +46,6 @@ class Peer {
     std::string mRead;
     std::deque<std::string> mLines;
 };
+
+/// They join as "A-1", "B-1" and so on; the first sees all of them then.
+void JoinAll(std::initializer_list<Peer*> inPeers);
