@@ -12,6 +12,7 @@
 
 namespace tool_test {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -103,6 +104,22 @@ TEST_F(Apps, HaveAPath) {
     EXPECT_EQ(none.mExitCode, 1);
     EXPECT_THAT(none.mOutput, IsEmpty());
     EXPECT_THAT(none.mErrors, HasSubstr("\"NONE-1\" isn't installed"));
+    EXPECT_THAT(Run({"apps", "path", "NO\nNE"}).mErrors, HasSubstr("\"NO\\nNE\" isn't installed"));
+    EXPECT_EQ(Run({"apps", "path", "SLEEP-1", "--json"}).mOutput,
+              "{\"app_id\":\"SLEEP-1\",\"path\":\"" + program + "\",\"pid\":0}\n");
+}
+
+TEST_F(Apps, OfWhateverNamesTakeALineEach) {
+    const fs::path program = mBus.Folder() / "two\nlines";
+    fs::copy_file("/bin/sleep", program);
+    fs::create_symlink(program, mBus.Folder() / "link");
+    WriteEntry("QUOTE\"-1", (mBus.Folder() / "link").string() + " 0");
+    EXPECT_EQ(Run({"apps", "list"}).mOutput,
+              "APP ID     PID  PATH\nQUOTE\\\"-1  -    " + (mBus.Folder() / "two\\nlines").string() + "\n");
+    EXPECT_THAT(Run({"apps", "pid", "QUOTE\"-1"}).mErrors, HasSubstr("\"QUOTE\\\"-1\" doesn't run"));
+    EXPECT_THAT(Run({"apps", "launch", "QUOTE\"-1"}).mOutput, StartsWith("QUOTE\\\"-1: started"));
+    // But for programs.
+    EXPECT_EQ(Run({"apps", "path", "QUOTE\"-1"}).mOutput, program.string() + "\n");
 }
 
 TEST_F(Apps, AreStartedOnceUnlessAskedForMore) {
@@ -110,6 +127,9 @@ TEST_F(Apps, AreStartedOnceUnlessAskedForMore) {
     const auto before = Run({"apps", "pid", "SLEEP-1"});
     EXPECT_EQ(before.mExitCode, 1);
     EXPECT_THAT(before.mErrors, HasSubstr("\"SLEEP-1\" doesn't run"));
+    const auto none = Run({"apps", "pid", "SLEEP-1", "--json"});
+    EXPECT_EQ(none.mExitCode, 1);
+    EXPECT_THAT(none.mOutput, EndsWith(",\"pid\":0}\n"));
     const auto first = Run({"apps", "launch", "SLEEP-1"});
     EXPECT_EQ(first.mExitCode, 0) << first.mErrors;
     const std::string id = Run({"apps", "pid", "SLEEP-1"}).mOutput;
@@ -118,7 +138,7 @@ TEST_F(Apps, AreStartedOnceUnlessAskedForMore) {
     EXPECT_EQ(Run({"apps", "launch", "SLEEP-1", "--new"}).mOutput, "SLEEP-1: started\n");
     EXPECT_THAT(Run({"apps", "launch", "SLEEP-1", "--new", "--json"}).mOutput, Not(HasSubstr("pid")));
     EXPECT_THAT(Run({"apps", "pid", "SLEEP-1", "--json"}).mOutput,
-                HasSubstr("\"pid\":" + id.substr(0, id.size() - 1) + "}"));
+                EndsWith(",\"pid\":" + id.substr(0, id.size() - 1) + "}\n"));
     EXPECT_EQ(Run({"apps", "pid", "SLEEP-1"}).mOutput, id);
     EXPECT_THAT(Run({"apps", "launch", "SLEEP-1", "--json"}).mOutput,
                 HasSubstr("\"pid\":" + id.substr(0, id.size() - 1) + "}"));
@@ -129,7 +149,21 @@ TEST_F(Apps, ThatRunGetNoArguments) {
     ASSERT_EQ(Run({"apps", "launch", "SLEEP-1"}).mExitCode, 0);
     const auto refused = Run({"apps", "launch", "SLEEP-1", "more"});
     EXPECT_EQ(refused.mExitCode, 1);
-    EXPECT_THAT(refused.mErrors, HasSubstr("can't be given arguments; --new starts another process"));
+    std::string id = Run({"apps", "pid", "SLEEP-1"}).mOutput;
+    id.pop_back();
+    EXPECT_THAT(refused.mErrors, HasSubstr("\"SLEEP-1\" runs already, as process " + id +
+                                           ", and can't be given arguments; --new starts another process"));
+}
+
+TEST_F(Apps, ThatRunAreNotStartedAgain) {
+    InstallSleeper();
+    for (int i = 0; i != 2; ++i) EXPECT_EQ(Run({"apps", "launch", "SLEEP-1"}).mExitCode, 0);
+    const std::string id = Run({"apps", "pid", "SLEEP-1"}).mOutput;
+    ::kill(std::stoi(id), SIGKILL);
+    support::Finished next;
+    do next = Run({"apps", "pid", "SLEEP-1"});
+    while (next.mOutput == id);
+    EXPECT_EQ(next.mExitCode, 1) << "another one runs: " << next.mOutput;
 }
 
 TEST_F(Apps, GetTheirArgumentsAsTheyAreTyped) {
@@ -176,11 +210,11 @@ TEST_F(Apps, WhoseProgramCannotBeStartedAreTold) {
     const fs::path program = mBus.Folder() / "broken";
     std::ofstream(program) << "#!/no/such/interpreter\n";
     fs::permissions(program, fs::perms::owner_all);
-    WriteEntry("BROKEN-1", program.string());
-    const auto run = Run({"apps", "launch", "BROKEN-1"});
+    WriteEntry("BROKEN\"-1", program.string());
+    const auto run = Run({"apps", "launch", "BROKEN\"-1"});
     EXPECT_EQ(run.mExitCode, 1);
     EXPECT_THAT(run.mErrors,
-                HasSubstr("\"BROKEN-1\" can't be started; NUOCORE_TRACE=PlexaControl=1 shows why"));
+                HasSubstr("\"BROKEN\\\"-1\" can't be started; NUOCORE_TRACE=PlexaControl=1 shows why"));
 }
 
 }  // namespace tool_test

@@ -34,6 +34,9 @@ class Completion : public OnBus {
         for (const char* const id : {"PHOTO-2.1", "PHOTO BOOK-1", "MAIL-3", "-DASH-1"})
             std::ofstream(entries / (std::string(id) + ".desktop"))
                 << "[Desktop Entry]\nType=Application\nName=Test\nExec=sh\nX-Plexa-AppId=" << id << '\n';
+        // Which is told on the error output.
+        std::ofstream(entries / "broken.desktop")
+            << "[Desktop Entry]\nType=Application\nName=Test\nExec='open\nX-Plexa-AppId=BROKEN-1\n";
         fs::create_directory(mBus.Folder() / "home");
     }
 
@@ -41,6 +44,7 @@ class Completion : public OnBus {
         auto environment = Command({}).mEnvironment;
         environment["XDG_DATA_HOME"] = (mBus.Folder() / "data").string();
         environment["XDG_DATA_DIRS"] = "/nowhere";
+        environment["NUOCORE_TRACE"] = "PlexaControl=1";
         environment["HOME"] = (mBus.Folder() / "home").string();
         environment["PATH"] = fs::path(PLEXA_PROGRAM).parent_path().string() + ":/usr/bin:/bin";
         return environment;
@@ -70,7 +74,8 @@ TEST_F(Completion, OffersVerbsAndTheirVerbs) {
     EXPECT_THAT(Offered({"se"}), ElementsAre("send"));
     EXPECT_THAT(Offered({"apps", ""}), ElementsAre("launch", "list", "path", "pid"));
     EXPECT_THAT(Offered({"apps", "l"}), ElementsAre("launch", "list"));
-    EXPECT_THAT(Offered({"nothing", "like", "this"}), IsEmpty());
+    EXPECT_THAT(Offered({"nothing", "like", ""}), IsEmpty());
+    EXPECT_THAT(Offered({"nothing", ""}), IsEmpty());
 }
 
 TEST_F(Completion, OffersOptions) {
@@ -96,6 +101,8 @@ TEST_F(Completion, OffersAppIdsWhereOneIsAskedFor) {
 
 TEST_F(Completion, OffersNothingWhereAnythingMayStand) {
     EXPECT_THAT(Offered({"send", "--to", ""}), IsEmpty());
+    EXPECT_THAT(Offered({"send", "--to", "--j"}), IsEmpty());
+    EXPECT_THAT(Offered({"module", "remove", ""}), IsEmpty());
     EXPECT_THAT(Offered({"send", "--to", "x", "--j"}), ElementsAre("--json"));
     EXPECT_THAT(Offered({"apps", "launch", "MAIL-3", "--", "--n"}), IsEmpty());
     EXPECT_THAT(Offered({"apps", "--", ""}), IsEmpty());
@@ -112,14 +119,24 @@ TEST_F(Completion, WorksInBash) {
         ElementsAre("PHOTO\\ BOOK-1", "PHOTO-2.1"));
     EXPECT_THAT(In("bash", "COMP_WORDS=(plexa se); COMP_CWORD=1; _plexa; printf '%s\\n' \"${COMPREPLY[@]}\""),
                 ElementsAre("send"));
+    // Where the cursor is, not where the line ends; and nothing of what was there before.
+    EXPECT_THAT(In("bash",
+                   "COMPREPLY=(old); COMP_WORDS=(plexa apps pa MAIL-3); COMP_CWORD=2; _plexa; "
+                   "printf '%s\\n' \"${COMPREPLY[@]}\""),
+                ElementsAre("path"));
+    // Files are the shell's own.
+    EXPECT_THAT(In("bash", "complete -p plexa"), ElementsAre("complete -o default -F _plexa plexa"));
 }
 
 // The shell's own part of it needs a terminal: here it shows what it is given.
 TEST_F(Completion, WorksInZsh) {
     const std::string shell =
-        "compdef() { :; }; compadd() { print -rl -- \"${(@P)2}\"; }; _files() { print files; }";
+        "compdef() { told=\"$*\"; }; _files() { print files; }; "
+        "compadd() { print -r -- \"<${(pj:>\\n<:)${(@P)2}}>\"; }";
+    EXPECT_THAT(In("zsh", "print -r -- $told", shell), ElementsAre("_plexa plexa"));
     EXPECT_THAT(In("zsh", "words=(plexa apps path PHO); CURRENT=4; _plexa", shell),
-                ElementsAre("PHOTO BOOK-1", "PHOTO-2.1"));
+                ElementsAre("<PHOTO BOOK-1>", "<PHOTO-2.1>"));
+    EXPECT_THAT(In("zsh", "words=(plexa apps pa MAIL-3); CURRENT=3; _plexa", shell), ElementsAre("<path>"));
     EXPECT_THAT(In("zsh", "words=(plexa send t x); CURRENT=4; _plexa", shell), ElementsAre("files"));
 }
 
@@ -148,6 +165,7 @@ TEST_F(Completion, OffersFilesInFishForScriptsOnly) {
     std::ofstream(mBus.Folder() / "home/hello.js") << "1";
     EXPECT_THAT(In("fish", "cd; complete -C 'plexa script run hel'"), ElementsAre("hello.js"));
     EXPECT_THAT(In("fish", "cd; complete -C 'plexa send run hel'"), IsEmpty());
+    EXPECT_THAT(In("fish", "cd; complete -C 'plexa script hel'"), IsEmpty());
 }
 
 TEST_F(Completion, WorksInFish) {

@@ -10,6 +10,7 @@ namespace tool_test {
 
 using support::ChildProcess;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 namespace {
 
@@ -31,6 +32,7 @@ TEST_F(Looking, EndpointsListsWhoIsOnTheBusOldestFirst) {
     const auto hostLine = boost::json::parse(first).as_object();
     EXPECT_EQ(hostLine.at("app_id"), "HOST-3");
     EXPECT_EQ(hostLine.at("pid"), host.Id());
+    EXPECT_GT(hostLine.at("instance").as_int64(), 0);
     EXPECT_EQ(hostLine.at("self"), false);
     EXPECT_EQ(boost::json::parse(second).as_object().at("self"), true);
 
@@ -83,6 +85,12 @@ TEST_F(Looking, BrokerStatusIsShownAsOftenAsAskedFor) {
     EXPECT_EQ(Run({"broker", "status", "--count", "1"}).mExitCode, 2);
 }
 
+TEST_F(Looking, WatchingWithoutABrokerIsForPeopleOnly) {
+    const auto run = Run({"broker", "status", "--json", "--watch", "0.01", "--count", "3"});
+    EXPECT_EQ(run.mExitCode, 4);
+    EXPECT_THAT(run.mOutput, IsEmpty());
+}
+
 TEST_F(Looking, ARestartReplacesTheBrokerAndKeepsWhoIsConnected) {
     EXPECT_EQ(Run({"broker", "restart"}).mExitCode, 4);
     ChildProcess host(Command({"subscribe", "t.news", "--as", "HOST", "--as-version", "3"}));
@@ -96,6 +104,7 @@ TEST_F(Looking, ARestartReplacesTheBrokerAndKeepsWhoIsConnected) {
     EXPECT_NE(told.at("after"), before);
     EXPECT_EQ(told.at("members"), 1);
     EXPECT_EQ(told.at("away"), 0);
+    EXPECT_GT(told.at("seconds").as_double(), 0);
     EXPECT_EQ(Run({"send", "t.news", "still here", "--to", "HOST-3"}).mExitCode, 0);
     EXPECT_TRUE(host.AwaitOutput("still here"));
 }

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <boost/json.hpp>
 #include <fstream>
 
 #include "Desktop.h"
@@ -55,6 +56,13 @@ TEST_F(Modules, AreInstalledListedCheckedAndRemovedByAServiceThatTheToolStarts) 
     EXPECT_EQ(damaged.mExitCode, 1);
     EXPECT_THAT(damaged.mOutput, AllOf(StartsWith("QRTX KQ7L 1.0: damaged\n"), HasSubstr("noise")));
     EXPECT_THAT(damaged.mErrors, HasSubstr("1 of the modules are damaged"));
+    const auto json = InModule("check", {"--json"});
+    EXPECT_EQ(json.mExitCode, 1);
+    EXPECT_THAT(json.mErrors, HasSubstr("1 of the modules are damaged"));
+    const auto module = boost::json::parse(json.mOutput).as_object();
+    EXPECT_EQ(module.at("module-id"), "KQ7L");
+    EXPECT_EQ(module.at("state"), "damaged");
+    EXPECT_EQ(module.at("damages").as_array().at(0).at("file"), "noise");
 
     EXPECT_EQ(InModule("remove", {"KQ7L", "--product", "QRTX"}).mOutput, "KQ7L: removed\n");
     EXPECT_FALSE(fs::exists(Files("KQ7L")));

@@ -47,6 +47,7 @@ TEST_F(Notifying, ANotificationReachesEverybodyWhoObservesItsKindAndNobodyElse) 
     // Those have taken themselves back, and the third hears of its own kind only.
     EXPECT_EQ(Run({"notify", "mail", "new", "--json"}).mOutput, "{\"observers\":0}\n");
     EXPECT_EQ(Run({"notify", "mail", "gone"}).mOutput, "sent to 1 observer\n");
+    EXPECT_EQ(Run({"notify", "mail", "gone", "--json"}).mOutput, "{\"observers\":1}\n");
     EXPECT_TRUE(other->AwaitOutput("mail gone"));
     EXPECT_EQ(other->Output().find("new"), std::string::npos);
     other->Signal(SIGINT);

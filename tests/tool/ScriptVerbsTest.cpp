@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
+#include <regex>
 
 #include "ToolRun.h"
 
@@ -113,6 +114,8 @@ TEST_F(ScriptVerbs, ThrownValuesAndSyntaxErrorsAreToldToo) {
     EXPECT_EQ(RunScript({"--eval", "throw 'plain words'"}).mErrors, "plexa: plain words\n");
     EXPECT_EQ(RunScript({"--eval", "1;\nlet x = ;"}).mErrors,
               "plexa: --eval:2: SyntaxError: Unexpected token ';'\n");
+    EXPECT_EQ(RunScript({"--eval", "throw {sourceURL: 'other.js', toString() { return 'words' }}"}).mErrors,
+              "plexa: other.js: words\n");
     const auto rejected = RunScript({"--eval", "Promise.reject(new Error('late'))"});
     EXPECT_EQ(rejected.mExitCode, 1);
     EXPECT_THAT(rejected.mErrors, HasSubstr("Error: late"));
@@ -126,6 +129,30 @@ TEST_F(ScriptVerbs, AnEndlessStackIsShownInPart) {
     EXPECT_EQ(std::count(run.mErrors.begin(), run.mErrors.end(), '\n'), 22);
 }
 
+TEST_F(ScriptVerbs, AStackIsShownUpToTwentyFrames) {
+    const auto thrown = [this](int inFrames) {
+        const std::string depth = std::to_string(inFrames - 2);  // beside the outermost call and the program
+        return RunScript({"--eval", "(function f(n) { if (n === 0) throw new Error('deep'); f(n - 1); })(" +
+                                        depth + ")"})
+            .mErrors;
+    };
+    const std::string whole = thrown(20);
+    EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n'), 21);
+    EXPECT_THAT(whole, Not(HasSubstr(" more)")));
+    EXPECT_THAT(thrown(25), EndsWith("\n    (and 5 more)\n"));
+}
+
+TEST_F(ScriptVerbs, JSONTellsTheLevelOfEachLine) {
+    const auto run =
+        RunScript({"--json", "--eval",
+                   "for (const level of ['log', 'info', 'debug', 'warn', 'error']) console[level](level)"});
+    EXPECT_EQ(run.mOutput,
+              "{\"level\":\"log\",\"text\":\"log\"}\n{\"level\":\"info\",\"text\":\"info\"}\n"
+              "{\"level\":\"debug\",\"text\":\"debug\"}\n{\"level\":\"warn\",\"text\":\"warn\"}\n"
+              "{\"level\":\"error\",\"text\":\"error\"}\n");
+    EXPECT_THAT(run.mErrors, IsEmpty());
+}
+
 TEST_F(ScriptVerbs, JSONTellsEverythingOnTheStandardOutput) {
     const auto run = RunScript({"--json", "--eval", "console.warn('careful'); ({a: 1})"});
     EXPECT_EQ(run.mOutput, "{\"level\":\"warn\",\"text\":\"careful\"}\n{\"result\":{\"a\":1}}\n");
@@ -137,7 +164,9 @@ TEST_F(ScriptVerbs, JSONTellsEverythingOnTheStandardOutput) {
     EXPECT_THAT(thrown.mOutput,
                 HasSubstr("\"file\":\"--eval\",\"line\":2,\"stack\":\"global code@--eval:2:"));
     EXPECT_THAT(thrown.mOutput, EndsWith("\"text\":\"RangeError: no\"}}\n"));
-    EXPECT_THAT(thrown.mErrors, StartsWith("plexa: --eval:2:"));
+    std::smatch column;
+    ASSERT_TRUE(std::regex_search(thrown.mErrors, column, std::regex("^plexa: --eval:2:(\\d+): ")));
+    EXPECT_THAT(thrown.mOutput, StartsWith("{\"exception\":{\"column\":" + column.str(1) + ","));
 }
 
 TEST_F(ScriptVerbs, IsStoppedWhenItTakesTooLong) {
@@ -148,13 +177,39 @@ TEST_F(ScriptVerbs, IsStoppedWhenItTakesTooLong) {
     EXPECT_THAT(run.mOutput, IsEmpty());
 }
 
+TEST_F(ScriptVerbs, IsToldTheTimeLimitAsItWasGiven) {
+    // Multiplied by a thousand it is no whole number to the processor.
+    EXPECT_EQ(RunScript({"--eval", "for (;;);", "--time-limit", "2.007"}).mErrors,
+              "plexa: the script was stopped: it took longer than 2007 ms\n");
+}
+
+TEST_F(ScriptVerbs, EndsBeforeItsTimeLimitWhenItIsDone) {
+    // Waiting for the limit would be given up before.
+    for (const auto& script : {std::vector<std::string>{"--eval", "1"}, {File("one.js", "1")}}) {
+        auto arguments = script;
+        arguments.insert(arguments.end(), {"--time-limit", "1000"});
+        EXPECT_EQ(RunScript(arguments).mExitCode, 0);
+    }
+}
+
+TEST_F(ScriptVerbs, MayTakeItsTimeWithoutALimit) {
+    const auto run = RunScript({"--eval", "const end = Date.now() + 1500; while (Date.now() < end); 'done'"});
+    EXPECT_EQ(run.mExitCode, 0) << run.mErrors;
+    EXPECT_EQ(run.mOutput, "\"done\"\n");
+}
+
 TEST_F(ScriptVerbs, AnOperationThatNothingStopsEndsWithTheTool) {
-    const std::string endless = "/^(a|aa|a)+$/.test('a'.repeat(200) + 'b')";
+    // The engine gives up what takes it exponentially long, but not what takes it quadratically long.
+    const std::string endless = "/x*y/.test('x'.repeat(3e6))";
     EXPECT_EQ(RunScript({"--time-limit", "0.2", File("endless.js", endless)}).mExitCode, 3);
     const auto run = RunScript({"--json", "--time-limit", "0.2", "--eval", endless});
     EXPECT_EQ(run.mExitCode, 3);
     EXPECT_EQ(run.mErrors, "plexa: the script was stopped: it took longer than 200 ms\n");
     EXPECT_EQ(run.mOutput, "{\"stopped\":\"time\"}\n");
+    // That it can't be said doesn't change how it ends.
+    support::Command full = ScriptCommand({"--json", "--time-limit", "0.2", "--eval", endless});
+    full.mArguments.insert(full.mArguments.begin(), {"/bin/bash", "-c", "\"$@\" >/dev/full", "bash"});
+    EXPECT_EQ(support::Run(full).mExitCode, 3);
 }
 
 TEST_F(ScriptVerbs, IsStoppedThoughNobodyReadsWhatItSays) {
@@ -186,6 +241,11 @@ TEST_F(ScriptVerbs, IsStoppedWhenItKeepsTooMuch) {
         RunScript({"--eval", "const a = []; for (;;) a.push([a.length])", "--memory-limit", "32"});
     EXPECT_EQ(run.mExitCode, 1);
     EXPECT_EQ(run.mErrors, "plexa: the script was stopped: it used more than 33554432 bytes of memory\n");
+}
+
+TEST_F(ScriptVerbs, MayKeepWhateverItLikesWhenToldSo) {
+    const auto run = RunScript({"--eval", "new Uint8Array(1e5).length", "--memory-limit", "0"});
+    EXPECT_EQ(run.mOutput, "100000\n") << run.mErrors;
 }
 
 TEST_F(ScriptVerbs, AnOutputThatCannotBeWrittenEndsTheScript) {
@@ -223,7 +283,10 @@ TEST_F(ScriptVerbs, TextsThatAreNoUTF8AreRefused) {
 }
 
 TEST_F(ScriptVerbs, WrongCommandLinesAreRefused) {
-    EXPECT_EQ(RunScript({}).mExitCode, 2);
+    const auto nothing = RunScript({});
+    EXPECT_EQ(nothing.mExitCode, 2);
+    EXPECT_EQ(nothing.mErrors,
+              "plexa: name a script file (\"-\" for the standard input), or give a script with --eval\n");
     EXPECT_EQ(RunScript({"a.js", "b.js"}).mExitCode, 2);
     EXPECT_EQ(RunScript({"--eval", "1", "--time-limit", "0"}).mExitCode, 2);
     EXPECT_THAT(RunScript({"--eval", "1", "--time-limit", "nan"}).mErrors,

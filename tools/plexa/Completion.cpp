@@ -14,8 +14,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-bool IsShown(const CLI::App& inVerb) { return !inVerb.get_group().empty(); }
-
 const CLI::App* FindVerb(const CLI::App& inIn, const std::string& inName) {
     const auto found =
         inIn.get_subcommands([&](const CLI::App* inVerb) { return inVerb->get_name() == inName; });
@@ -64,15 +62,13 @@ Words Options(const CLI::App& inVerb) {
 
 Words Verbs(const CLI::App& inVerb) {
     Words verbs;
-    for (const CLI::App* const verb : inVerb.get_subcommands({}))
-        if (IsShown(*verb)) verbs.push_back(verb->get_name());
+    for (const CLI::App* const verb : inVerb.get_subcommands({})) verbs.push_back(verb->get_name());
     return verbs;
 }
 
+// An app id is what the verbs call "ID".
 bool AsksForAppId(const Place& inPlace) {
-    const CLI::App* const parent = inPlace.mVerb->get_parent();
-    return inPlace.mPositionals == 0 && parent != nullptr && parent->get_name() == "apps" &&
-           inPlace.mVerb->get_option_no_throw("ID") != nullptr;
+    return inPlace.mPositionals == 0 && inPlace.mVerb->get_option_no_throw("ID") != nullptr;
 }
 
 struct Shell {

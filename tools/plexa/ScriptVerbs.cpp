@@ -158,7 +158,7 @@ std::string_view Source(std::string_view inText, const std::string& inWhat) {
 }
 
 std::chrono::milliseconds TimeLimitOf(const RunOptions& inOptions) {
-    return std::chrono::milliseconds(std::llround(std::ceil(inOptions.mTimeLimit.value_or(0) * 1000)));
+    return std::chrono::milliseconds(std::llround(inOptions.mTimeLimit.value_or(0) * 1000));
 }
 
 // Ends the process when the script doesn't end in time: the engine can't cut an operation of its own short.
