@@ -10,6 +10,8 @@ using testing::IsEmpty;
 
 namespace {
 
+using Words = std::vector<std::string>;
+
 class Messages : public OnBus {
   protected:
     // A subscriber that is ready, and ends after some messages.
@@ -105,6 +107,21 @@ TEST_F(Messages, AReceiverThatIsNotOnTheBusIsToldInsteadOfEverybody) {
     EXPECT_EQ(Run({"send", "t.news", "to everybody", "--to", "NOBODY-1", "--anyway"}).mExitCode, 0);
     EXPECT_EQ(subscriber->Wait(), 0);
     EXPECT_THAT(subscriber->Output(), HasSubstr("to everybody"));
+    EXPECT_THAT(subscriber->Output(), testing::Not(HasSubstr("hello")));
+}
+
+// Such as that of a script whose variable is not set.
+TEST_F(Messages, AnEmptyReceiverIsNotEverybody) {
+    const auto subscriber = Subscriber("t.news", 1);
+    for (const Words& anyway : {Words{}, Words{"--anyway"}}) {
+        Words words{"send", "t.news", "hello", "--to", ""};
+        words.insert(words.end(), anyway.begin(), anyway.end());
+        const auto run = Run(words);
+        EXPECT_EQ(run.mExitCode, 2);
+        EXPECT_THAT(run.mErrors, HasSubstr("--to: must not be empty"));
+    }
+    EXPECT_EQ(Run({"send", "t.news", "to everybody"}).mExitCode, 0);
+    EXPECT_EQ(subscriber->Wait(), 0);
     EXPECT_THAT(subscriber->Output(), testing::Not(HasSubstr("hello")));
 }
 

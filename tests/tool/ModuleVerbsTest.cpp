@@ -98,6 +98,18 @@ TEST_F(Modules, AnErrorIsToldInTheServicesWords) {
     EXPECT_EQ(Run({"module", "install", "KQ7L", "--product", "NONE"}).mExitCode, 1);
 }
 
+TEST_F(Modules, WhatCanBeNoIdIsRefusedBeforeAnybodyIsAsked) {
+    for (const char* const verb : {"remove", "check", "install"}) {
+        for (const std::string& id : {std::string(65, 'x'), std::string("a b"), std::string("../KQ7L"),
+                                      std::string(".KQ7L"), std::string("KQ7L\xFF"), std::string(" ")}) {
+            const auto run = InModule(verb, {id, "--product", "QRTX"});
+            EXPECT_EQ(run.mExitCode, 2) << verb << " " << id;
+            EXPECT_THAT(run.mErrors, HasSubstr("letters, digits")) << verb << " " << id;
+        }
+    }
+    EXPECT_EQ(mBus.BrokerId(), std::nullopt);
+}
+
 TEST_F(Modules, ProgramsThatMustNotRunAreNamed) {
     const fs::path program = mBus.Folder() / "tool-test-busy";
     fs::copy_file("/bin/sleep", program);

@@ -46,6 +46,8 @@ std::string CheckMessageType(const std::string& inType) {
     return "";
 }
 
+std::string CheckNotEmpty(const std::string& inText) { return inText.empty() ? "must not be empty" : ""; }
+
 CLI::Option* AddMessageType(CLI::App& ioVerb, const char* inName, std::string& outType, const char* inHelp) {
     return ioVerb.add_option(inName, outType, inHelp)->check(CheckMessageType)->required()->type_name("TYPE");
 }

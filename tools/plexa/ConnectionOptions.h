@@ -29,5 +29,7 @@ CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<doub
 CLI::Option* AddMessageType(CLI::App& ioVerb, const char* inName, std::string& outType, const char* inHelp);
 /// What such a text has to be: empty when it is fine, else what is wrong.
 std::string CheckMessageType(const std::string& inType);
+/// The same of a text that may be anything but nothing.
+std::string CheckNotEmpty(const std::string& inText);
 
 }  // namespace orvane::plexa::tool

@@ -3,12 +3,24 @@
 #include <CLI/CLI.hpp>
 
 #include "Failure.h"
+#include "common/Names.h"
 
 namespace orvane::plexa::tool {
 
 using nuocore::UTF8String;
 using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantObject;
+
+namespace {
+
+// Of another id no event would tell as it was asked: payload texts are trimmed.
+std::string CheckModuleId(const std::string& inText) {
+    if (zarnd::IsName(inText)) return "";
+    return "a module id has letters, digits, \"-\", \"_\" and, but not in front, \".\", from 1 to " +
+           std::to_string(zarnd::kMaxNameBytes) + " of them";
+}
+
+}  // namespace
 
 VariantObject ModuleOptions::AsQuestion() const {
     VariantObject question;
@@ -24,7 +36,7 @@ VariantObject ModuleOptions::AsQuestion() const {
 void AddModuleId(CLI::App& ioVerb, ModuleOptions& outOptions, bool inIsRequired) {
     ioVerb.add_option("id", outOptions.mId, "Module id")
         ->required(inIsRequired)
-        ->check([](const std::string& inText) { return inText.empty() ? "must not be empty" : ""; })
+        ->check(CheckModuleId)
         ->type_name("ID");
 }
 

@@ -19,7 +19,7 @@ struct ModuleOptions {
     [[nodiscard]] nuocore::serialization::VariantObject AsQuestion() const;
 };
 
-/// Adds the position for the module's id.
+/// Adds the position for the module's id, which has to be one that the desktop service takes.
 void AddModuleId(CLI::App& ioVerb, ModuleOptions& outOptions, bool inIsRequired);
 /// Adds --product; without it the environment counts, and then nothing.
 void AddProduct(CLI::App& ioVerb, ModuleOptions& outOptions);

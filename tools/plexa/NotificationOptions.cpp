@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "ConnectionOptions.h"
+
 namespace orvane::plexa::tool {
 
 using nuocore::UTF8String;
@@ -28,7 +30,7 @@ VariantObject NotificationKind::AsObject() const {
 void AddNotificationKind(CLI::App& ioVerb, NotificationKind& outKind) {
     ioVerb.add_option("type", outKind.mType, "Type of the notifications")
         ->required()
-        ->check([](const std::string& inText) { return inText.empty() ? "must not be empty" : ""; })
+        ->check(CheckNotEmpty)
         ->check(CheckKind)
         ->type_name("TYPE");
     ioVerb.add_option("subtype", outKind.mSubType, "Their sub-type")

@@ -85,6 +85,7 @@ void AddSendVerb(CLI::App& ioApp) {
                       "A raw text; with --xml or --json pairs key=text and key:=JSON, or one JSON object; "
                       "\"-\" for the standard input");
     verb->add_option("--to", options->mTarget, "App id of the receiver (default: every process)")
+        ->check(CheckNotEmpty)
         ->type_name("APPID");
     verb->add_flag("--anyway", options->mIsAnyway, "Send to every process when --to names none on the bus");
     AddConnectionOptions(*verb, options->mConnection);
