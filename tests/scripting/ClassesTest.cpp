@@ -73,6 +73,17 @@ TEST_F(Classes, AMethodRefusesForeignObjects) {
     EXPECT_THAT(probe::Probe::sTexts, testing::IsEmpty());
 }
 
+TEST_F(Classes, AMethodRefusesObjectsOfOtherClasses) {
+    EXPECT_EQ(Eval("new test.probes.Other().nothing()"), "null");
+    EXPECT_EQ(Eval("new test.probes.Probe().takeText.call(new test.probes.Other(), 'x')"),
+              "TypeError: test.probes.Probe.takeText: called on something that is no such object");
+    EXPECT_THAT(probe::Probe::sTexts, testing::IsEmpty());
+    EXPECT_EQ(
+        Eval(
+            "let o = new test.probes.Other(); [o instanceof test.probes.Other, o instanceof test.probes.Probe]"),
+        "[true,false]");
+}
+
 TEST_F(Classes, ADerivedClassGivesObjectsOfTheClassItself) {
     EXPECT_EQ(Eval("class Mine extends test.probes.Probe { own() { return 1 } }; let m = new Mine(); "
                    "[m instanceof test.probes.Probe, typeof m.own, m.takeText('x')]"),

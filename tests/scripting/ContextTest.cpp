@@ -110,6 +110,24 @@ TEST_F(Context, RecursionThroughNativeMethodsEndsInTheScript) {
     EXPECT_EQ(Result(mContext, "1 + 1"), "2");
 }
 
+TEST_F(Context, ANativeMethodMayRunScriptsOfAnotherContext) {
+    const auto other = mConsole.MakeContext();
+    probe::Probe::sHook = [&](probe::Probe& /*ioProbe*/) {
+        other->Run("console.log(new test.probes.Probe().takeText('inner'))", "inner.js");
+    };
+    EXPECT_EQ(Result(mContext, "let p = new test.probes.Probe(); p.hook(''); p.takeText('outer')"),
+              "\"outer\"");
+    probe::Probe::sHook = [&](probe::Probe& /*ioProbe*/) {
+        other->Run("throw new RangeError('inner')", "inner.js");
+    };
+    // An error of its own, for the other's belongs to another engine.
+    EXPECT_EQ(Result(mContext, "try { p.hook('') } catch (e) { [e instanceof Error, e.message] }"),
+              "[true,\"RangeError: inner\"]");
+    probe::Probe::sHook = nullptr;
+    EXPECT_THAT(mConsole.mLines, ElementsAre("inner"));
+    EXPECT_EQ(Result(mContext, "p.takeText('still')"), "\"still\"");
+}
+
 TEST_F(Context, TheConsoleShowsValues) {
     mContext->Run(
         "console.log('text', 5, [1, {a: 2}], null, undefined, true, () => 1); console.warn('careful'); "
@@ -117,6 +135,14 @@ TEST_F(Context, TheConsoleShowsValues) {
         "script.js");
     EXPECT_THAT(mConsole.mLines, ElementsAre("text 5 [1,{\"a\":2}] null undefined true () => 1", "! careful",
                                              "! bad", "i", "d", ""));
+}
+
+TEST_F(Context, TheConsolesFunctionsAreFunctions) {
+    mContext->Run("console.log.apply(null, [1, 2]); [3].forEach(console.warn.bind(console, 'w'))",
+                  "script.js");
+    EXPECT_THAT(mConsole.mLines, ElementsAre("1 2", "! w 3 0 [3]"));
+    EXPECT_EQ(Result(mContext, "[console.log instanceof Function, console.log.name, console.log.length]"),
+              "[true,\"log\",0]");
 }
 
 TEST_F(Context, TheConsoleShowsOddValues) {

@@ -119,7 +119,7 @@ TEST(Definitions, StandInTheOrderOfAdding) {
     for (const auto& definition : ScriptDefinitions::GetInstance().GetObjectDefinitions()) {
         names.emplace_back(definition->GetName());
     }
-    EXPECT_THAT(names, ElementsAre("Probe", "Zeta", "Alpha"));
+    EXPECT_THAT(names, ElementsAre("Probe", "Other", "Zeta", "Alpha"));
 }
 
 TEST(Definitions, HoldWhatTheyWereGiven) {

@@ -109,6 +109,33 @@ TEST_F(Limits, AScriptIsStoppedInsideANativeMethod) {
     EXPECT_EQ(Result(mHasty, "1 + 1"), "2");
 }
 
+TEST_F(Limits, AStoppedScriptCallsNothingAnyMore) {
+    int calls = 0;
+    Probe::sHook = [&](Probe& /*ioProbe*/) { ++calls; };
+    EXPECT_EQ(Stops(mHasty,
+                    "let p = new test.probes.Probe(); "
+                    "for (;;) try { p.callBack(() => { for (;;); }) } finally { p.hook('') }"),
+              Limit::kTime);
+    EXPECT_EQ(calls, 0);
+    Probe::sHook = nullptr;
+    EXPECT_EQ(Stops(mHasty, "for (;;) console.log({toString() { for (;;); }, get stack() { for (;;); }})"),
+              Limit::kTime);
+    EXPECT_THAT(mConsole.mLines, testing::IsEmpty());
+}
+
+TEST_F(Limits, NativeObjectsCountAgainstTheMemory) {
+    const auto context = MakeContext(std::chrono::seconds(100), 0);
+    context->CollectGarbage();
+    const std::size_t before = context->GetMemoryUse();
+    context->Run("var kept = []; for (let i = 0; i < 100000; i++) kept.push(new test.probes.Probe())",
+                 "script.js");
+    context->CollectGarbage();
+    EXPECT_GE(context->GetMemoryUse(), before + 100000 * std::size_t{256});
+    EXPECT_EQ(Stops(mSmall, "var kept = []; for (;;) kept.push(new test.probes.Probe())"), Limit::kMemory);
+    EXPECT_EQ(Stops(mSmall, "kept = null; for (let i = 0; i < 1500000; i++) new test.probes.Probe()"),
+              std::nullopt);
+}
+
 TEST_F(Limits, TimeThatNativeMethodsWaitCounts) {
     int calls = 0;
     Probe::sHook = [&](Probe& /*ioProbe*/) {

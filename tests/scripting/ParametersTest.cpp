@@ -81,6 +81,11 @@ TEST_F(Parameters, OneOfTheWrongTypeIsNamedWithWhatCame) {
     EXPECT_EQ(
         Call("takeTwo('a', 'b')"),
         Refused("takeTwo", "parameter 2 \"second\" must be a whole number of at most 32 bits, not a string"));
+    EXPECT_EQ(
+        Call("takeInt32(1.5)"),
+        Refused("takeInt32", "parameter 1 \"number\" must be a whole number of at most 32 bits, not 1.5"));
+    EXPECT_EQ(Call("takeInt64(NaN)"),
+              Refused("takeInt64", "parameter 1 \"number\" must be a whole number, not NaN"));
     EXPECT_THAT(Probe::sTexts, testing::IsEmpty());
 }
 

@@ -41,6 +41,12 @@ void ScriptObjectDefinition<probe::Probe>::DefineObject(ScriptDefinitionContext&
               kItemFlag_PromiseOnUIThread, "", 0);
 }
 
+template <>
+void ScriptObjectDefinition<probe::Other>::DefineObject(ScriptDefinitionContext& /*ioContext*/) {
+    AddOrModifyNamespace("test.probes", kNamespaceFlag_Enumerable);
+    AddMethod("nothing", {}, PropertyType::Void(), &probe::Other::Nothing, true, 0, "", 0);
+}
+
 }  // namespace nuoscripting
 
 namespace probe {
@@ -135,6 +141,8 @@ class Initiator final : public ScriptObjectDefinitionInitiatorBase {
     void Initiate(ScriptDefinitions& ioDefinitions) override {
         ioDefinitions.AddObjectDefinition(
             "Probe", std::make_shared<ScriptObjectDefinition<Probe>>("Probe", "What tests look into"));
+        ioDefinitions.AddObjectDefinition(
+            "Other", std::make_shared<ScriptObjectDefinition<Other>>("Other", "Something else"));
     }
 };
 

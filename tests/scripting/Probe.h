@@ -50,6 +50,13 @@ class Probe final : public nuoscripting::ScriptObject {
     void OnFinalize() override;
 };
 
+/// "test.probes.Other".
+class Other final : public nuoscripting::ScriptObject {
+  public:
+    Other() : ScriptObject("Other") {}
+    void Nothing() {}
+};
+
 /// What a script says on its console, and contexts that say it. Begins with nothing noted.
 struct Console {
     Console();

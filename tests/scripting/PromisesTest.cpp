@@ -53,6 +53,17 @@ TEST_F(Promises, OneThatIsRejectedAndNotHandledIsToldToTheHost) {
     EXPECT_THROW(Run("p.promisedThrow('lost');"), ScriptException);
 }
 
+TEST_F(Promises, OneThatIsRejectedInACallThatThrowsIsForgottenWithIt) {
+    try {
+        mContext->Run("Promise.reject(1); throw 2", "script.js");
+        FAIL();
+    } catch (const ScriptException& exception) {
+        EXPECT_STREQ(exception.what(), "2");
+    }
+    mContext->Run("console.log('next')", "script.js");
+    EXPECT_THAT(mConsole.mLines, ElementsAre("next"));
+}
+
 TEST_F(Promises, AreNotMadeInAContextWithoutThem) {
     ScriptContextSettings settings;
     settings.mFlags = 0;

@@ -137,6 +137,25 @@ TEST_F(Threads, APromiseOfTheUIThread) {
     EXPECT_EQ(Probe::sThread, mDesktop->Id());
 }
 
+TEST_F(Threads, ACallThatWaitsForTheUIThreadKeepsItsObject) {
+    std::promise<void> mayGo;
+    mDesktop->Post([&] { mayGo.get_future().wait(); });
+    mContext->Run(
+        "var done = 0; for (let i = 0; i < 1000; i++) new test.probes.Probe().promisedUIHook('x').then(() => done++, e "
+        "=> console.log(e.message))",
+        "script.js");
+    mContext->CollectGarbage();
+    EXPECT_EQ(Probe::sFinalized, 0);
+    mayGo.set_value();
+    while (mContext->CountOpenPromises() > 0 && mContext->WaitForPending(std::chrono::seconds(30))) {
+        mContext->RunPending();
+    }
+    EXPECT_THAT(mConsole.mLines, ElementsAre());
+    EXPECT_EQ(Result(mContext, "done"), "1000");
+    mContext->CollectGarbage();
+    EXPECT_GT(Probe::sFinalized, 990);
+}
+
 TEST_F(Threads, ACallThatWaitsForTheUIThreadFailsWhenItsObjectHasEndedMeanwhile) {
     std::promise<void> mayGo;
     mDesktop->Post([&] { mayGo.get_future().wait(); });

@@ -216,6 +216,9 @@ void RunVerb(const RunOptions& inOptions) {
     } catch (const ScriptError& error) {
         report.Describe(error);
         throw;
+    } catch (const Failure& failure) {
+        report.Describe(failure);
+        throw;
     }
 }
 

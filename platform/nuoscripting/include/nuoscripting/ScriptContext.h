@@ -40,7 +40,8 @@ struct ScriptContextSettings {
     /// How many bytes the context's scripts may keep in use; 0 for no limit. Looked at about every 10 ms of
     /// running, at the end of a call, and never oftener than lets measuring take a tenth of the time: until
     /// then a script may be over it by whatever it gets hold of, and one operation of the engine (making a
-    /// buffer, say) may take any amount at once. Memory that only native objects hold isn't counted.
+    /// buffer, say) may take any amount at once. Of a native object that a script holds 256 bytes are
+    /// counted, whatever it has itself.
     std::size_t mMemoryLimit = 0;
     /// What `console.log` and its sisters print; without it scripts have the engine's mute console. Called on
     /// the context's thread; must not throw.
@@ -101,7 +102,8 @@ class NUOSCRIPTING_API ScriptContext final : public nuocore::RefCountedObjectWit
 
     /// Has the collector do all its work now. For tests and for hosts that have just dropped much.
     void CollectGarbage();
-    /// What the context's scripts have in use, in bytes, as the collector found it when it last ran.
+    /// What the context's scripts have in use, in bytes, as the collector found it when it last ran; of
+    /// native objects 256 bytes each.
     [[nodiscard]] std::size_t GetMemoryUse() const;
 
   private:

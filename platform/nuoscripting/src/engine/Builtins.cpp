@@ -32,6 +32,15 @@ PropertyDefiner::PropertyDefiner(JSGlobalContextRef inContext)
     JSValueProtect(inContext, mFunction);
 }
 
+void PropertyDefiner::DefineFunction(JSObjectRef ioFunction, std::string_view inName,
+                                     std::size_t inLength) const {
+    JSObjectSetPrototype(mContext, ioFunction, JSObjectGetPrototype(mContext, mFunction));
+    Define(ioFunction, MakeString("name").get(), JSValueMakeString(mContext, MakeString(inName).get()),
+           kNaming, nullptr);
+    Define(ioFunction, MakeString("length").get(), JSValueMakeNumber(mContext, static_cast<double>(inLength)),
+           kNaming, nullptr);
+}
+
 void PropertyDefiner::Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue, Rights inRights,
                              JSValueRef* outException) const {
     JSObjectRef description = JSObjectMake(mContext, nullptr, nullptr);

@@ -3,6 +3,9 @@
 
 #include <JavaScriptCore/JavaScript.h>
 
+#include <cstddef>
+#include <string_view>
+
 namespace nuoscripting::engine {
 
 /// Takes away what the engine can't be stopped in, and what it runs by timers of its own, outside of every
@@ -22,6 +25,8 @@ class PropertyDefiner {
     static constexpr Rights kNaming = {false, false, true};  // as "name" and "length" of functions
 
     explicit PropertyDefiner(JSGlobalContextRef inContext);
+    /// Makes an object that can be called a function as scripts know them.
+    void DefineFunction(JSObjectRef ioFunction, std::string_view inName, std::size_t inLength) const;
     /// Gives an object a property of its own, in place of what it has there; runs no code of scripts. With an
     /// exception when what is there is fixed.
     void Define(JSObjectRef inObject, JSStringRef inName, JSValueRef inValue, Rights inRights,

@@ -64,6 +64,15 @@ std::string ParameterText(const ItemInfo& inItem, std::size_t inIndex) {
     return ": parameter " + std::to_string(inIndex + 1) + " \"" + std::string(parameter.GetName()) + "\"";
 }
 
+// What is wrong with it: the kind of value, or for a number, where a number would do, which one it is.
+std::string WhatItIs(JSContextRef inContext, JSValueRef inValue, ScriptType inWanted) {
+    const bool isWholeWanted = inWanted == ScriptType::kInt32 || inWanted == ScriptType::kInt64;
+    if (!isWholeWanted || !JSValueIsNumber(inContext, inValue)) {
+        return KindOf(inContext, inValue);
+    }
+    return std::string(TextOf(StringOf(inContext, inValue, nullptr).get()));
+}
+
 // Takes one argument; false with an exception.
 bool TakeArgument(JSContextRef inContext, const ItemInfo& inItem, std::size_t inIndex, JSValueRef inValue,
                   ScriptValue& outValue, JSValueRef* outException) {
@@ -90,7 +99,7 @@ bool TakeArgument(JSContextRef inContext, const ItemInfo& inItem, std::size_t in
     if (*outException == nullptr) {
         *outException = Refuse(inContext, inItem,
                                ParameterText(inItem, inIndex) + " must be " + WordsFor(parameter.GetType()) +
-                                   ", not " + KindOf(inContext, inValue));
+                                   ", not " + WhatItIs(inContext, inValue, parameter.GetType()));
     }
     return false;
 }
@@ -110,10 +119,10 @@ ScriptValue CallOnUIThread(const ItemInfo& inItem, DetachedCall inCall) {
     return CallFunctionOnUIThread([call] { return (*call)(); }, PatienceFor(inItem));
 }
 
-JSValueRef CallForPromise(const ItemInfo& inItem, DetachedCall inCall, bool inOnUIThread,
+JSValueRef CallForPromise(const ItemInfo& inItem, JSObjectRef inThis, DetachedCall inCall, bool inOnUIThread,
                           JSValueRef* outException) {
     RefPtr<NativePromise> promise;
-    JSObjectRef made = inItem.mContext.MakePromise(promise, outException);
+    JSObjectRef made = inItem.mContext.MakePromise(inThis, promise, outException);
     if (made == nullptr) {
         return nullptr;
     }
@@ -137,20 +146,20 @@ JSValueRef CallForPromise(const ItemInfo& inItem, DetachedCall inCall, bool inOn
 }
 
 // On another thread, or so that the script doesn't wait.
-JSValueRef CallElsewhere(JSContextRef inContext, const ItemInfo& inItem, DetachedCall inCall,
-                         JSValueRef* outException) {
+JSValueRef CallElsewhere(JSContextRef inContext, const ItemInfo& inItem, JSObjectRef inThis,
+                         DetachedCall inCall, JSValueRef* outException) {
     const std::uint32_t flags = inItem.mItem.GetFlags();
     const bool isOnUIThread = (flags & kItemFlag_UIThread) != 0;
     if ((flags & kItemFlag_Promise) != 0 &&
         (inItem.mContext.GetOwner().GetFlags() & kContextFlag_Promises) != 0) {
-        return CallForPromise(inItem, std::move(inCall), isOnUIThread, outException);
+        return CallForPromise(inItem, inThis, std::move(inCall), isOnUIThread, outException);
     }
     return ToScript(inContext, isOnUIThread ? CallOnUIThread(inItem, std::move(inCall)) : inCall());
 }
 
 // The script's frame holds the object while its method runs. What is thrown becomes the script's exception.
-JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, ScriptObject& ioObject, std::size_t inCount,
-                const JSValueRef inArguments[], JSValueRef* outException) {
+JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, JSObjectRef inThis, ScriptObject& ioObject,
+                std::size_t inCount, const JSValueRef inArguments[], JSValueRef* outException) {
     const ScriptItemDefinitionBase& item = inItem.mItem;
     Arguments arguments(item.GetParameterTypes().size());
     std::size_t index = 0;
@@ -170,7 +179,7 @@ JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, ScriptObject& io
     }
     std::vector<ScriptValue> owned(std::make_move_iterator(arguments.Get().begin()),
                                    std::make_move_iterator(arguments.Get().end()));
-    return CallElsewhere(inContext, inItem,
+    return CallElsewhere(inContext, inItem, inThis,
                          {inItem.mClass.mPinned, item, RefPtr<ScriptObject>(&ioObject), std::move(owned)},
                          outException);
 }
@@ -189,7 +198,7 @@ JSValueRef CallMethod(JSContextRef inContext, JSObjectRef inFunction, JSObjectRe
     JSValueRef result = nullptr;
     try {
         if (item != nullptr) {
-            result = Call(inContext, *item, *instance->mObject, inCount, inArguments, outException);
+            result = Call(inContext, *item, inThis, *instance->mObject, inCount, inArguments, outException);
         } else {
             *outException = Refuse(inContext, *context.FindItem(inFunction),
                                    ": called on something that is no such object");

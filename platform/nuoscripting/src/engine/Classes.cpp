@@ -84,17 +84,6 @@ JSClassRef ConstructorClass() {
     return sClass;
 }
 
-void Name(JSContextRef inContext, const ClassInfo& inClass, JSObjectRef inFunction, std::string_view inName,
-          std::size_t inLength) {
-    const PropertyDefiner& properties = inClass.mContext.GetProperties();
-    properties.Define(inFunction, MakeString("name").get(),
-                      JSValueMakeString(inContext, MakeString(inName).get()), PropertyDefiner::kNaming,
-                      nullptr);
-    properties.Define(inFunction, MakeString("length").get(),
-                      JSValueMakeNumber(inContext, static_cast<double>(inLength)), PropertyDefiner::kNaming,
-                      nullptr);
-}
-
 // What "Object.prototype.toString" calls them.
 void NameInstances(JSContextRef inContext, JSObjectRef inPrototype, std::string_view inName) {
     JSObjectRef symbols = ObjectNamed(inContext, JSContextGetGlobalObject(inContext), "Symbol");
@@ -104,9 +93,7 @@ void NameInstances(JSContextRef inContext, JSObjectRef inPrototype, std::string_
 
 JSObjectRef MakeConstructor(JSContextRef inContext, ClassInfo& ioClass) {
     JSObjectRef constructor = JSObjectMake(inContext, ConstructorClass(), &ioClass);
-    JSObjectRef sample = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallConstructor);
-    JSObjectSetPrototype(inContext, constructor, JSObjectGetPrototype(inContext, sample));
-    Name(inContext, ioClass, constructor, ioClass.mDefinition.GetName(), 0);
+    ioClass.mContext.GetProperties().DefineFunction(constructor, ioClass.mDefinition.GetName(), 0);
     return constructor;
 }
 
@@ -168,7 +155,7 @@ void DefineClass(JSContextRef inContext, ClassInfo& ioClass) {
          ++component) {
         const ScriptItemDefinitionBase& item = **component;
         JSObjectRef method = JSObjectMakeFunctionWithCallback(inContext, nullptr, &CallMethod);
-        Name(inContext, ioClass, method, item.GetName(), CountRequired(item));
+        ioClass.mContext.GetProperties().DefineFunction(method, item.GetName(), CountRequired(item));
         ioClass.AddItem(item, method);
         Put(inContext, prototype, item.GetName(), method,
             (item.GetFlags() & kItemFlag_Enumerable) != 0 ? kFixed : kHidden);

@@ -164,6 +164,7 @@ void DefineConsole(EngineContext& ioContext) {
     for (const auto& [name, level, form] : kFunctions) {
         JSObjectRef function =
             JSObjectMake(context, PrintClass(), new ConsoleFunction(ioContext, level, form));
+        ioContext.GetProperties().DefineFunction(function, name, 0);
         JSObjectSetProperty(context, console, MakeString(name).get(), function, kJSPropertyAttributeNone,
                             nullptr);
     }

@@ -70,10 +70,10 @@ EngineContext::EngineContext(ScriptContext& ioOwner, std::shared_ptr<detail::Wor
       mGroup(JSContextGroupCreate()),
       mContext(JSGlobalContextCreateInGroup(mGroup, nullptr)) {
     try {
-        mLimits.emplace(mContext, mOwner.GetSettings());
+        mInstances.emplace(mContext);
+        mLimits.emplace(mContext, *mInstances, mOwner.GetSettings());
         TakeAwayUnbounded(mContext);
         mProperties.emplace(mContext);
-        mInstances.emplace(mContext);
         KeepErrors();
         mMicrotasks = JSObjectMakeFunctionWithCallback(mContext, nullptr, &DrainNow);
         JSValueProtect(mContext, mMicrotasks);
@@ -171,7 +171,7 @@ void EngineContext::CollectGarbage() {
     ReleaseLost();
 }
 
-std::size_t EngineContext::GetMemoryUse() { return Limits::MemoryUse(mContext); }
+std::size_t EngineContext::GetMemoryUse() { return mLimits->GetMemoryUse(mContext); }
 
 RefPtr<ScriptFunction> EngineContext::Wrap(JSObjectRef inFunction) {
     return RefPtr<ScriptFunction>(new KeptFunction(mContext, inFunction, mLink));
@@ -203,7 +203,8 @@ VariantValue EngineContext::Call(JSObjectRef inFunction, const std::vector<Varia
     return result;
 }
 
-JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException) {
+JSObjectRef EngineContext::MakePromise(JSObjectRef inObject, RefPtr<NativePromise>& outPromise,
+                                       JSValueRef* outException) {
     JSObjectRef resolve = nullptr;
     JSObjectRef reject = nullptr;
     JSObjectRef promise = JSObjectMakeDeferredPromise(mContext, &resolve, &reject, outException);
@@ -213,10 +214,11 @@ JSObjectRef EngineContext::MakePromise(RefPtr<NativePromise>& outPromise, JSValu
     struct Sides {
         KeptValue mResolve;
         KeptValue mReject;
+        KeptValue mObject;
     };
     // Copied together with the function, but kept once.
-    const auto sides =
-        std::shared_ptr<Sides>(new Sides{{mContext, resolve, mLink}, {mContext, reject, mLink}});
+    const auto sides = std::shared_ptr<Sides>(
+        new Sides{{mContext, resolve, mLink}, {mContext, reject, mLink}, {mContext, inObject, mLink}});
     outPromise =
         new NativePromise(mQueue, [this, sides](const ScriptValue& inValue, std::exception_ptr inError) {
             // Run by the queue, so the context is there.

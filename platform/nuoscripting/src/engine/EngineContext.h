@@ -55,8 +55,10 @@ class EngineContext final : public detail::Engine, public FunctionWrapper {
     /// On the context's thread only.
     VariantValue Call(JSObjectRef inFunction, const std::vector<VariantValue>& inArguments);
 
-    /// A promise for a script, and its native side; null with an exception.
-    JSObjectRef MakePromise(RefPtr<NativePromise>& outPromise, JSValueRef* outException);
+    /// A promise for a script, and its native side; null with an exception. Until it is completed the object
+    /// is kept whose method completes it.
+    JSObjectRef MakePromise(JSObjectRef inObject, RefPtr<NativePromise>& outPromise,
+                            JSValueRef* outException);
 
     /// Releases what is lost to the script, and what native code doesn't keep any more. Not inside the
     /// collector.

@@ -1,5 +1,6 @@
 #include "Instances.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "../HostFailure.h"
@@ -28,6 +29,10 @@ JSObjectRef Instances::Make(ClassInfo& inClass, RefPtr<ScriptObject> inObject) {
         throw;
     }
     return object;
+}
+
+std::size_t Instances::GetNativeMemory() const noexcept {
+    return kNativeBytes * static_cast<std::size_t>(std::ranges::count_if(mInfos, &InstanceInfo::IsHeld));
 }
 
 void Instances::ReleaseLost() noexcept {

@@ -4,6 +4,7 @@
 #include <JavaScriptCore/JavaScript.h>
 
 #include <atomic>
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <unordered_map>
@@ -50,6 +51,12 @@ class Instances {
         return known != mKnown.end() && known->second->IsHeld() ? &*known->second : nullptr;
     }
 
+    /// What those that the script holds take beside the engine's memory, about: their size is the host's
+    /// affair, but many small ones are much.
+    [[nodiscard]] std::size_t GetNativeMemory() const noexcept;
+    /// No less than that, and quickly.
+    [[nodiscard]] std::size_t GetMostNativeMemory() const noexcept { return mInfos.size() * kNativeBytes; }
+
     /// Finalizes and releases those that the script has lost. Not inside the collector.
     void ReleaseLost() noexcept;
     /// Before the context goes: all are lost.
@@ -57,6 +64,8 @@ class Instances {
 
   private:
     using Infos = std::list<InstanceInfo>;
+
+    static constexpr std::size_t kNativeBytes = 256;  // of an empty object, and of what finds it
 
     /// Called by the engine on any thread when something may have been lost.
     static void OnCollected(JSContextGroupRef inGroup, void* inThis);

@@ -15,10 +15,20 @@ namespace {
 constexpr double kBetweenLooks = 0.01;  // seconds of processor time
 constexpr int kMeasuringShare = 10;     // measuring takes at most one part in so many of the time
 
+std::size_t EngineMemory(JSContextRef inContext) {
+    JSObjectRef statistics = JSGetMemoryUsageStatistics(inContext);
+    return static_cast<std::size_t>(
+        JSValueToNumber(inContext, PropertyOf(inContext, statistics, "heapSize"), nullptr));
+}
+
 }  // namespace
 
-Limits::Limits(JSGlobalContextRef inContext, const ScriptContextSettings& inSettings)
-    : mContext(inContext), mTimeLimit(inSettings.mTimeLimit), mMemoryLimit(inSettings.mMemoryLimit) {
+Limits::Limits(JSGlobalContextRef inContext, const Instances& inInstances,
+               const ScriptContextSettings& inSettings)
+    : mContext(inContext),
+      mInstances(inInstances),
+      mTimeLimit(inSettings.mTimeLimit),
+      mMemoryLimit(inSettings.mMemoryLimit) {
     if (AreSet() && FindDrainMicrotasks() == nullptr) {
         throw ScriptError("this version of the script engine can't keep limits: run scripts without");
     }
@@ -78,11 +88,11 @@ bool Limits::IsOverMemory(JSContextRef inContext) {
         return false;
     }
     mIsMeasuring = true;
-    bool isOver = MemoryUse(inContext) > mMemoryLimit;
+    bool isOver = EngineMemory(inContext) + mInstances.GetMostNativeMemory() > mMemoryLimit;
     if (isOver) {
         // Some of it may be garbage.
         JSSynchronousGarbageCollectForDebugging(inContext);
-        isOver = MemoryUse(inContext) > mMemoryLimit;
+        isOver = GetMemoryUse(inContext) > mMemoryLimit;
     }
     mIsMeasuring = false;
     const Clock::time_point ended = Clock::now();
@@ -119,10 +129,8 @@ std::optional<std::chrono::milliseconds> Limits::TimeLeft() const {
     return std::max(left, std::chrono::milliseconds(0));
 }
 
-std::size_t Limits::MemoryUse(JSContextRef inContext) {
-    JSObjectRef statistics = JSGetMemoryUsageStatistics(inContext);
-    return static_cast<std::size_t>(
-        JSValueToNumber(inContext, PropertyOf(inContext, statistics, "heapSize"), nullptr));
+std::size_t Limits::GetMemoryUse(JSContextRef inContext) const {
+    return EngineMemory(inContext) + mInstances.GetNativeMemory();
 }
 
 }  // namespace nuoscripting::engine

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "CoarseClock.h"
+#include "Instances.h"
 #include "nuoscripting/ScriptContext.h"
 
 namespace nuoscripting::engine {
@@ -17,7 +18,8 @@ namespace nuoscripting::engine {
 class Limits {
   public:
     /// Throws `ScriptError` when limits are asked for that this version of the engine can't keep.
-    Limits(JSGlobalContextRef inContext, const ScriptContextSettings& inSettings);
+    Limits(JSGlobalContextRef inContext, const Instances& inInstances,
+           const ScriptContextSettings& inSettings);
     Limits(const Limits&) = delete;
     Limits& operator=(const Limits&) = delete;
 
@@ -52,7 +54,7 @@ class Limits {
     /// What is left of the time; nothing without a limit.
     [[nodiscard]] std::optional<std::chrono::milliseconds> TimeLeft() const;
 
-    [[nodiscard]] static std::size_t MemoryUse(JSContextRef inContext);
+    [[nodiscard]] std::size_t GetMemoryUse(JSContextRef inContext) const;
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -64,6 +66,7 @@ class Limits {
     [[nodiscard]] bool IsOverMemory(JSContextRef inContext);
 
     JSGlobalContextRef mContext;
+    const Instances& mInstances;
     std::chrono::milliseconds mTimeLimit;
     std::size_t mMemoryLimit;
     Clock::time_point mDeadline;
