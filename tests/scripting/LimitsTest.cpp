@@ -130,6 +130,16 @@ TEST_F(Limits, AStoppedScriptCallsNothingAnyMore) {
     EXPECT_THAT(mConsole.mLines, testing::IsEmpty());
 }
 
+TEST_F(Limits, LargeBuffersCountAgainstTheMemory) {
+    const auto context = MakeContext(std::chrono::seconds(20), 64 * kMiB);
+    EXPECT_EQ(
+        Stops(
+            context,
+            "var a = new Uint8Array(512 * 1024 * 1024).fill(1); const end = Date.now() + 3000; while (Date.now() < end);"),
+        Limit::kMemory);
+    EXPECT_EQ(Stops(context, "a = null; var b = new Uint8Array(16 * 1024 * 1024).fill(1)"), std::nullopt);
+}
+
 TEST_F(Limits, NativeObjectsCountAgainstTheMemory) {
     const auto context = MakeContext(std::chrono::seconds(100), 0);
     context->CollectGarbage();

@@ -166,6 +166,13 @@ TEST_F(Parameters, ProxiesAreAskedLikeObjects) {
     EXPECT_THAT(Call("takeText(new Proxy({}, {}))"), HasSubstr("must be a string, not an object"));
 }
 
+TEST_F(Parameters, UnpairedSurrogatesInValuesAreReplaced) {
+    EXPECT_EQ(Call("takeVariant('\\ud800')"), "\"\uFFFD\"");
+    EXPECT_EQ(
+        Call("takeVariant({'\\udfffx': ['a\\\\ud800', '\\ud83d\\ude00', '\\ud7ff\\n', '\\udc00\\ud800']})"),
+        "{\"\uFFFDx\":[\"a\\\\ud800\",\"\U0001F600\",\"\uD7FF\\n\",\"\uFFFD\uFFFD\"]}");
+}
+
 TEST_F(Parameters, DeepValuesAreRefused) {
     EXPECT_THAT(Eval("let d = []; for (let i = 0; i < 300; i++) d = [d]; p.takeVariant(d)"),
                 HasSubstr("parameter 1 \"value\" can't be taken"));

@@ -25,6 +25,15 @@ TEST_F(Output, AFullDiskIsAnError) {
     EXPECT_THAT(run.mErrors, HasSubstr("cannot write the output: No space left on device"));
 }
 
+TEST_F(Output, AClosedOutputIsAnErrorAndNoOtherFileTakesItsPlace) {
+    auto command = Command({"endpoints"});
+    const std::initializer_list<std::string> shell = {"/bin/sh", "-c", "exec \"$@\" >&-", "sh"};
+    command.mArguments.insert(command.mArguments.begin(), shell);
+    const auto run = support::Run(command);
+    EXPECT_EQ(run.mExitCode, 1);
+    EXPECT_THAT(run.mErrors, HasSubstr("cannot write the output: Bad file descriptor"));
+}
+
 TEST_F(Output, AReaderThatHasGoneEndsTheToolQuietly) {
     auto decode = Command({"payload", "decode"}, "{}");
     decode.mOutput = support::Command::Output::kReaderGone;

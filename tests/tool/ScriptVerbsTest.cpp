@@ -268,6 +268,8 @@ TEST_F(ScriptVerbs, FilesThatCannotBeReadAreNamed) {
     const auto missing = RunScript({"/nowhere/at\nall.js"});
     EXPECT_EQ(missing.mExitCode, 1);
     EXPECT_EQ(missing.mErrors, "plexa: cannot read \"/nowhere/at\\nall.js\": No such file or directory\n");
+    EXPECT_EQ(RunScript({"--json", "/nowhere/file.js"}).mOutput,
+              "{\"error\":\"cannot read \\\"/nowhere/file.js\\\": No such file or directory\"}\n");
     EXPECT_THAT(RunScript({mBus.Folder().string()}).mErrors, EndsWith("\": Is a directory\n"));
     const std::string large = File("large.js", "");
     std::filesystem::resize_file(large, (std::uintmax_t{64} << 20U) + 1);

@@ -115,7 +115,9 @@ TEST_F(Serving, StartedOnDemandHasASessionAndALogOfItsOwn) {
     mDesk.Offer({ModuleOf(kArchive, mDesk.Store(kArchive, "a.tar"))});
     // As a program starts it: without a process group of its own.
     support::Command command = mDesk.ServiceCommand({"--on-demand", "--idle-exit", "1"});
-    const std::initializer_list<std::string> starter = {"/bin/sh", "-c", R"("$@" & echo $!; wait $!)", "sh"};
+    const std::string held = (mDesk.Bus().Folder() / "held").string();
+    const std::initializer_list<std::string> starter = {
+        "/bin/sh", "-c", "exec 9>'" + held + R"(' <&-; "$@" & echo $!; exec 9>&-; wait $!)", "sh"};
     command.mArguments.insert(command.mArguments.begin(), starter);
     ChildProcess service(command);
     const auto observer = std::make_unique<ChildProcess>(
@@ -124,6 +126,12 @@ TEST_F(Serving, StartedOnDemandHasASessionAndALogOfItsOwn) {
     ASSERT_TRUE(service.AwaitOutput("\n"));
     const pid_t id = std::stoi(service.Output());
     EXPECT_EQ(::getsid(id), id);
+    const fs::path descriptors = "/proc/" + std::to_string(id) + "/fd";
+    EXPECT_EQ(fs::read_symlink(descriptors / "0"), "/dev/null");
+    for (const auto& entry : fs::directory_iterator(descriptors)) {
+        std::error_code ignored;
+        EXPECT_NE(fs::read_symlink(entry.path(), ignored), held);
+    }
     // Somebody counts on it for longer than it would stay.
     EXPECT_EQ(service.Wait(std::chrono::seconds(3)), std::nullopt);
     observer->Signal(SIGINT);

@@ -13,6 +13,7 @@
 #include "Server.h"
 #include "Settings.h"
 #include "Version.h"
+#include "wire/InheritedDescriptors.h"
 #include "wire/RuntimeDirectory.h"
 
 namespace orvane::plexa::broker {
@@ -126,7 +127,7 @@ int RunBroker(const Options& inOptions) {
     try {
         const std::optional<int> activated = TakeActivatedSocket();
         const int kept[] = {inOptions.readyDescriptor, activated.value_or(-1)};
-        CloseInheritedDescriptors(kept);
+        wire::CloseInheritedDescriptors(kept);
         SettleProcess();
         return Serve(inOptions, activated);
     } catch (const std::exception& error) {

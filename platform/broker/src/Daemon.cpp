@@ -1,44 +1,15 @@
 #include "Daemon.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <system_error>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 
 namespace orvane::plexa::broker {
-
-namespace {
-
-void CloseRange(unsigned inFirst, unsigned inLast) {
-    if (inFirst <= inLast) ::syscall(SYS_close_range, inFirst, inLast, 0U);
-}
-
-}  // namespace
-
-void CloseInheritedDescriptors(std::span<const int> inKept) {
-    std::vector<unsigned> kept;
-    for (const int descriptor : inKept) {
-        if (descriptor > STDERR_FILENO) kept.push_back(static_cast<unsigned>(descriptor));
-    }
-    std::sort(kept.begin(), kept.end());
-    unsigned first = STDERR_FILENO + 1;
-    for (const unsigned descriptor : kept) {
-        if (descriptor > first) CloseRange(first, descriptor - 1);
-        first = std::max(first, descriptor + 1);
-    }
-    CloseRange(first, ~0U);
-    for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
-        // The lowest free number is taken, and all below `standard` are open.
-        if (::fcntl(standard, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
-    }
-}
 
 void Detach() {
     // Fails for the leader of a process group only, which then has a session or a job of its own already.

@@ -1,15 +1,9 @@
 /// What a background program does with the process it was started in. Called once, before anything else runs.
 #pragma once
 
-#include <span>
-
 #include "FileDescriptor.h"
 
 namespace orvane::plexa::broker {
-
-/// Closes every descriptor above stderr but those in inKept, and opens /dev/null for each of the standard
-/// three that is closed, so that no later file takes its number.
-void CloseInheritedDescriptors(std::span<const int> inKept);
 
 /// Own session, standard streams to /dev/null: whoever started this process may end, and nobody waits for
 /// output of it.

@@ -59,6 +59,8 @@ std::shared_ptr<Log> OpenLog(const std::string& inFile, spdlog::level::level_enu
     }
     auto log = std::make_shared<Log>("broker", std::move(sink));
     log->set_level(inLevel);
+    // A disk without room must not have it write to whatever the standard error output is.
+    log->set_error_handler([](const std::string& /*inWhat*/) {});
     log->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %P %l: %v");
     log->flush_on(spdlog::level::debug);
     return log;

@@ -3,9 +3,11 @@
 #include <span>
 
 #include "program/Program.h"
+#include "wire/InheritedDescriptors.h"
 
 int main(int inCount, char** inArguments) {
     using namespace orvane::plexa::zarnd;
+    orvane::plexa::wire::CloseInheritedDescriptors({});
     const auto environment = [](const char* inName) {
         const char* const value = std::getenv(inName);  // NOLINT(concurrency-mt-unsafe): no other threads yet
         return std::string(value != nullptr ? value : "");

@@ -6,6 +6,7 @@
 
 #include "../Durations.h"
 #include "EngineExtras.h"
+#include "ProcessMemory.h"
 #include "Strings.h"
 
 namespace nuoscripting::engine {
@@ -28,7 +29,8 @@ Limits::Limits(JSGlobalContextRef inContext, const Instances& inInstances,
     : mContext(inContext),
       mInstances(inInstances),
       mTimeLimit(inSettings.mTimeLimit),
-      mMemoryLimit(inSettings.mMemoryLimit) {
+      mMemoryLimit(inSettings.mMemoryLimit),
+      mHighestResident(ResidentMemory() + mMemoryLimit) {
     if (AreSet() && FindDrainMicrotasks() == nullptr) {
         throw ScriptError("this version of the script engine can't keep limits: run scripts without");
     }
@@ -88,11 +90,14 @@ bool Limits::IsOverMemory(JSContextRef inContext) {
         return false;
     }
     mIsMeasuring = true;
-    bool isOver = EngineMemory(inContext) + mInstances.GetMostNativeMemory() > mMemoryLimit;
+    bool isOver = EngineMemory(inContext) + mInstances.GetMostNativeMemory() > mMemoryLimit ||
+                  ResidentMemory() > mHighestResident;
     if (isOver) {
-        // Some of it may be garbage.
+        // Some of it may be garbage; and the engine counts large buffers only when it collects.
         JSSynchronousGarbageCollectForDebugging(inContext);
-        isOver = GetMemoryUse(inContext) > mMemoryLimit;
+        const std::size_t inUse = GetMemoryUse(inContext);
+        isOver = inUse > mMemoryLimit;
+        mHighestResident = ResidentMemory() + (mMemoryLimit - std::min(inUse, mMemoryLimit));
     }
     mIsMeasuring = false;
     const Clock::time_point ended = Clock::now();

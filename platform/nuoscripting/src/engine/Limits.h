@@ -69,6 +69,7 @@ class Limits {
     const Instances& mInstances;
     std::chrono::milliseconds mTimeLimit;
     std::size_t mMemoryLimit;
+    std::size_t mHighestResident;  // of the process, beyond which the scripts may be over their limit
     Clock::time_point mDeadline;
     Clock::time_point mNextMeasuring;
     bool mIsActive = false;

@@ -26,6 +26,17 @@ bool IsWholeWithin(double inNumber, double inLowest, double inHighest) {
     return inNumber >= inLowest && inNumber <= inHighest && std::trunc(inNumber) == inNumber;
 }
 
+// The engine writes only unpaired surrogates as escapes, and no reader of UTF-8 can take those.
+UTF8String WithoutUnpairedSurrogates(UTF8String inJSON) {
+    constexpr std::size_t kEscape = 6;
+    for (std::size_t place = 0; (place = inJSON.find('\\', place)) != UTF8String::npos; place += 2) {
+        if (inJSON.compare(place, 3, "\\ud") == 0 && inJSON.at(place + 3) >= '8') {
+            inJSON.replace(place, kEscape, "\\ufffd");
+        }
+    }
+    return inJSON;
+}
+
 bool TextFromScript(JSContextRef inContext, JSValueRef inValue, bool inStrict, ScriptValue& outValue,
                     JSValueRef* outException) {
     if (inStrict && !JSValueIsString(inContext, inValue)) {
@@ -183,7 +194,7 @@ bool VariantFromScript(JSContextRef inContext, JSValueRef inValue, VariantValue&
         return JSValueIsUndefined(inContext, inValue);
     }
     try {
-        outValue = *nuocore::serialization::ParseJSON(TextOf(json.get()));
+        outValue = *nuocore::serialization::ParseJSON(WithoutUnpairedSurrogates(TextOf(json.get())));
     } catch (const nuocore::serialization::JSONError& error) {
         throw ScriptError(error.what());
     }
