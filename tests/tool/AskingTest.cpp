@@ -63,6 +63,34 @@ TEST_F(Asking, QuestionsThatCannotBeAnsweredAreComplainedAboutAndNoMore) {
     EXPECT_EQ(Run({"request", "t.ask", "--response", "t.told"}).mExitCode, 0);
 }
 
+TEST_F(Asking, TheLargestQuestionIsAnsweredAndALargerOneIsRefused) {
+    support::Command answer = Command({"answer", "t.ask", "--response", "t.told"});
+    answer.mOutput = support::Command::Output::kFile;
+    answer.mFile = "/dev/null";  // no pipe, which could fill
+    ChildProcess answerer(answer);
+    ASSERT_TRUE(answerer.AwaitErrors("answering")) << answerer.Errors();
+    struct Form {
+        std::vector<std::string> mOptions;
+        std::string mBeside;  // what is sent beside the text, with a request id
+    };
+    const std::string id(36, 'i');
+    for (const Form& form :
+         {Form{{"--json"}, R"({"a":"","requestId":")" + id + R"("})"},
+          Form{{"--xml", "--key", "request-context"},
+               R"(<?xml version="1.0" encoding="utf-8" ?><request><a></a><request-context>)" + id +
+                   "</request-context></request>"}}) {
+        std::vector<std::string> request = {"request", "t.ask", "--response", "t.told", "-"};
+        request.insert(request.end(), form.mOptions.begin(), form.mOptions.end());
+        const std::string text((std::size_t{1} << 20U) - form.mBeside.size(), 'x');
+        const auto refused = Run(request, R"({"a":"x)" + text + R"("})");
+        EXPECT_EQ(refused.mExitCode, 1) << form.mOptions.front();
+        EXPECT_THAT(refused.mErrors, HasSubstr("of 1048577 bytes: the bus takes 1 MiB"));
+        const auto answered = Run(request, R"({"a":")" + text + R"("})");
+        EXPECT_EQ(answered.mExitCode, 0) << form.mOptions.front() << ": " << answered.mErrors;
+        EXPECT_EQ(answered.mOutput, R"({"a":")" + text + "\"}\n") << form.mOptions.front();
+    }
+}
+
 TEST_F(Asking, NoAnswerInTimeIsAnErrorOfItsOwn) {
     const auto run = Run({"request", "t.ask", "--response", "t.told", "--timeout", "0.2"});
     EXPECT_EQ(run.mExitCode, 3);

@@ -85,7 +85,12 @@ TEST_F(CommandLine, AWrongCommandLineEndsWithCodeTwoAndAReason) {
         {"completion"},
         {"send"},
         {"send", ""},
-        {"send", std::string(65536, 't'), "x"},
+        {"send", std::string(4097, 't'), "x"},
+        {"subscribe", "t", std::string(4097, 't'), "--timeout", "0"},
+        {"request", std::string(4097, 't'), "--response", "r", "--timeout", "0"},
+        {"request", "t", "--response", std::string(4097, 't'), "--timeout", "0"},
+        {"answer", std::string(4097, 't'), "--response", "r", "--timeout", "0"},
+        {"answer", "t", "--response", std::string(4097, 't'), "--timeout", "0"},
         {"send", "t", "two", "texts"},
         {"send", "t", "--xml", "--json"},
         {"send", "t", "--json", "no-pair"},
@@ -139,6 +144,11 @@ TEST_F(CommandLine, NamesTheLimitThatAQuestionToTheServiceExceeds) {
                 HasSubstr("bytes, and the desktop service takes 16384 at most"));
     EXPECT_THAT(Run({"notify", "mail", "new", Thousand()}).mErrors,
                 HasSubstr("dictionaries of 8 levels and 1000 values at most in all"));
+}
+
+TEST_F(CommandLine, NamesTheLimitThatAMessageTypeExceeds) {
+    EXPECT_THAT(Run({"subscribe", std::string(4097, 't')}).mErrors, HasSubstr("longer than 4096 bytes"));
+    EXPECT_EQ(Run({"send", std::string(4096, 't'), "x"}).mExitCode, 0);
 }
 
 TEST_F(CommandLine, TellsItsVersion) {

@@ -15,14 +15,13 @@
 #include "nuocore/Log.h"
 #include "nuocore/Trace.h"
 #include "nuoplexasupport/Messaging.h"
+#include "wire/Limits.h"
 
 namespace orvane::plexa::tool {
 
 using nuocore::UTF8String;
 
 namespace {
-
-constexpr std::size_t kMaxPayloadMiB = 1;
 
 constexpr std::string_view kMessageLibrary = "PlexaMessage5";
 constexpr int kFailureLevel = 1;  // of the message library's trace: a message that has failed
@@ -60,6 +59,14 @@ UTF8String PayloadOf(const api5::SuiteMessage& inMessage) {
         payload.resize(payload.size() - 1);
     }
     return payload;
+}
+
+void CheckPayload(const UTF8String& inPayload) {
+    const std::size_t most = wire::Limits().maxPayload;
+    if (inPayload.size() <= most) return;
+    throw Failure(kExitFailure, "cannot send a payload of " + std::to_string(inPayload.size()) +
+                                    " bytes: the bus takes " + std::to_string(most >> 20U) +
+                                    " MiB; put what is larger into a file and send its name");
 }
 
 BusConnection::BusConnection(const ConnectionOptions& inOptions) : mWait(inOptions.mWait) {
@@ -174,11 +181,7 @@ api5::EndPoint BusConnection::Self() const { return mDispatcher->GetSelfEndPoint
 
 void BusConnection::Send(const std::string& inType, const UTF8String& inPayload,
                          const api5::EndPoint& inDestination) {
-    if (inPayload.size() > kMaxPayloadMiB << 20U) {
-        throw Failure(kExitFailure, "cannot send a payload of " + std::to_string(inPayload.size()) +
-                                        " bytes: the bus takes " + std::to_string(kMaxPayloadMiB) +
-                                        " MiB; put what is larger into a file and send its name");
-    }
+    CheckPayload(inPayload);
     api5::SuiteMessage message(inType.c_str());
     message.SetPayload(inPayload.c_str());
     message.SetSource(mDispatcher->GetSelfEndPoint());

@@ -65,5 +65,7 @@ class BusConnection final : private api5::IPlexaMessageListener {
 
 /// The payload of a received message.
 nuocore::UTF8String PayloadOf(const api5::SuiteMessage& inMessage);
+/// Throws `Failure` for a payload that is larger than what the bus takes.
+void CheckPayload(const nuocore::UTF8String& inPayload);
 
 }  // namespace orvane::plexa::tool

@@ -6,12 +6,13 @@
 #include <sstream>
 #include <system_error>
 
+#include "wire/Limits.h"
+
 namespace orvane::plexa::tool {
 
 namespace {
 
 constexpr double kYear = 365.0 * 24 * 3600;
-constexpr std::size_t kMaxTypeBytes = 65535;
 
 std::optional<double> Seconds(const std::string& inText, double inLeast) {
     double seconds = -1;
@@ -42,7 +43,9 @@ CLI::Option* AddSeconds(CLI::App& ioVerb, const char* inName, std::optional<doub
 
 std::string CheckMessageType(const std::string& inType) {
     if (inType.empty()) return "a message type must not be empty";
-    if (inType.size() > kMaxTypeBytes) return "a message type must not be longer than 65535 bytes";
+    const std::size_t most = wire::Limits().maxTypeText;
+    if (inType.size() > most)
+        return "a message type must not be longer than " + std::to_string(most) + " bytes";
     return "";
 }
 

@@ -18,6 +18,7 @@ namespace orvane::plexa::tool {
 
 using nuocore::ImmutableString;
 using nuocore::UTF8String;
+using nuocore::serialization::MakeValue;
 using nuocore::serialization::VariantObject;
 using nuocore::serialization::VariantValue;
 using nuocore::utility::Guid;
@@ -46,8 +47,12 @@ void Request(const RequestOptions& inOptions) {
     const bool isInput = words.size() == 1 && words[0] == "-";
     const VariantObject dictionary =
         isInput ? ParseObject(ReadInput(), "the dictionary on the standard input") : DictionaryOf(words);
-    // Says now what could not be written, rather than sending an error marker.
-    SendableText(dictionary, isXML ? PayloadFormat::kXML : PayloadFormat::kJSON, inOptions.mPayload.mRoot);
+    // Says now what could not be written or is too large, rather than sending an error marker, or nothing.
+    const Guid id;
+    VariantObject sent = dictionary;
+    sent[UTF8String(std::string_view(inOptions.mKey))] = MakeValue(id.AsUTF8String());
+    CheckPayload(
+        SendableText(sent, isXML ? PayloadFormat::kXML : PayloadFormat::kJSON, inOptions.mPayload.mRoot));
 
     const Interruption interruption;
     const auto answers = std::make_shared<Asker::Answers>();
@@ -55,7 +60,7 @@ void Request(const RequestOptions& inOptions) {
     const auto asker = boost::make_shared<Asker>(answers);
     bus.Connect(interruption);
     nuoplexasupport::SendClientRequest(
-        asker, ImmutableString(inOptions.mType), ImmutableString(inOptions.mResponse), Guid(), dictionary,
+        asker, ImmutableString(inOptions.mType), ImmutableString(inOptions.mResponse), id, dictionary,
         isXML ? nuoplexasupport::kPlexaSerializationFlavor_XML
               : nuoplexasupport::kPlexaSerializationFlavor_JSON,
         KeyTypeOf(inOptions.mKey), UTF8String(std::string_view(inOptions.mPayload.mRoot)));
