@@ -31,15 +31,17 @@ class Completion : public OnBus {
     Completion() {
         const fs::path entries = mBus.Folder() / "data/applications";
         fs::create_directories(entries);
-        for (const char* const id : {"PHOTO-2.1", "PHOTO BOOK-1", "MAIL-3", "-DASH-1"})
-            std::ofstream(entries / (std::string(id) + ".desktop"))
-                << "[Desktop Entry]\nType=Application\nName=Test\nExec=sh\nX-Plexa-AppId=" << id << '\n';
+        for (const char* const id : {"PHOTO-2.1", "PHOTO BOOK-1", "MAIL-3", "-DASH-1"}) Install(id, id);
         // Which is told on the error output.
         std::ofstream(entries / "broken.desktop")
             << "[Desktop Entry]\nType=Application\nName=Test\nExec='open\nX-Plexa-AppId=BROKEN-1\n";
         fs::create_directory(mBus.Folder() / "home");
     }
 
+    void Install(const std::string& inId, const std::string& inEntry) const {
+        std::ofstream(mBus.Folder() / "data/applications" / (inEntry + ".desktop"))
+            << "[Desktop Entry]\nType=Application\nName=Test\nExec=sh\nX-Plexa-AppId=" << inId << '\n';
+    }
     [[nodiscard]] std::map<std::string, std::optional<std::string>> Environment() const {
         auto environment = Command({}).mEnvironment;
         environment["XDG_DATA_HOME"] = (mBus.Folder() / "data").string();
@@ -113,19 +115,33 @@ TEST_F(Completion, OffersNothingWhereAnythingMayStand) {
 TEST_F(Completion, IsNoVerbOfItsOwn) { EXPECT_THAT(Run({"--help"}).mOutput, Not(HasSubstr("__complete"))); }
 
 TEST_F(Completion, WorksInBash) {
-    EXPECT_THAT(
-        In("bash",
-           "COMP_WORDS=(plexa apps path PHO); COMP_CWORD=3; _plexa; printf '%s\\n' \"${COMPREPLY[@]}\""),
-        ElementsAre("PHOTO\\ BOOK-1", "PHOTO-2.1"));
-    EXPECT_THAT(In("bash", "COMP_WORDS=(plexa se); COMP_CWORD=1; _plexa; printf '%s\\n' \"${COMPREPLY[@]}\""),
-                ElementsAre("send"));
-    // Where the cursor is, not where the line ends; and nothing of what was there before.
-    EXPECT_THAT(In("bash",
-                   "COMPREPLY=(old); COMP_WORDS=(plexa apps pa MAIL-3); COMP_CWORD=2; _plexa; "
-                   "printf '%s\\n' \"${COMPREPLY[@]}\""),
-                ElementsAre("path"));
+    // As the shell tells it: the line up to the cursor, and its words as it parts them.
+    const auto offered = [this](const std::string& inLine, const std::string& inWords, int inWord) {
+        return In("bash", "COMPREPLY=(old); COMP_LINE='" + inLine +
+                              "'; COMP_POINT=${#COMP_LINE}; COMP_LINE+=' behind'; COMP_WORDS=(" + inWords +
+                              "); COMP_CWORD=" + std::to_string(inWord) +
+                              "; _plexa; printf '%s\\n' \"${COMPREPLY[@]}\"");
+    };
+    EXPECT_THAT(offered("plexa apps path PHO", "plexa apps path PHO", 3),
+                ElementsAre("PHOTO\\ BOOK-1", "PHOTO-2.1"));
+    EXPECT_THAT(offered("plexa se", "plexa se", 1), ElementsAre("send"));
+    EXPECT_THAT(offered("plexa apps ", "plexa apps '' behind", 2),
+                ElementsAre("launch", "list", "path", "pid"));
+    // Where the cursor is, not where the word ends.
+    EXPECT_THAT(offered("plexa apps pa", "plexa apps pax behind", 2), ElementsAre("path"));
     // Files are the shell's own.
     EXPECT_THAT(In("bash", "complete -p plexa"), ElementsAre("complete -o default -F _plexa plexa"));
+    // What is quoted.
+    EXPECT_THAT(offered("plexa apps path \"PHOTO B", "plexa apps path '\"PHOTO B'", 3),
+                ElementsAre("PHOTO BOOK-1"));
+    EXPECT_THAT(offered("plexa apps path PHOTO\\ ", "plexa apps path 'PHOTO\\ '", 3),
+                ElementsAre("PHOTO\\ BOOK-1"));
+    // Words end at some characters that ids may have.
+    Install("A:B=C@D", "odd");
+    EXPECT_THAT(offered("plexa apps path A:", "plexa apps path A :", 4), ElementsAre("B=C@D"));
+    EXPECT_THAT(offered("plexa apps path A:B=C", "plexa apps path A : B = C", 7), ElementsAre("C@D"));
+    EXPECT_THAT(offered("plexa apps path A:B=C@", "plexa apps path A : B = C@", 7), ElementsAre("D"));
+    EXPECT_THAT(offered("plexa apps path \"A:", "plexa apps path '\"A:'", 3), ElementsAre("A:B=C@D"));
 }
 
 // The shell's own part of it needs a terminal: here it shows what it is given.
