@@ -2,13 +2,17 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "ToolRun.h"
 
 namespace tool_test {
 
 using support::ChildProcess;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -47,6 +51,7 @@ TEST_F(Trouble, ABrokerThatIsStoppedIsWaitedForAndNoLonger) {
     const auto run = Run({"endpoints", "--wait", "0.3"});
     EXPECT_EQ(run.mExitCode, 4);
     EXPECT_THAT(run.mErrors, HasSubstr("no broker was ready in time"));
+    EXPECT_THAT(run.mErrors, HasSubstr("broker.log, if there is one, in " + mBus.Folder().string() + ","));
     const auto status = Run({"broker", "status", "--timeout", "0.3"});
     EXPECT_EQ(status.mExitCode, 1) << status.mErrors;
     ::kill(broker, SIGCONT);
@@ -67,10 +72,40 @@ TEST_F(Trouble, ABrokerThatWasKilledIsReplacedAndNobodyLosesAnything) {
     EXPECT_NE(mBus.BrokerId().value_or(broker), broker);
 }
 
-TEST_F(Trouble, ARuntimeDirectoryThatOthersCanWriteToIsRefused) {
-    std::filesystem::permissions(mBus.Folder(), std::filesystem::perms::all);
-    const auto run = Run({"endpoints", "--wait", "1"});
-    EXPECT_EQ(run.mExitCode, 4) << run.mErrors;
+TEST_F(Trouble, ARuntimeDirectoryThatCanNotBeUsedIsNamedWithTheReason) {
+    fs::create_directory(mBus.Folder() / "open");
+    fs::permissions(mBus.Folder() / "open", fs::perms::all);
+    std::ofstream(mBus.Folder() / "file") << "no directory";
+    fs::create_directory_symlink(mBus.Folder(), mBus.Folder() / "link");
+    for (const auto& [name, reason] :
+         {std::pair<std::string, const char*>{"open", "can be written by others; run chmod 700 on it"},
+          {"file", "it has to be a directory"},
+          {"link", "it has to be a directory, not a link"},
+          {"none/none", "No such file or directory"},
+          {std::string(100, 'l'), "is too long for a socket's address"}}) {
+        const std::string directory = mBus.Folder() / name;
+        auto command = Command({"endpoints", "--wait", "0.1"});
+        command.mEnvironment["PLEXA_RUNTIME_DIR"] = directory;
+        const auto run = support::Run(command);
+        EXPECT_EQ(run.mExitCode, 4) << name;
+        EXPECT_THAT(run.mErrors, AllOf(HasSubstr(directory), HasSubstr(reason), Not(HasSubstr("--wait"))));
+    }
+}
+
+TEST_F(Trouble, TheStatusOfNoBrokerSaysWhyThereCanBeNone) {
+    fs::permissions(mBus.Folder(), fs::perms::all);
+    const auto refused = Run({"broker", "status"});
+    EXPECT_EQ(refused.mExitCode, 4);
+    EXPECT_THAT(refused.mErrors, HasSubstr("can be written by others; run chmod 700 on it"));
+    EXPECT_THAT(refused.mErrors, Not(HasSubstr("starts one")));
+
+    auto command = Command({"broker", "status"});
+    command.mEnvironment["PLEXA_RUNTIME_DIR"] = (mBus.Folder() / "none").string();
+    const auto absent = support::Run(command);
+    EXPECT_EQ(absent.mExitCode, 4);
+    EXPECT_THAT(absent.mErrors,
+                HasSubstr("the first application on the bus starts one, or says why it can't"));
+    EXPECT_FALSE(fs::exists(mBus.Folder() / "none")) << "looking has made a directory";
 }
 
 TEST_F(Trouble, AMessageThatCouldNotBeHandedOverIsTold) {

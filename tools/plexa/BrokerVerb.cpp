@@ -5,6 +5,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,7 @@
 #include "PayloadText.h"
 #include "PlexaMessage5/BrokerStatus.h"
 #include "Verbs.h"
+#include "wire/RuntimeDirectory.h"
 
 namespace orvane::plexa::tool {
 
@@ -46,6 +48,15 @@ struct RestartOptions {
 // How often to look whether another broker has taken over.
 constexpr double kLookSeconds = 0.02;
 
+// What becomes of a bus without a broker. A directory that is missing stays so: nothing is started here.
+std::string Outlook() {
+    const std::string directory = wire::RuntimeDirectoryPath();
+    std::error_code error;
+    const bool isThere = std::filesystem::exists(std::filesystem::symlink_status(directory, error));
+    const std::string trouble = isThere ? wire::EnsureRuntimeDirectory(directory, ::geteuid()) : "";
+    return trouble.empty() ? "the first application on the bus starts one, or says why it can't" : trouble;
+}
+
 // Throws `Failure`.
 VariantObject Query(std::optional<double> inTimeout) {
     std::string text;
@@ -56,8 +67,7 @@ VariantObject Query(std::optional<double> inTimeout) {
         case api5::kPlexaMessageErrorCode_AlreadyDone:
             return ParseObject(text, "the broker's status");
         case api5::kPlexaMessageErrorCode_BrokerProcessDoesNotExist:
-            throw Failure(kExitNoBroker, "no broker answers: " + PlainLine(text) +
-                                             "; the first application on the bus starts one");
+            throw Failure(kExitNoBroker, "no broker answers: " + PlainLine(text + "; " + Outlook()));
         default:
             throw Failure(kExitFailure, "cannot get the broker's status: " + PlainLine(text));
     }

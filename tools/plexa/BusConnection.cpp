@@ -16,6 +16,7 @@
 #include "nuocore/Trace.h"
 #include "nuoplexasupport/Messaging.h"
 #include "wire/Limits.h"
+#include "wire/RuntimeDirectory.h"
 
 namespace orvane::plexa::tool {
 
@@ -134,9 +135,12 @@ void BusConnection::Connect(const Interruption& inInterruption) {
     mDispatcher->RegisterEndPointRefreshCallback(&OnRefresh, this);
     if (!inInterruption.Await(mReady, After(mWait))) {
         if (inInterruption.HasCome()) throw Failure(kExitNoBroker, "interrupted before the bus was ready");
-        FailToConnect(
-            "no broker was ready in time; look into broker.log in its runtime directory "
-            "($XDG_RUNTIME_DIR/plexa), or wait longer with --wait");
+        const std::string directory = wire::RuntimeDirectoryPath();
+        const std::string trouble = wire::EnsureRuntimeDirectory(directory, ::geteuid());
+        FailToConnect(PlainLine(
+            trouble.empty() ? "no broker was ready in time; look into broker.log, if there is one, in " +
+                                  directory + ", or wait longer with --wait"
+                            : trouble));
     }
 }
 
