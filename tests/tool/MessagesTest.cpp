@@ -39,6 +39,32 @@ TEST_F(Messages, RawXMLAndJSONPayloadsArriveInOrder) {
                     "\\{\"payload\":\\{\"l\":\\[1,2\\],\"n\":3\\},\"type\":\"t.news\"\\}\n"));
 }
 
+TEST_F(Messages, WhatNobodyCouldReadAsXMLIsNotSent) {
+    for (const Words& words :
+         {Words{"1b=1"}, Words{"a b=1"}, Words{"a =1"}, Words{"a><x/=1"}, Words{"\xF0\x9F\x98\x80=1"},
+          Words{"a=\x01"}, Words{"a=\xFF"}, Words{"a=\xEF\xBF\xBF"}, Words{R"({"a":{"b":"x\u0000y"}})"},
+          Words{R"({"":"1"})"}, Words{R"({"__attributes__":{"1b":"1"}})"},
+          Words{R"({"__attributes__":{"b":{"c":"1"}}})"}, Words{"a=1", "--root", "a b"},
+          Words{"a=1", "--root", "a><b"}, Words{"a=1", "--root", ""}}) {
+        Words send{"send", "t.news", "--xml"};
+        send.insert(send.end(), words.begin(), words.end());
+        const auto run = Run(send);
+        EXPECT_EQ(run.mExitCode, 1) << testing::PrintToString(words);
+        EXPECT_THAT(run.mErrors, HasSubstr("cannot write the dictionary as XML: "))
+            << testing::PrintToString(words);
+    }
+    EXPECT_EQ(Run({"request", "t.ask", "--response", "t.told", "--xml", "1b=1"}).mExitCode, 1);
+    EXPECT_EQ(mBus.BrokerId(), std::nullopt);
+
+    const auto subscriber = Subscriber("t.news", 1);
+    EXPECT_EQ(
+        Run({"send", "t.news", "--xml", "_a-b.2=\t\xF0\x9F\x98\x80", "\xC3\xA4=\xC3\xA4", "a:b="}).mExitCode,
+        0);
+    EXPECT_EQ(subscriber->Wait(), 0);
+    EXPECT_THAT(subscriber->Output(), HasSubstr("\xF0\x9F\x98\x80"));
+    EXPECT_THAT(subscriber->Output(), HasSubstr("\"a:b\":\"\""));
+}
+
 TEST_F(Messages, RawTextAndJSONDocumentsAreReadFromTheStandardInput) {
     const auto subscriber = Subscriber("t.news", 2);
     EXPECT_EQ(Run({"send", "t.news"}, "from a pipe\n").mExitCode, 0);

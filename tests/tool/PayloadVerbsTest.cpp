@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <tuple>
+
 #include "ToolRun.h"
 
 namespace tool_test {
@@ -101,6 +103,20 @@ TEST_F(PayloadVerbs, EncodeWritesMarkersForWhatHasNoFormInXMLAndSaysSo) {
         run.mErrors,
         "{\"expression\":\"false\",\"function\":\"nuoplexasupport::GetXMLUTF8String\",\"message\":\"int64_t "
         "variant type in GetXMLUTF8String with no well defined expected output\"}\n");
+}
+
+TEST_F(PayloadVerbs, EncodeRefusesNamesAndTextsThatXMLCanNotHold) {
+    for (const auto& [root, dictionary, reason] :
+         {std::tuple{"'a'", "{}", "\"'a'\" is no XML name"},
+          {"m", R"({"1b":1})", "\"1b\" is no XML name"},
+          {"m", R"({"a":{"b":"\u0001"}})", "the value of \"b\" has characters that XML can't hold"},
+          {"m", R"({"__attributes__":{"b":{}}})", "the attribute \"b\" is no text"}}) {
+        const auto run = Run({"payload", "encode", "--root", root}, dictionary);
+        EXPECT_EQ(run.mExitCode, 1) << dictionary;
+        EXPECT_THAT(run.mErrors, HasSubstr(reason)) << dictionary;
+        EXPECT_THAT(run.mOutput, IsEmpty()) << dictionary;
+        EXPECT_EQ(Run({"payload", "encode", "--flavor", "json"}, dictionary).mExitCode, 0) << dictionary;
+    }
 }
 
 TEST_F(PayloadVerbs, EncodeFailsForWhatIsNoDictionary) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "XMLForm.h"
 #include "nuocore/JSON.h"
 #include "xml/PlexaXMLSupport.h"
 
@@ -71,6 +72,9 @@ UTF8String EncodePayload(const VariantObject& inDictionary, PayloadFormat inForm
     const VariantValue value(inDictionary);
     if (inFormat == PayloadFormat::kJSON) {
         return nuocore::serialization::GetJSONUTF8String(value, false);
+    }
+    if (const std::string trouble = XMLTrouble(inDictionary, inRootTag); !trouble.empty()) {
+        throw Failure(kExitFailure, "cannot write the dictionary as XML: " + trouble);
     }
     try {
         return nuoplexasupport::CreateXMLPayload(value, inRootTag);

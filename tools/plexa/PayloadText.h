@@ -22,7 +22,7 @@ nuocore::serialization::VariantObject DecodePayload(const nuocore::UTF8String& i
 
 /// The payload text of a dictionary. The root tag counts for XML only. Assertions of the codec go to the
 /// installed handler: kinds without an XML form give error markers. Throws `Failure` when the dictionary
-/// can't be written at all.
+/// can't be written so that it can be read.
 nuocore::UTF8String EncodePayload(const nuocore::serialization::VariantObject& inDictionary,
                                   PayloadFormat inFormat, const nuocore::UTF8String& inRootTag);
 

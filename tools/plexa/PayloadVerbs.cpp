@@ -109,7 +109,8 @@ void AddPayloadVerbs(CLI::App& ioApp) {
         "Examples:\n"
         "  echo '{\"command\":\"install\"}' | plexa payload encode --root request\n"
         "  echo '{\"n\":1}' | plexa payload encode --flavor json\n\n"
-        "XML has no form for numbers and arrays: they give error markers and a complaint.\n"
+        "XML has no form for numbers and arrays: they give error markers and a complaint. Keys that are no XML\n"
+        "names, and texts that XML can't hold, are refused.\n"
         "Exit codes: 0 written, 1 it can't be written, 2 wrong command line.");
 }
 
