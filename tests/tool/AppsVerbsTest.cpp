@@ -109,15 +109,24 @@ TEST_F(Apps, HaveAPath) {
               "{\"app_id\":\"SLEEP-1\",\"path\":\"" + program + "\",\"pid\":0}\n");
 }
 
+TEST_F(Apps, AreListedInColumnsOfCharacters) {
+    const fs::path program = mBus.Folder() / "program";
+    fs::copy_file("/bin/sleep", program);
+    WriteEntry("\xC3\x9C\xE2\x82\xAC\xF0\x9F\x98\x80RSICHT-1", program.string());
+    EXPECT_EQ(Run({"apps", "list"}).mOutput,
+              "APP ID       PID  PATH\n\xC3\x9C\xE2\x82\xAC\xF0\x9F\x98\x80RSICHT-1  -    " +
+                  program.string() + "\n");
+}
+
 TEST_F(Apps, OfWhateverNamesTakeALineEach) {
     const fs::path program = mBus.Folder() / "two\nlines";
     fs::copy_file("/bin/sleep", program);
     fs::create_symlink(program, mBus.Folder() / "link");
     WriteEntry("QUOTE\"-1", (mBus.Folder() / "link").string() + " 0");
     EXPECT_EQ(Run({"apps", "list"}).mOutput,
-              "APP ID     PID  PATH\nQUOTE\\\"-1  -    " + (mBus.Folder() / "two\\nlines").string() + "\n");
-    EXPECT_THAT(Run({"apps", "pid", "QUOTE\"-1"}).mErrors, HasSubstr("\"QUOTE\\\"-1\" doesn't run"));
-    EXPECT_THAT(Run({"apps", "launch", "QUOTE\"-1"}).mOutput, StartsWith("QUOTE\\\"-1: started"));
+              "APP ID    PID  PATH\nQUOTE\"-1  -    " + (mBus.Folder() / "two\\nlines").string() + "\n");
+    EXPECT_THAT(Run({"apps", "pid", "QUOTE\"-1"}).mErrors, HasSubstr("\"QUOTE\"-1\" doesn't run"));
+    EXPECT_THAT(Run({"apps", "launch", "QUOTE\"-1"}).mOutput, StartsWith("QUOTE\"-1: started"));
     // But for programs.
     EXPECT_EQ(Run({"apps", "path", "QUOTE\"-1"}).mOutput, program.string() + "\n");
 }
@@ -214,7 +223,7 @@ TEST_F(Apps, WhoseProgramCannotBeStartedAreTold) {
     const auto run = Run({"apps", "launch", "BROKEN\"-1"});
     EXPECT_EQ(run.mExitCode, 1);
     EXPECT_THAT(run.mErrors,
-                HasSubstr("\"BROKEN\\\"-1\" can't be started; NUOCORE_TRACE=PlexaControl=1 shows why"));
+                HasSubstr("\"BROKEN\"-1\" can't be started; NUOCORE_TRACE=PlexaControl=1 shows why"));
 }
 
 }  // namespace tool_test

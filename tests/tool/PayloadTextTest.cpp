@@ -45,6 +45,11 @@ TEST(PayloadText, NothingInALineCanSteerATerminal) {
     EXPECT_EQ(PlainLine(""), "");
 }
 
+TEST(PayloadText, OnlyJSONEscapesQuotes) {
+    EXPECT_EQ(JSONLine(VariantValue(UTF8String("\\\"\\"))), R"("\\\"\\")");
+    EXPECT_EQ(PlainLine("\\\"\\\\\"\""), R"(\\"\\\\"")");
+}
+
 TEST(PayloadText, AnArrivalIsShownByItsKind) {
     VariantObject dictionary;
     dictionary["a"] = MakeValue(UTF8String("1"));

@@ -114,7 +114,13 @@ std::string JSONLine(const VariantValue& inValue) {
 
 std::string PlainLine(std::string_view inText) {
     const std::string quoted = JSONLine(VariantValue(UTF8String(inText)));
-    return quoted.substr(1, quoted.size() - 2);
+    std::string line;
+    line.reserve(quoted.size());
+    for (std::size_t place = 1; place + 1 < quoted.size(); ++place) {
+        if (quoted[place] == '\\' && quoted[++place] != '"') line += '\\';
+        line += quoted[place];
+    }
+    return line;
 }
 
 }  // namespace orvane::plexa::tool

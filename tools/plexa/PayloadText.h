@@ -32,7 +32,7 @@ nuocore::serialization::VariantObject ParseObject(std::string_view inText, const
 /// A value as JSON on one line, in which nothing can steer a terminal. Throws as `GetJSONUTF8String`.
 std::string JSONLine(const nuocore::serialization::VariantValue& inValue);
 
-/// A text with the same escapes, without quotation marks.
+/// A text with the same escapes, but for quotation marks, of which it has its own only.
 std::string PlainLine(std::string_view inText);
 
 }  // namespace orvane::plexa::tool

@@ -8,8 +8,8 @@
 
 namespace orvane::plexa::tool {
 
-/// Prints rows with columns as wide as their texts; the first row are the headings, and all rows have as many
-/// texts as it has.
+/// Prints rows with columns as wide as their texts have characters; the first row are the headings, and all
+/// rows have as many texts as it has.
 void PrintTable(const std::vector<std::vector<std::string>>& inRows, Output& ioOutput);
 
 }  // namespace orvane::plexa::tool
