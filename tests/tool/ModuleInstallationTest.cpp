@@ -184,8 +184,9 @@ TEST_F(ModuleInstallation, ASecondInterruptionWaitsForNothing) {
 }
 
 TEST_F(ModuleInstallation, ARequestThatIsTooLongInTheFormInWhichItIsSentIsRefused) {
-    const auto run = Run(
-        {"module", "install", "KQ7L", "--product", "QRTX", "--product-version", std::string(20'000, '1')});
+    support::Command command = Command(Install("KQ7L"));
+    command.mEnvironment["NUOCORE_VERSION"] = std::string(20'000, '1');
+    const auto run = support::Run(command);
     EXPECT_EQ(run.mExitCode, 2) << run.mErrors;
     EXPECT_THAT(run.mErrors, HasSubstr("cannot ask this"));
 }

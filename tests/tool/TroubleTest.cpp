@@ -38,6 +38,25 @@ TEST_F(Trouble, WithoutABrokerProgramEveryVerbSaysWhatToDo) {
     }
 }
 
+TEST_F(Trouble, WhoCanNotBeOnTheBusIsToldWhy) {
+    const auto expectRefusal = [](const support::Command& inCommand) {
+        const auto run = support::Run(inCommand);
+        EXPECT_EQ(run.mExitCode, 2) << testing::PrintToString(inCommand.mArguments);
+        EXPECT_THAT(run.mErrors, AllOf(HasSubstr("cannot speak as \""), HasSubstr("255 bytes at most")));
+    };
+    // The version's part is "-1".
+    for (const std::string& code : {std::string("a\nb"), std::string(254, 'a'), std::string("\xFF")}) {
+        expectRefusal(Command({"endpoints", "--as", code, "--as-version", "1"}));
+        auto command = Command({"endpoints", "--as-version", "1"});
+        command.mEnvironment["NUOCORE_SAP_CODE"] = code;
+        expectRefusal(command);
+    }
+    expectRefusal(Command({"endpoints", "--as-version", "\n"}));
+    EXPECT_EQ(mBus.BrokerId(), std::nullopt);
+    const auto longest = Run({"endpoints", "--as", std::string(253, 'a'), "--as-version", "1"});
+    EXPECT_EQ(longest.mExitCode, 0) << longest.mErrors;
+}
+
 TEST_F(Trouble, TheBrokerBesideTheToolIsFoundWithoutSettings) {
     auto command = Command({"endpoints"});
     command.mEnvironment["CommonProgramFiles"] = std::nullopt;

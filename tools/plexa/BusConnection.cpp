@@ -10,9 +10,11 @@
 
 #include "Failure.h"
 #include "PayloadText.h"
+#include "common/Names.h"
 #include "nuocore/Assertion.h"
 #include "nuocore/Config.h"
 #include "nuocore/Log.h"
+#include "nuocore/StringConversion.h"
 #include "nuocore/Trace.h"
 #include "nuoplexasupport/Messaging.h"
 #include "wire/Limits.h"
@@ -33,10 +35,20 @@ std::string ValueOf(const char* inName) {
     return value != nullptr ? value : "";
 }
 
-UTF8String Choose(const std::string& inOption, const char* inVariable, const char* inDefault) {
-    if (!inOption.empty()) return UTF8String(std::string_view(inOption));
-    // The core library reads the environment itself for what is empty.
-    return ValueOf(inVariable).empty() ? UTF8String(inDefault) : UTF8String();
+std::string Choose(const std::string& inOption, const char* inVariable, const char* inDefault) {
+    if (!inOption.empty()) return inOption;
+    const std::string value = ValueOf(inVariable);
+    return value.empty() ? inDefault : value;
+}
+
+// Throws `Failure` for what can be on no bus.
+void CheckIdentity(const std::string& inCode, const std::string& inVersion) {
+    const std::string appId = inCode + "-" + inVersion;
+    const std::size_t most = wire::Limits().maxAppId - 1;  // the message library keeps one for itself
+    if (appId.size() <= most && nuocore::string::IsValidUTF8(appId) && !zarnd::HasControl(appId)) return;
+    throw Failure(kExitUsage, "cannot speak as \"" + PlainLine(appId) +
+                                  "\": an app id is a text in UTF-8, of " + std::to_string(most) +
+                                  " bytes at most and without control characters");
 }
 
 // One line on stderr, in one piece also when several threads write.
@@ -71,6 +83,9 @@ void CheckPayload(const UTF8String& inPayload) {
 }
 
 BusConnection::BusConnection(const ConnectionOptions& inOptions) : mWait(inOptions.mWait) {
+    const std::string code = Choose(inOptions.mCode, "NUOCORE_SAP_CODE", "PLEXACLI");
+    const std::string version = Choose(inOptions.mVersion, "NUOCORE_CLIENT_VERSION", PLEXA_TOOL_VERSION);
+    CheckIdentity(code, version);
     mReady = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (mReady < 0) {
         throw Failure(kExitFailure, "cannot start: the system gives no more file descriptors");
@@ -79,8 +94,7 @@ BusConnection::BusConnection(const ConnectionOptions& inOptions) : mWait(inOptio
     if (ValueOf("NUOCORE_LOG").empty()) nuocore::log::SetLoggingEnabled(false);
     nuocore::debug::SetAssertionHandler([](const nuocore::debug::AssertionRecord&) { return false; });
     nuocore::config::SetProductConfig(
-        {Choose(inOptions.mCode, "NUOCORE_SAP_CODE", "PLEXACLI"),
-         Choose(inOptions.mVersion, "NUOCORE_CLIENT_VERSION", PLEXA_TOOL_VERSION), UTF8String()});
+        {UTF8String(std::string_view(code)), UTF8String(std::string_view(version)), UTF8String()});
     nuoplexasupport::Startup();
     mIsStarted = true;
     NoteAssertions();

@@ -21,7 +21,8 @@ namespace orvane::plexa::tool {
 /// hands to clients. One object a process; used by the main thread.
 class BusConnection final : private api5::IPlexaMessageListener {
   public:
-    /// Begins to connect under the identity that the options name. Clients may subscribe from now on.
+    /// Begins to connect under the identity that the options name. Clients may subscribe from now on. Throws
+    /// `Failure` when that can't be anybody's.
     explicit BusConnection(const ConnectionOptions& inOptions);
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
