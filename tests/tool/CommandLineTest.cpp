@@ -146,6 +146,25 @@ TEST_F(CommandLine, NamesTheLimitThatAQuestionToTheServiceExceeds) {
                 HasSubstr("dictionaries of 8 levels and 1000 values at most in all"));
 }
 
+TEST_F(CommandLine, NamesTheWordThatIsNoVerb) {
+    for (const Words& words : {Words{"bogus"}, Words{"broker", "bogus"}, Words{"completion", "bogus", "more"},
+                               Words{"payload", "bogus", "--json"}}) {
+        const auto run = Run(words);
+        EXPECT_EQ(run.mExitCode, 2) << testing::PrintToString(words);
+        EXPECT_THAT(run.mErrors, HasSubstr("unknown: \"bogus\"")) << testing::PrintToString(words);
+    }
+    EXPECT_THAT(Run({"broker", "bogus"}).mErrors, HasSubstr("\"plexa broker --help\""));
+    EXPECT_THAT(Run({"broker"}).mErrors, HasSubstr("A subcommand is required"));
+}
+
+TEST_F(CommandLine, TheHelpOfAVerbIsAboutThatVerb) {
+    for (const Words& verb : {Words{"broker"}, Words{"payload"}, Words{"module"}, Words{"apps"},
+                              Words{"completion"}, Words{"completion", "fish"}})
+        EXPECT_THAT(HelpOf(verb), Not(HasSubstr("org.example"))) << testing::PrintToString(verb);
+    EXPECT_THAT(HelpOf({}), HasSubstr("org.example"));
+    EXPECT_THAT(HelpOf({"completion", "fish"}), HasSubstr("\n  plexa completion fish | source\n"));
+}
+
 TEST_F(CommandLine, NamesTheLimitThatAMessageTypeExceeds) {
     EXPECT_THAT(Run({"subscribe", std::string(4097, 't')}).mErrors, HasSubstr("longer than 4096 bytes"));
     EXPECT_EQ(Run({"send", std::string(4096, 't'), "x"}).mExitCode, 0);

@@ -163,6 +163,15 @@ TEST_F(Messages, TheLargestPayloadArrivesAndALargerOneIsRefused) {
     EXPECT_THAT(subscriber->Output(), HasSubstr(std::string(kMax, 'y')));
 }
 
+TEST_F(Messages, APayloadThatWouldReachNobodyIsRefused) {
+    for (const Words& words : {Words{"send", "t.news"}, Words{"send", "t.news", ""}}) {
+        const auto run = Run(words);
+        EXPECT_EQ(run.mExitCode, 1);
+        EXPECT_THAT(run.mErrors, HasSubstr("cannot send this payload: it is empty"));
+    }
+    EXPECT_EQ(mBus.BrokerId(), std::nullopt);
+}
+
 TEST_F(Messages, APayloadThatWouldBeCutIsRefused) {
     const auto run = Run({"send", "t.news"}, std::string("a\0b", 3));
     EXPECT_EQ(run.mExitCode, 1);

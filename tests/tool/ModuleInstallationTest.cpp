@@ -73,6 +73,7 @@ TEST_F(ModuleInstallation, AnInterruptionTakesTheRequestBack) {
     ASSERT_TRUE(tool.AwaitOutput("KQ7L: 0 %")) << tool.Errors();
     tool.Signal(SIGINT);
     EXPECT_EQ(tool.Wait(), 6) << tool.Errors();
+    EXPECT_THAT(tool.Errors(), StartsWith("plexa: taking the request back; Ctrl-C again leaves at once\n"));
     EXPECT_THAT(tool.Errors(), HasSubstr("KQ7L: cancelled"));
     EXPECT_FALSE(fs::exists(Files("KQ7L")));
 }

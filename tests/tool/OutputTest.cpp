@@ -17,12 +17,15 @@ class Output : public OnBus {};
 }  // namespace
 
 TEST_F(Output, AFullDiskIsAnError) {
-    auto command = Command({"payload", "decode"}, "{}");
-    command.mOutput = support::Command::Output::kFile;
-    command.mFile = "/dev/full";
-    const auto run = support::Run(command);
-    EXPECT_EQ(run.mExitCode, 1);
-    EXPECT_THAT(run.mErrors, HasSubstr("cannot write the output: No space left on device"));
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"payload", "decode"}, {"--help"}, {"send", "--help"}, {"--version"}}) {
+        auto command = Command(words, "{}");
+        command.mOutput = support::Command::Output::kFile;
+        command.mFile = "/dev/full";
+        const auto run = support::Run(command);
+        EXPECT_EQ(run.mExitCode, 1) << testing::PrintToString(words);
+        EXPECT_THAT(run.mErrors, HasSubstr("cannot write the output: No space left on device"));
+    }
 }
 
 TEST_F(Output, AClosedOutputIsAnErrorAndNoOtherFileTakesItsPlace) {

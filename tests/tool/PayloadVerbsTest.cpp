@@ -44,7 +44,7 @@ TEST_F(PayloadVerbs, DecodeFailsWithAnExplanation) {
                                           {"<a><b></a>", "cannot decode the payload as XML: "},
                                           {"{\"a\":", "cannot decode the payload as JSON: "},
                                           {"plain words", "neither like XML"},
-                                          {"", "neither like XML"},
+                                          {"", "it is empty, and an empty one reaches nobody"},
                                           {" <?xml version=\"1.0\"?><a/>", "as XML: "}}) {
         const auto run = Run({"payload", "decode"}, payload);
         EXPECT_EQ(run.mExitCode, 1) << payload;

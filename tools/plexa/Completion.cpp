@@ -108,13 +108,16 @@ void AddCompletionVerb(CLI::App& ioApp) {
     CLI::App* const verb = ioApp.add_subcommand(
         "completion", "Print what a shell has to be told to complete command lines of this tool");
     verb->require_subcommand(1);
+    const std::string exitCodes = "\nExit codes: 0 printed, 2 wrong command line.";
     std::string use;
     for (const Shell& shell : kShells) {
         CLI::App* const one = verb->add_subcommand(shell.mName, std::string("For ") + shell.mName);
         one->callback([script = shell.mScript] { Output().Write(script); });
-        use += std::string("  ") + shell.mUse + '\n';
+        const std::string example = std::string("  ") + shell.mUse + '\n';
+        one->footer("Examples:\n" + example + exitCodes);
+        use += example;
     }
-    verb->footer("Examples:\n" + use + "\nExit codes: 0 printed, 2 wrong command line.");
+    verb->footer("Examples:\n" + use + exitCodes);
 }
 
 }  // namespace orvane::plexa::tool

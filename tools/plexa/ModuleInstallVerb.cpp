@@ -3,9 +3,11 @@
 
 #include <CLI/CLI.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "BusConnection.h"
@@ -110,8 +112,12 @@ class Display {
         }
         mHasShown = true;
     }
+    // Ends the line that a bar stands on.
+    void Break() {
+        if (mIsBar && std::exchange(mHasShown, false)) mOutput.Line("");
+    }
     void Finish(const std::string& inJSON, const std::string& inText) {
-        if (mIsBar && mHasShown) mOutput.Line("");
+        Break();
         if (mIsJSON) {
             mOutput.Line(inJSON);
         } else if (!inText.empty()) {
@@ -189,6 +195,8 @@ class Installation {
     // The end is told by an event, as for every installation, and may be that it is installed.
     void Cancel() {
         mIsCancelled = true;
+        mDisplay.Break();
+        std::cerr << "plexa: taking the request back; Ctrl-C again leaves at once\n" << std::flush;
         nuoplexasupport::SendClientRequest(
             mListener, ImmutableString(zarnd::kCancelType),
             ImmutableString(std::string(zarnd::kCancelType) + zarnd::kAnswerSuffix), nuocore::utility::Guid(),

@@ -53,6 +53,10 @@ void Decode(const DecodeOptions& inOptions) {
     ShowAssertions();
     const UTF8String payload = ReadInput();
     const std::optional<PayloadFormat> format = inOptions.mFormat ? inOptions.mFormat : FormatOf(payload);
+    if (payload.empty()) {
+        throw Failure(kExitFailure,
+                      "cannot decode the payload: it is empty, and an empty one reaches nobody");
+    }
     if (!format) {
         throw Failure(kExitFailure,
                       "cannot decode the payload: it begins neither like XML (\"<\") nor like JSON (\"{\"); "

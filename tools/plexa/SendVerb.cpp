@@ -38,6 +38,10 @@ UTF8String PayloadTextOf(const PayloadOptions& inOptions) {
     const std::vector<std::string> words = inOptions.Words();
     if (!inOptions.mIsXML && !inOptions.mIsJSON) {
         UTF8String text = RawText(words);
+        if (text.empty()) {
+            throw Failure(kExitFailure,
+                          "cannot send this payload: it is empty, and an empty one reaches nobody");
+        }
         if (text.find('\0') != UTF8String::npos) {
             throw Failure(kExitFailure, "cannot send this payload: it has a NUL byte, at which payloads end");
         }

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <new>
 #include <span>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "Completion.h"
 #include "Failure.h"
 #include "Output.h"
+#include "PayloadText.h"
 #include "Verbs.h"
 #include "nuoplexasupport/Applications.h"
 
@@ -70,6 +72,36 @@ void Complete(const CLI::App& inTool, std::span<const std::string> inWords) {
     for (const std::string& candidate : Candidates(inTool, inWords, InstalledApps)) output.Line(candidate);
 }
 
+// Of the word that stands where a verb should. Throws `Failure`; returns when there is no such word.
+void FailForUnknown(const CLI::App& inTool) {
+    const CLI::App* verb = &inTool;
+    std::string name = inTool.get_name();
+    while (!verb->get_subcommands().empty()) {
+        verb = verb->get_subcommands().front();
+        name += " " + verb->get_name();
+    }
+    const std::vector<std::string> words = inTool.remaining(true);
+    if (verb->get_require_subcommand_min() == 0 || words.empty()) return;
+    throw Failure(kExitUsage, "unknown: \"" + PlainLine(words.front()) + "\"; \"" + name +
+                                  " --help\" lists what there is");
+}
+
+// Parses a command line, which does what it says. What was asked for about the tool itself is output too.
+ExitCode Parse(CLI::App& ioTool, std::vector<std::string> inWords) {
+    // It takes them from the back.
+    std::reverse(inWords.begin(), inWords.end());
+    try {
+        ioTool.parse(std::move(inWords));
+        return kExitSuccess;
+    } catch (const CLI::ParseError& error) {
+        if (error.get_name() == "RequiredError") FailForUnknown(ioTool);
+        std::ostringstream text;
+        const int code = ioTool.exit(error, text, std::cerr);
+        Output().Write(text.str());
+        return code == 0 ? kExitSuccess : kExitUsage;
+    }
+}
+
 }  // namespace
 
 int Run(int inCount, const char* const* inArguments) {
@@ -80,7 +112,6 @@ int Run(int inCount, const char* const* inArguments) {
     std::vector<std::string> words(inArguments + std::min(inCount, 1), inArguments + inCount);
     const std::vector<std::string> trailing = TakeTrailing(words);
     CLI::App app("Talks to the applications on this desktop's message bus.", "plexa");
-    app.footer(kFooter);
     app.set_version_flag("--version", "plexa " PLEXA_TOOL_VERSION);
     app.require_subcommand(1);
     AddSendVerb(app);
@@ -96,18 +127,15 @@ int Run(int inCount, const char* const* inArguments) {
     AddPayloadVerbs(app);
     AddScriptVerbs(app);
     AddCompletionVerb(app);
+    // Behind the verbs: they would inherit it.
+    app.footer(kFooter);
 
     try {
         if (!words.empty() && words.front() == kCompleteWord) {
             Complete(app, std::span(words).subspan(1));
             return kExitSuccess;
         }
-        // It takes them from the back.
-        std::reverse(words.begin(), words.end());
-        app.parse(std::move(words));
-        return kExitSuccess;
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kExitSuccess : kExitUsage;
+        return Parse(app, std::move(words));
     } catch (const ReaderGone&) {
         return kExitSuccess;
     } catch (const Failure& failure) {
