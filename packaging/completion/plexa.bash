@@ -15,7 +15,8 @@ _plexa() {
             *) IFS= read word <<<"$word"; asked+=("$word") ;;
         esac
     done
-    local current=${words[-1]} breaks=${COMP_WORDBREAKS//[^:=@]/} typed= line
+    local current=${words[-1]} breaks=${COMP_WORDBREAKS-} typed= line
+    breaks=${breaks//[^:=@]/}
     [[ -z $breaks ]] || typed=${current%"${current##*[$breaks]}"}
     COMPREPLY=()
     while IFS= read -r line; do

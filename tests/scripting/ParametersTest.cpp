@@ -166,7 +166,14 @@ TEST_F(Parameters, ProxiesAreAskedLikeObjects) {
     EXPECT_THAT(Call("takeText(new Proxy({}, {}))"), HasSubstr("must be a string, not an object"));
 }
 
+TEST_F(Parameters, UnpairedSurrogatesInTextsAreReplaced) {
+    EXPECT_EQ(Call("takeText('\\u20ac\\u20ac\\ud800abc')"), "\"\u20AC\u20AC\uFFFDabc\"");
+    EXPECT_EQ(Call("takeText('\\u00e9\\udc00')"), "\"\u00E9\uFFFD\"");
+}
+
 TEST_F(Parameters, UnpairedSurrogatesInValuesAreReplaced) {
+    EXPECT_EQ(Call(R"(takeVariant({a: JSON.rawJSON('"\\ud83d\\ude00\\uD800\\uDC00\\uD83D"')}))"),
+              "{\"a\":\"\U0001F600\U00010000\uFFFD\"}");
     EXPECT_EQ(Call("takeVariant('\\ud800')"), "\"\uFFFD\"");
     EXPECT_EQ(
         Call("takeVariant({'\\udfffx': ['a\\\\ud800', '\\ud83d\\ude00', '\\ud7ff\\n', '\\udc00\\ud800']})"),

@@ -170,7 +170,11 @@ JSValueRef Call(JSContextRef inContext, const ItemInfo& inItem, JSObjectRef inTh
         }
         ++index;
     }
-    if (ioObject.IsFinalized()) {  // maybe by what the script's arguments have run
+    // Both maybe by what the script's arguments have run.
+    if (inItem.mContext.GetLimits().HasStopped()) {
+        return nullptr;
+    }
+    if (ioObject.IsFinalized()) {
         *outException = Refuse(inContext, inItem, kHasEnded);
         return nullptr;
     }

@@ -32,11 +32,11 @@ JSObjectRef Construct(JSContextRef /*inContext*/, JSObjectRef inConstructor, std
                       const JSValueRef /*inArguments*/[], JSValueRef* outException) {
     ClassInfo& info = ClassOf(inConstructor);
     EngineContext& context = info.mContext;
+    context.ReleaseLost();
     if (context.GetLimits().HasStopped()) {
         return inConstructor;
     }
     JSObjectRef made = nullptr;
-    context.ReleaseLost();
     try {
         RefPtr<ScriptObject> object =
             info.mDefinition.CreateInstance(RefPtr<ScriptContext>(&context.GetOwner()));

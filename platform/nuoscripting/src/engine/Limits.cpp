@@ -13,8 +13,9 @@ namespace nuoscripting::engine {
 
 namespace {
 
-constexpr double kBetweenLooks = 0.01;  // seconds of processor time
-constexpr int kMeasuringShare = 10;     // measuring takes at most one part in so many of the time
+constexpr double kBetweenLooks = 0.01;              // seconds of processor time
+constexpr int kMeasuringShare = 10;                 // measuring takes at most one part in so many of the time
+constexpr std::chrono::seconds kUntilGivenBack{1};  // the engine keeps what it has freed for a while
 
 std::size_t EngineMemory(JSContextRef inContext) {
     JSObjectRef statistics = JSGetMemoryUsageStatistics(inContext);
@@ -30,7 +31,7 @@ Limits::Limits(JSGlobalContextRef inContext, const Instances& inInstances,
       mInstances(inInstances),
       mTimeLimit(inSettings.mTimeLimit),
       mMemoryLimit(inSettings.mMemoryLimit),
-      mHighestResident(ResidentMemory() + mMemoryLimit) {
+      mOthersMemory(ResidentMemory()) {
     if (AreSet() && FindDrainMicrotasks() == nullptr) {
         throw ScriptError("this version of the script engine can't keep limits: run scripts without");
     }
@@ -90,19 +91,40 @@ bool Limits::IsOverMemory(JSContextRef inContext) {
         return false;
     }
     mIsMeasuring = true;
-    bool isOver = EngineMemory(inContext) + mInstances.GetMostNativeMemory() > mMemoryLimit ||
-                  ResidentMemory() > mHighestResident;
-    if (isOver) {
+    bool isOver = EngineMemory(inContext) + mInstances.GetMostNativeMemory() > mMemoryLimit;
+    if (HasProcessGrown() || isOver) {
         // Some of it may be garbage; and the engine counts large buffers only when it collects.
         JSSynchronousGarbageCollectForDebugging(inContext);
         const std::size_t inUse = GetMemoryUse(inContext);
         isOver = inUse > mMemoryLimit;
-        mHighestResident = ResidentMemory() + (mMemoryLimit - std::min(inUse, mMemoryLimit));
+        NoteMemoryOfOthers(inUse);
     }
     mIsMeasuring = false;
     const Clock::time_point ended = Clock::now();
     mNextMeasuring = ended + kMeasuringShare * (ended - began);
     return isOver;
+}
+
+bool Limits::HasProcessGrown() {
+    const std::size_t resident = ResidentMemory();
+    mOthersMemory = std::min(mOthersMemory, resident);
+    if (resident > mMemoryLimit && resident - mMemoryLimit > mOthersMemory) {
+        return true;
+    }
+    mGrownSince.reset();
+    return false;
+}
+
+void Limits::NoteMemoryOfOthers(std::size_t inScriptsMemory) {
+    const std::size_t resident = ResidentMemory();
+    const std::size_t others = resident - std::min(inScriptsMemory, resident);
+    const Clock::time_point now = Clock::now();
+    if (others > mOthersMemory && now < mGrownSince.value_or(now) + kUntilGivenBack) {
+        mGrownSince = mGrownSince.value_or(now);
+        return;
+    }
+    mOthersMemory = others;
+    mGrownSince.reset();
 }
 
 void Limits::Check() {

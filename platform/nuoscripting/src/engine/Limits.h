@@ -64,12 +64,17 @@ class Limits {
     void Hurry();
     static bool Look(JSContextRef inContext, void* inThis);
     [[nodiscard]] bool IsOverMemory(JSContextRef inContext);
+    /// By so much that the scripts may be over their limit.
+    [[nodiscard]] bool HasProcessGrown();
+    /// After collecting. More only when it stays more: what was freed is in use for a while yet.
+    void NoteMemoryOfOthers(std::size_t inScriptsMemory);
 
     JSGlobalContextRef mContext;
     const Instances& mInstances;
     std::chrono::milliseconds mTimeLimit;
     std::size_t mMemoryLimit;
-    std::size_t mHighestResident;  // of the process, beyond which the scripts may be over their limit
+    std::size_t mOthersMemory;  // what the process has in use beside the scripts
+    std::optional<std::chrono::steady_clock::time_point> mGrownSince;  // it seems to have more since then
     Clock::time_point mDeadline;
     Clock::time_point mNextMeasuring;
     bool mIsActive = false;

@@ -1,5 +1,6 @@
 #include "Strings.h"
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -22,7 +23,10 @@ nuocore::UTF8String TextOf(JSStringRef inString) {
     std::array<char, 512> small;  // NOLINT: filled below
     if (room <= small.size()) {
         const std::size_t written = JSStringGetUTF8CString(inString, small.data(), small.size());
-        if (written == JSStringGetLength(inString) + 1) {  // ASCII
+        // Not for others: what the engine cut off may be as long as what they take more.
+        if (written == JSStringGetLength(inString) + 1 &&
+            std::all_of(small.data(), small.data() + written,
+                        [](char inByte) { return (inByte & '\x80') == 0; })) {
             return {small.data(), written - 1};
         }
     }

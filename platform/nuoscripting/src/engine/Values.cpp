@@ -1,5 +1,6 @@
 #include "Values.h"
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -26,13 +27,35 @@ bool IsWholeWithin(double inNumber, double inLowest, double inHighest) {
     return inNumber >= inLowest && inNumber <= inHighest && std::trunc(inNumber) == inNumber;
 }
 
-// The engine writes only unpaired surrogates as escapes, and no reader of UTF-8 can take those.
+// The unit that an escape at a place stands for; 0 when there is none.
+unsigned EscapedUnit(std::string_view inJSON, std::size_t inPlace) {
+    constexpr std::size_t kPrefix = 2;
+    constexpr std::size_t kDigits = 4;
+    unsigned unit = 0;
+    if (inJSON.size() < inPlace + kPrefix + kDigits || inJSON.compare(inPlace, kPrefix, "\\u") != 0) {
+        return 0;
+    }
+    const char* const digits = inJSON.data() + inPlace + kPrefix;
+    std::from_chars(digits, digits + kDigits, unit, 16);
+    return unit;
+}
+
+// The engine writes them as escapes, which no reader can turn into UTF-8.
 UTF8String WithoutUnpairedSurrogates(UTF8String inJSON) {
     constexpr std::size_t kEscape = 6;
-    for (std::size_t place = 0; (place = inJSON.find('\\', place)) != UTF8String::npos; place += 2) {
-        if (inJSON.compare(place, 3, "\\ud") == 0 && inJSON.at(place + 3) >= '8') {
+    const auto isHigh = [](unsigned inUnit) { return inUnit >= 0xD800 && inUnit <= 0xDBFF; };
+    const auto isLow = [](unsigned inUnit) { return inUnit >= 0xDC00 && inUnit <= 0xDFFF; };
+    std::size_t place = 0;
+    while ((place = inJSON.find('\\', place)) != UTF8String::npos) {
+        const unsigned unit = EscapedUnit(inJSON, place);
+        if (isHigh(unit) && isLow(EscapedUnit(inJSON, place + kEscape))) {
+            place += 2 * kEscape;
+            continue;
+        }
+        if (isHigh(unit) || isLow(unit)) {
             inJSON.replace(place, kEscape, "\\ufffd");
         }
+        place += 2;
     }
     return inJSON;
 }
