@@ -359,9 +359,10 @@ TEST_F(Limits, AScriptThatKeepsEntriesIsStopped) {
 }
 
 TEST_F(Limits, AScriptThatIsOverTheMemoryAtItsEndIsTold) {
-    mSmall->Run("var kept = new Uint8Array(2e8)", "script.js");
+    // At once, if the system has given all of it already.
+    const auto told = Stops(mSmall, "var kept = new Uint8Array(2e8)");
     mSmall->CollectGarbage();
-    EXPECT_EQ(Stops(mSmall, "1"), Limit::kMemory);
+    EXPECT_EQ(told ? told : Stops(mSmall, "1"), Limit::kMemory);
     EXPECT_EQ(Stops(mSmall, "kept = null; 1"), std::nullopt);
 }
 
