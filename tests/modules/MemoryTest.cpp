@@ -28,7 +28,7 @@ bool IsFree(RecursiveMutex& inMutex) {
         inMutex.Unlock();
         taken->set_value();
     }).detach();
-    return isTaken.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
+    return isTaken.wait_for(std::chrono::seconds(50)) == std::future_status::ready;
 }
 
 // The client's destructor is seen by its unsubscribing.
